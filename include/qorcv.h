@@ -1,0 +1,12 @@
+/**
+ * @file qorcv.h
+ * Umbrella header: every operation of the library.
+ */
+#ifndef QORCV_H
+#define QORCV_H
+
+#include "qorcv/arith.h"
+#include "qorcv/types.h"
+#include "qorcv/version.h"
+
+#endif
