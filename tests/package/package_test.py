@@ -1,0 +1,126 @@
+"""Installs the release build into a scratch folder and uses it as a stranger would; builds and inspects the packages.
+
+tests/package/CMakeLists.txt passes the build to install in the environment.
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parents[1]
+BINARY_DIR = os.environ["QORCV_BINARY_DIR"]
+CC = os.environ["CC"]
+
+
+def run(*command, **environment):
+    environment = {**os.environ, "OMP_WAIT_POLICY": "passive", **{k: str(v) for k, v in environment.items()}}
+    for name in "OMP_NUM_THREADS", "OMP_THREAD_LIMIT", "OMP_DYNAMIC", "DESTDIR", "CFLAGS", "LDFLAGS":
+        environment.pop(name, None)
+    result = subprocess.run([str(c) for c in command], text=True, capture_output=True, env=environment)
+    if result.returncode != 0:
+        raise AssertionError(f"{command} gives {result.returncode}\n{result.stdout}{result.stderr}")
+    return result.stdout
+
+
+class Installed(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        scratch = tempfile.TemporaryDirectory(prefix="qorcv-package-")
+        cls.addClassCleanup(scratch.cleanup)
+        cls.scratch = pathlib.Path(scratch.name)
+        run("cmake", "--install", BINARY_DIR, "--prefix", cls.scratch / "first")
+        # An installation may be moved: nothing in it knows where it was made.
+        cls.prefix = (cls.scratch / "first").rename(cls.scratch / "moved")
+        cls.libraries = next(cls.prefix.rglob("libqorcvt6.so.8.2")).parent
+        cls.pkg_config_path = cls.libraries / "pkgconfig"
+
+    def pkg_config(self, *arguments):
+        return run("pkg-config", *arguments, "qorcv", PKG_CONFIG_PATH=self.pkg_config_path).split()
+
+    def compile(self, source, *options):
+        program = self.scratch / source.stem
+        strict = ["-std=c99", "-pedantic", "-Wall", "-Werror"]
+        run(CC, *strict, *options, source, "-o", program, *self.pkg_config("--cflags", "--libs"))
+        return program
+
+    def test_consumer_by_cmake(self):
+        build = self.scratch / "build"
+        run("cmake", "-S", HERE / "consumer", "-B", build, f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DCMAKE_C_COMPILER={CC}")
+        run("cmake", "--build", build)
+        self.assertIn("8.2.1", run(build / "consumer"))
+
+    def test_consumer_by_plain_cc_and_pkg_config(self):
+        program = self.compile(HERE / "consumer/consumer.c")
+        self.assertIn("8.2.1", run(program, LD_LIBRARY_PATH=self.libraries))
+        self.assertEqual(self.pkg_config("--modversion"), ["8.2.1"])
+        self.assertLessEqual({"-lqorcvt6", "-lqorcore"}, set(self.pkg_config("--libs")))
+
+    def test_open_parallel_call_close(self):
+        program = self.compile(HERE / "open_close.c", "-D_XOPEN_SOURCE=700")
+        names = re.findall(r"^QOR_EXPORT\((\w+)\)$", (ROOT / "src/frame/exports.def").read_text(), re.MULTILINE)
+        run(program, self.libraries / "libqorcvt6.so.8.2", *names, LD_LIBRARY_PATH=self.libraries)
+
+    def test_installed_files_name_no_folder_of_the_build(self):
+        for file in self.prefix.rglob("*"):
+            if file.is_file():
+                text = file.read_bytes()
+                for folder in BINARY_DIR, str(ROOT), str(self.scratch):
+                    self.assertNotIn(folder.encode(), text, file)
+        for library in self.libraries.glob("*.so.8.2"):
+            self.assertNotRegex(run("readelf", "-d", library), "RPATH|RUNPATH")
+
+    def test_every_public_header_is_installed(self):
+        expected = {f"qorcv/{h.name}" for h in (ROOT / "include/qorcv").glob("*.h")} | {"qorcv.h", "qorcore.h"}
+        include = self.prefix / "include"
+        self.assertEqual({str(h.relative_to(include)) for h in include.rglob("*.h")}, expected)
+
+
+class DebianPackages(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        scratch = tempfile.TemporaryDirectory(prefix="qorcv-deb-")
+        cls.addClassCleanup(scratch.cleanup)
+        run("cpack", "--config", f"{BINARY_DIR}/CPackConfig.cmake", "-B", scratch.name)
+        cls.packages = {file.name.split("_")[0]: file for file in pathlib.Path(scratch.name).glob("*.deb")}
+
+    def contents(self, package):
+        """Files and links of a package."""
+        lines = run("dpkg-deb", "-c", self.packages[package]).splitlines()
+        return {line.split()[5] for line in lines if not line.startswith("d")}
+
+    def field(self, package, name):
+        return run("dpkg-deb", "-f", self.packages[package], name).strip()
+
+    def test_runtime_and_development(self):
+        self.assertEqual(set(self.packages), {"libqorcv8.2", "libqorcv-dev"})
+        self.assertEqual(self.field("libqorcv-dev", "Depends"), "libqorcv8.2 (= 8.2.1)")
+        self.assertEqual(self.field("libqorcv8.2", "Architecture"), "amd64")
+        self.assertIn("libc6", self.field("libqorcv8.2", "Depends"))
+        self.assertNotIn("libstdc++", self.field("libqorcv8.2", "Depends"))
+
+    def test_layout(self):
+        libraries = "./usr/lib/x86_64-linux-gnu"
+        self.assertEqual(self.contents("libqorcv8.2"), {
+            f"{libraries}/libqorcvt6.so.8.2", f"{libraries}/libqorcore.so.8.2", "./usr/share/doc/libqorcv8.2/copyright",
+        })  # fmt: skip
+        self.assertLessEqual({
+            f"{libraries}/libqorcvt6.so", f"{libraries}/libqorcore.so", f"{libraries}/pkgconfig/qorcv.pc",
+            f"{libraries}/cmake/qorcv/qorcvConfig.cmake", "./usr/include/qorcv.h", "./usr/include/qorcv/arith.h",
+            "./usr/include/qorcore.h", "./usr/share/doc/libqorcv-dev/copyright",
+        }, self.contents("libqorcv-dev"))  # fmt: skip
+
+    def test_library_keeps_its_symbol_table(self):
+        with tempfile.TemporaryDirectory() as folder:
+            run("dpkg-deb", "-x", self.packages["libqorcv8.2"], folder)
+            library = next(pathlib.Path(folder).rglob("libqorcvt6.so.8.2"))
+            self.assertIn(" t6_qoriAbsDiff_8u_C1R", run("nm", library))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
