@@ -43,6 +43,7 @@ void runRow(benchmark::State& state, const RowData& row, QoriSize size, int thre
   state.counters["copies"] = result.copies;
   state.counters["same_copies"] = result.sameCopies;
   state.counters["noise"] = result.noise;
+  state.counters["quiet"] = result.quiet;
   state.counters["team"] = threads;
   if (row.makeReference) state.counters["versus_reference"] = result.versusReference;
   if (threads > 1) {

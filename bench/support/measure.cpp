@@ -20,7 +20,47 @@ double now() {
 // A sample is long against the clock's own cost, a slice long against the refill of the caches behind the slice of
 // another series, and short against the moods of the machine.
 constexpr double sampleNs = 30e3, sliceNs = 1e6, slowCallNs = 5e6;
-constexpr int minRounds = 5, maxRounds = 101;
+constexpr int minRounds = 7;
+// On a busy machine a row may take so many times its seconds.
+constexpr double patience = 8;
+
+// Vector arithmetic that fills the processor's units out of registers: eight chains of adds of one cycle each. A busy
+// sibling thread on the same core, which a chain of dependent operations would not notice, costs it up to half.
+void fillUnits(int iterations) {
+  using Lanes [[gnu::vector_size(16)]] = int;
+  Lanes a{}, b{}, c{}, d{}, e{}, f{}, g{}, h{};
+  for (int i = 0; i < iterations; ++i) {
+    asm volatile(
+        "paddd %0,%0\n paddd %1,%1\n paddd %2,%2\n paddd %3,%3\n"
+        "paddd %4,%4\n paddd %5,%5\n paddd %6,%6\n paddd %7,%7"
+        : "+x"(a), "+x"(b), "+x"(c), "+x"(d), "+x"(e), "+x"(f), "+x"(g), "+x"(h));
+  }
+}
+
+// Tells whether this thread has its core to itself, by the speed of fillUnits() against the best seen so far.
+class Probe {
+ public:
+  Probe() {
+    const double start = now();
+    while (now() - start < 0.3e9) quiet();
+  }
+
+  bool quiet() {
+    const double start = now();
+    fillUnits(5000);
+    const double t = now() - start;
+    best_ = std::min(best_, t);
+    return t < best_ * 1.1;
+  }
+
+ private:
+  double best_ = HUGE_VAL;
+};
+
+Probe& probe() {
+  static Probe p;
+  return p;
+}
 
 // One thing that is timed in turns with others.
 class Series {
@@ -31,25 +71,28 @@ class Series {
     for (;;) {
       const double t = time(calls_);
       if (t >= sampleNs) break;
-      calls_ =
-          std::max(calls_ + 1, static_cast<int64_t>(static_cast<double>(calls_) * std::min(sampleNs / t * 1.2, 10.0)));
+      const double more = static_cast<double>(calls_) * std::min(sampleNs / t * 1.2, 10.0);
+      calls_ = std::max(calls_ + 1, static_cast<int64_t>(more));
     }
   }
 
-  // The smallest time of a call within one slice.
+  // Times calls for a while and keeps the quickest.
   void slice() {
     qorSetNumThreads(threads_);
     double best = HUGE_VAL, total = 0;
     if (rounds_.empty() || rounds_.back() < slowCallNs) batch_(1);
+    const bool before = probe().quiet();
     while (total < sliceNs) {
       const double t = time(calls_);
       total += t;
       best = std::min(best, t / static_cast<double>(calls_));
     }
+    if (before && probe().quiet()) ++quiet_;
     rounds_.push_back(best);
   }
 
   double best() const { return *std::min_element(rounds_.begin(), rounds_.end()); }
+  int quietSlices() const { return quiet_; }
   const std::vector<double>& rounds() const { return rounds_; }
 
  private:
@@ -62,6 +105,7 @@ class Series {
   Batch batch_;
   int threads_;
   int64_t calls_ = 1;
+  int quiet_ = 0;
   std::vector<double> rounds_;
 };
 
@@ -71,13 +115,14 @@ double quantile(std::vector<double> values, double q) {
   return values[at];
 }
 
-std::vector<double> ratios(const Series& a, const Series& b) {
+// Half the distance of the quartiles of the ratio of neighbours in time, relative to its median.
+double spread(const Series& a, const Series& b) {
   std::vector<double> r;
   for (size_t i = 0; i < a.rounds().size(); ++i) r.push_back(a.rounds()[i] / b.rounds()[i]);
-  return r;
+  return (quantile(r, 0.75) - quantile(r, 0.25)) / 2 / quantile(r, 0.5);
 }
 
-double ratio(const Series& a, const Series& b) { return quantile(ratios(a, b), 0.5); }
+double ratio(const Series& a, const Series& b) { return a.best() / b.best(); }
 
 Batch copyRows(Setup& setup, QoriSize size, double pixelBytes, int threads) {
   const int bytes = static_cast<int>(std::ceil(size.width * pixelBytes));
@@ -96,20 +141,13 @@ Batch copyRows(Setup& setup, QoriSize size, double pixelBytes, int threads) {
   });
 }
 
-// The same arithmetic on every thread, out of registers.
+// The same arithmetic on every thread, long against the wake-up of a team.
 Batch compute(int threads) {
-  const auto work = [] {
-    uint64_t x = 1;
-    for (int i = 0; i < 2000000; ++i) {
-      x ^= x << 13;
-      x ^= x >> 7;
-      benchmark::DoNotOptimize(x);
-    }
-  };
-  if (threads == 1) return repeat(work);
+  constexpr int iterations = 1000000;
+  if (threads == 1) return repeat([] { fillUnits(iterations); });
   return repeat([=] {
 #pragma omp parallel num_threads(threads)
-    work();
+    fillUnits(iterations);
   });
 }
 
@@ -158,17 +196,18 @@ Result measure(const RowData& row, QoriSize size, int threads, double seconds) {
     copyAll = add(copyRows(images, size, pixelBytes, threads), 1);
   }
 
-  const double start = now();
-  for (int round = 0; round < maxRounds; ++round) {
-    if (round >= minRounds && now() - start > seconds * 1e9) break;
+  const auto done = [&](const Series& s) { return s.quietSlices() >= minRounds; };
+  const double start = now(), enough = start + seconds * 1e9, tooLong = start + patience * seconds * 1e9;
+  for (int round = 0;; ++round) {
+    result.quiet = std::all_of(series.begin(), series.end(), done);
+    if (round >= minRounds && now() > (result.quiet ? enough : tooLong)) break;
     for (Series& s : series) s.slice();
   }
   qorSetNumThreads(1);
 
   result.nsPerCall = series[main].best();
-  const std::vector<double> copies = ratios(series[main], series[copy]);
-  result.copies = quantile(copies, 0.5);
-  result.noise = (quantile(copies, 0.75) - quantile(copies, 0.25)) / 2 / result.copies;
+  result.copies = ratio(series[main], series[copy]);
+  result.noise = spread(series[main], series[copy]);
   result.sameCopies = ratio(series[main], series[sameCopy]);
   if (row.makeReference) result.versusReference = ratio(series[main], series[reference]);
   if (threads > 1) {

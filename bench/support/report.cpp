@@ -98,8 +98,8 @@ bool Table::ReportContext(const Context&) {
   for (const auto& [name, value] : machine()) std::fprintf(out, "%-12s %s\n", name.c_str(), value.c_str());
   std::fprintf(out,
                "One thread where the row names none. copies: time over that of copying the 8-bit image of the size row "
-               "by row; same: over that\nof copying the row's own image; noise: spread of copies in the run. "
-               "Differences under 10%% are noise.\n\n");
+               "by row; same: over that\nof copying the row's own image; noise: spread of copies in the run, "
+               "marked ! when the core was never quiet for long.\nDifferences under 10%% are noise.\n\n");
   std::fprintf(out, "%-*s %9s %9s %8s %8s %8s %6s  %s\n", nameWidth_, "row", "ns/px", "Mpx/s", "GB/s", "same", "copies",
                "noise", "budget");
   return true;
@@ -117,9 +117,9 @@ void Table::ReportRuns(const std::vector<Run>& runs) {
       const auto found = run.counters.find(key);
       return found != run.counters.end() ? static_cast<double>(found->second) : 0.0;
     };
-    std::printf("%-*s %9.4f %9.1f %8.2f %8.2f %8.2f %5.0f%%  %s", nameWidth_, name.c_str(), value("ns_per_pixel"),
+    std::printf("%-*s %9.4f %9.1f %8.2f %8.2f %8.2f %5.0f%%%s %s", nameWidth_, name.c_str(), value("ns_per_pixel"),
                 value("pixels_per_second") * 1e-6, value("bytes_per_second") * 1e-9, value("same_copies"),
-                value("copies"), 100 * value("noise"), run.report_label.c_str());
+                value("copies"), 100 * value("noise"), value("quiet") > 0 ? " " : "!", run.report_label.c_str());
     if (value("versus_reference") > 0) std::printf(" [reference: %.3f]", value("versus_reference"));
     if (value("speedup") > 0)
       std::printf(" [speed-up %.2f; plain copy %.2f, arithmetic %.2f]", value("speedup"), value("copy_scaling"),
