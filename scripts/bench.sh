@@ -50,7 +50,7 @@ if [ -n "$instructions" ]; then
   # stay unbound; there is only one.
   if ! valgrind --tool=callgrind --toggle-collect=qorBenchCounted --dump-after=qorBenchCounted \
     --callgrind-out-file="$work/calls" --log-file="$work/log" \
-    "$program" --count-calls "--benchmark_filter=$filter" >"$work/rows"; then
+    "$program" --count-calls "--benchmark_filter=${filter:-.}" >"$work/rows"; then
     cat "$work/log" >&2
     exit 1
   fi
