@@ -17,10 +17,15 @@ double now() {
   return static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(t).count());
 }
 
-// A sample is long against the clock's own cost, a slice long against the refill of the caches behind the slice of
-// another series, and short against the moods of the machine.
+// A sample is long against the clock's own cost, and a slice short against the moods of the machine. The caches need
+// several calls to settle behind the slice of another series when all series together exceed the last level: fewer than
+// these made full-size float images look half as fast as they are. Calls beyond slowCallNs settle within themselves.
 constexpr double sampleNs = 30e3, sliceNs = 1e6, slowCallNs = 5e6;
-constexpr int minRounds = 7;
+constexpr int settlingCalls = 4, minSamples = 12, minRounds = 7;
+// Images beyond the middle caches share the last level with all that runs on the machine, so their quiet moments are
+// rarer: such rows take so many times longer.
+constexpr int64_t outerCache = 8 << 20;
+constexpr double outerCacheSeconds = 4;
 // On a busy machine a row may take so many times its seconds.
 constexpr double patience = 8;
 
@@ -80,9 +85,10 @@ class Series {
   void slice() {
     qorSetNumThreads(threads_);
     double best = HUGE_VAL, total = 0;
-    if (rounds_.empty() || rounds_.back() < slowCallNs) batch_(1);
+    const bool slow = !rounds_.empty() && rounds_.back() > slowCallNs;
+    if (!slow) batch_(settlingCalls);
     const bool before = probe().quiet();
-    while (total < sliceNs) {
+    for (int sample = 0; total < sliceNs || (sample < minSamples && !slow); ++sample) {
       const double t = time(calls_);
       total += t;
       best = std::min(best, t / static_cast<double>(calls_));
@@ -170,6 +176,7 @@ Result measure(const RowData& row, QoriSize size, int threads, double seconds) {
   result.error = firstCall(made);
   if (!result.error.empty()) return result;
   result.bytes = setup.bytes();
+  if (result.bytes > outerCache) seconds *= outerCacheSeconds;
 
   std::vector<Series> series;
   const auto add = [&](Batch batch, int n) {

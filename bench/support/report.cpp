@@ -10,7 +10,7 @@ namespace {
 // Differences below this cannot be told from noise, so a miss below it still counts as meeting the budget.
 constexpr double tolerance = 0.05;
 // A team whose plain arithmetic gains less than this share of its size had no processors of its own.
-constexpr double freeProcessors = 0.9;
+constexpr double freeProcessors = 0.85;
 
 struct Tally {
   int met = 0, near = 0, missed = 0, unjudged = 0;
