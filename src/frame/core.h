@@ -1,4 +1,5 @@
-// What the library requires of the core library: eight names, so that another core that has them can stand in its place.
+// What the library requires of the core library: eight names, so that another core that has them can stand in its
+// place.
 #pragma once
 
 #include "frame/base.h"
