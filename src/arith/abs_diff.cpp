@@ -1,25 +1,65 @@
-#include "frame/base.h"
+// Absolute difference of two images, or of an image and a constant.
+#include "frame/bands.h"
 #include "frame/bodies.h"
-namespace qor { namespace {
-template <class T, class V> QorStatus run(const T* a, int as, const T* b, int bs, bool con, V value, T* d, int ds, QoriSize roi, int ch = 1) {
-  if (!a || (!b && !con) || !d) return qorStsNullPtrErr;
-  if (roi.width < 1 || roi.height < 1) return qorStsSizeErr;
-  int64_t w = (int64_t)roi.width * ch, m = w * (int64_t)sizeof(T);
-  if (as < m || (!con && bs < m) || ds < m) return qorStsStepErr;
-  if ((as | (con ? 0 : bs) | ds) & (int)(sizeof(T) - 1)) return qorStsNotEvenStepErr;
-  for (int y = 0; y < roi.height; ++y) for (int64_t x = 0; x < w; ++x) {
-    T p = rowAt(a, as, y)[x], q = con ? (T)value : rowAt(b, bs, y)[x];
-    if constexpr (sizeof(T) == 4) rowAt(d, ds, y)[x] = __builtin_fabsf(p - q); else rowAt(d, ds, y)[x] = (T)(p > q ? p - q : q - p);
-  }
-  return 0;
+#include "frame/checks.h"
+#include "frame/row.h"
+
+namespace qor {
+namespace {
+
+// Samples from which a call is shared among the team.
+constexpr Qor32s parallelArea = 0x40000;
+
+template <class T>
+constexpr int block = Vec<T>::lanes;
+
+template <class T, class... Planes, class Kernel>
+void mapPlanes(int64_t samples, int height, const Kernel& kernel, Plane<T> dst, Planes... sources) {
+  const auto row = [&kernel](ptrdiff_t n, T* d, const auto*... s) { mapRow<block<T>>(d, n, kernel, s...); };
+  forBandsIf(area(samples, height) >= parallelArea, height,
+             [&](Band band) { forEachRow(samples, band.first, band.rows, row, dst, sources...); });
 }
-int cl(int v, int top) { return v < 0 ? 0 : v > top ? top : v; }
-}}
-using namespace qor;
-QOR_BODY(qoriAbsDiff_8u_C1R)(const Qor8u* a, int as, const Qor8u* b, int bs, Qor8u* d, int ds, QoriSize r) { return run<Qor8u>(a, as, b, bs, false, 0, d, ds, r); }
-QOR_BODY(qoriAbsDiff_8u_C3R)(const Qor8u* a, int as, const Qor8u* b, int bs, Qor8u* d, int ds, QoriSize r) { return run<Qor8u>(a, as, b, bs, false, 0, d, ds, r, 3); }
-QOR_BODY(qoriAbsDiff_16u_C1R)(const Qor16u* a, int as, const Qor16u* b, int bs, Qor16u* d, int ds, QoriSize r) { return run<Qor16u>(a, as, b, bs, false, 0, d, ds, r); }
-QOR_BODY(qoriAbsDiff_32f_C1R)(const Qor32f* a, int as, const Qor32f* b, int bs, Qor32f* d, int ds, QoriSize r) { return run<Qor32f>(a, as, b, bs, false, 0.f, d, ds, r); }
-QOR_BODY(qoriAbsDiffC_8u_C1R)(const Qor8u* a, int as, Qor8u* d, int ds, QoriSize r, int v) { return run<Qor8u>(a, as, (const Qor8u*)nullptr, 0, true, cl(v, 255), d, ds, r); }
-QOR_BODY(qoriAbsDiffC_16u_C1R)(const Qor16u* a, int as, Qor16u* d, int ds, QoriSize r, int v) { return run<Qor16u>(a, as, (const Qor16u*)nullptr, 0, true, cl(v, 65535), d, ds, r); }
-QOR_BODY(qoriAbsDiffC_32f_C1R)(const Qor32f* a, int as, Qor32f* d, int ds, QoriSize r, Qor32f v) { return run<Qor32f>(a, as, (const Qor32f*)nullptr, 0, true, v, d, ds, r); }
+
+template <class T>
+QorStatus absDiffImages(const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, T* pDst, int dstStep,
+                        QoriSize roiSize, int channels) {
+  const int64_t samples = static_cast<int64_t>(roiSize.width) * channels;
+  const QorStatus status =
+      firstFailure(nullCheck(pSrc1, pSrc2, pDst), sizeCheck(roiSize),
+                   stepCheck<T>(samples, src1Step, src2Step, dstStep), evenCheck<T>(src1Step, src2Step, dstStep));
+  if (status != qorStsNoErr) return status;
+  const auto kernel = [](const T* a, const T* b) { return Block<T, 1>{absDiff(load(a), load(b))}; };
+  mapPlanes(samples, roiSize.height, kernel, Plane{pDst, dstStep}, Plane{pSrc1, src1Step}, Plane{pSrc2, src2Step});
+  return qorStsNoErr;
+}
+
+constexpr Qor32f clampToSample(Qor32f value, Qor32f) { return value; }
+template <class T>
+constexpr T clampToSample(int value, T) {
+  return saturate<T>(value);
+}
+
+template <class T, class Value>
+QorStatus absDiffConstant(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, Value value) {
+  const QorStatus status = firstFailure(nullCheck(pSrc, pDst), sizeCheck(roiSize),
+                                        stepCheck<T>(roiSize.width, srcStep, dstStep), evenCheck<T>(srcStep, dstStep));
+  if (status != qorStsNoErr) return status;
+  const Vec<T> constant = splat(clampToSample(value, T{}));
+  const auto kernel = [constant](const T* a) { return Block<T, 1>{absDiff(load(a), constant)}; };
+  mapPlanes(roiSize.width, roiSize.height, kernel, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
+  return qorStsNoErr;
+}
+
+}  // namespace
+}  // namespace qor
+
+#define QOR_ABS_DIFF(name, T, channels)                                                                  \
+  QOR_BODY(name)                                                                                         \
+  (const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, T* pDst, int dstStep, QoriSize roiSize) { \
+    return qor::absDiffImages(pSrc1, src1Step, pSrc2, src2Step, pDst, dstStep, roiSize, channels);       \
+  }
+#define QOR_ABS_DIFF_C(name, T, Value)                                                              \
+  QOR_BODY(name)(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, Value value) { \
+    return qor::absDiffConstant(pSrc, srcStep, pDst, dstStep, roiSize, value);                      \
+  }
+#include "arith/abs_diff.def"

@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# Builds two revisions side by side and prints the figures of both, measured in turns.
+#
+#   scripts/bench-compare.sh REVISION_A REVISION_B [FILTER]
+#
+# Each is checked out and built in a folder of its own, with its own benchmark; rows that only one of them has are left
+# out. Compared are copies, which a busy neighbour disturbs less than times. ROUNDS=N sets how often each is run, 3 when
+# not given; the median counts.
+set -euo pipefail
+# shellcheck source=setup.sh
+. "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+
+if [ $# -lt 2 ] || [ $# -gt 3 ]; then
+  sed -n '2,/^set/{/^set/d;s/^# \{0,1\}//;p}' "${BASH_SOURCE[0]}" >&2
+  exit 2
+fi
+revisions=("$1" "$2")
+filter=${3:-.}
+rounds=${ROUNDS:-3}
+need_packages --for 'comparing revisions' git jq
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+work=$(mktemp -d)
+clean() {
+  local side
+  for side in 0 1; do git -C "$root" worktree remove --force "$work/$side" 2>/dev/null || true; done
+  rm -rf "$work"
+}
+trap clean EXIT
+
+for side in 0 1; do
+  git -C "$root" worktree add --quiet --detach "$work/$side" "${revisions[side]}"
+  # In a shell of its own, with the set-up of that revision.
+  (cd "$work/$side" && bash -euo pipefail -c '. scripts/setup.sh && build_preset release qorcv-bench')
+done
+
+for round in $(seq "$rounds"); do
+  for side in 0 1; do
+    say "round $round of $rounds: ${revisions[side]}"
+    "$work/$side/build/release/bench/qorcv-bench" "--benchmark_filter=$filter" --benchmark_out_format=json \
+      "--benchmark_out=$work/$side.$round.json" >"$work/table" || fail "$(grep FAILED "$work/table" || tail -n 3 "$work/table")"
+  done
+done
+
+# Of each row over the rounds of a side: the least time and the median of copies.
+digest() {
+  jq -s '
+    def median: sort | if length % 2 == 1 then .[length / 2 | floor] else (.[length / 2 - 1] + .[length / 2]) / 2 end;
+    [.[].benchmarks[] | select(.error_occurred | not)] | group_by(.name)
+    | map({key: (.[0].name | sub("/manual_time$"; "")),
+           value: {ns: (map(.ns_per_pixel) | min), copies: (map(.copies) | median)}})
+    | from_entries' "$work/$1".*.json
+}
+digest 0 >"$work/a"
+digest 1 >"$work/b"
+
+printf '\nA: %s\nB: %s\n\n' "$(git -C "$work/0" log -1 --format='%h %s')" "$(git -C "$work/1" log -1 --format='%h %s')"
+printf '%-50s %10s %10s %10s %10s %7s\n' row 'A ns/px' 'B ns/px' 'A copies' 'B copies' B/A
+jq -rn --slurpfile a "$work/a" --slurpfile b "$work/b" '
+  $a[0] | to_entries[] | select($b[0][.key]) | . as $row | $b[0][.key] as $new
+  | [$row.key, $row.value.ns, $new.ns, $row.value.copies, $new.copies, $new.copies / $row.value.copies] | @tsv' |
+  awk -F '\t' '{
+    verdict = $6 < 1 / 1.1 ? "  faster" : $6 > 1.1 ? "  SLOWER" : ""
+    printf "%-50s %10.4f %10.4f %10.2f %10.2f %7.2f%s\n", $1, $2, $3, $4, $5, $6, verdict
+  }'

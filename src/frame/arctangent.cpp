@@ -1,0 +1,56 @@
+// Four-quadrant arctangent in radians.
+#include <math.h>
+
+#include "frame/checks.h"
+#include "frame/row.h"
+#include "frame/vector_ops.h"
+
+namespace qor {
+namespace {
+
+// (atan(t) / t - 1) / t^2 in powers of t^2 on [0, 1], by interpolation at the nodes of Chebyshev. The relative error of
+// the angle is 2.5e-8; with the rounding of the steps it stays below 2^-22.
+constexpr Qor32f coefficients[] = {-0x1.555554p-2F, 0x1.99983cp-3F,  -0x1.246cd2p-3F, 0x1.c3f168p-4F, -0x1.6295f8p-4F,
+                                   0x1.0001c6p-4F,  -0x1.25dc12p-5F, 0x1.ba9f66p-7F,  -0x1.38de56p-9F};
+
+// atan(t) for t in [0, 1].
+inline V32f arctanOfFraction(V32f t) {
+  const V32f z = t * t;
+  V32f p = splat(coefficients[8]);
+  for (int i = 7; i >= 0; --i) p = p * z + splat(coefficients[i]);
+  return t + t * (z * p);
+}
+
+Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {
+  const V32f y = load(pY), x = load(pX), sign = splat(-0.0F);
+  const V32f ay = abs(y), ax = abs(x), small = min(ay, ax), large = max(ay, ax), t = small / large;
+  V32f angle = arctanOfFraction(t);
+  angle = select(ay > ax, splat(0x1.921fb6p+0F) - angle, angle);
+  angle = select(x, splat(0x1.921fb6p+1F) - angle, angle);
+  angle = angle | (y & sign);
+  // Regular: both ordered, the larger finite and not zero, the quotient not denormal unless it is zero.
+  const V32f quotientIsExact = (t >= splat(0x1p-126F)) | (small == zero<Qor32f>());
+  const V32f regular =
+      andNot(unordered(x, y), quotientIsExact & (large > zero<Qor32f>())) & (splat(0x1.fffffep127F) >= large);
+  const int rare = ~signBits(regular) & 15;
+  if (rare != 0) {
+    Qor32f angles[4];
+    store(angles, angle);
+    for (int i = 0; i < 4; ++i) {
+      if ((rare >> i & 1) != 0) angles[i] = atan2f(pY[i], pX[i]);
+    }
+    angle = load(angles);
+  }
+  return {angle};
+}
+
+}  // namespace
+
+QorStatus qorsAtan2_32f_A21(const Qor32f* pY, const Qor32f* pX, Qor32f* pDst, int len) {
+  if (len < 1) return qorStsNoErr;
+  mapRow<4>(
+      pDst, len, [](const Qor32f* y, const Qor32f* x) { return arctan2(y, x); }, pY, pX);
+  return qorStsNoErr;
+}
+
+}  // namespace qor

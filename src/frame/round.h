@@ -1,0 +1,63 @@
+// Float to integer, saturation and the scale factor.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <limits>
+
+#include "frame/base.h"
+
+namespace qor {
+
+template <class T>
+constexpr T bottomOf = std::numeric_limits<T>::lowest();
+template <class T>
+constexpr T topOf = std::numeric_limits<T>::max();
+
+// Integer results are saturated, never wrapped.
+template <class T>
+constexpr T saturate(Qor64s d) {
+  return d < bottomOf<T> ? bottomOf<T> : d > topOf<T> ? topOf<T> : static_cast<T>(d);
+}
+
+// Nearest, ties to even. NaN and what lies outside 32 bits give the lowest integer, as in the vector forms.
+inline Qor32s nearestInt(Qor32f x) { return _mm_cvtss_si32(_mm_set_ss(x)); }
+inline Qor32s nearestInt(Qor64f x) { return _mm_cvtsd_si32(_mm_set_sd(x)); }
+
+// Nearest, ties to even, saturated to an integer type of at most 32 bits. NaN goes to the bottom.
+template <class T>
+inline T nearestSaturated(Qor64f x) {
+  if (x >= static_cast<Qor64f>(topOf<T>)) return topOf<T>;
+  return saturate<T>(nearestInt(x));
+}
+
+// Towards zero, saturated. NaN goes to the bottom.
+template <class T>
+inline T truncatedSaturated(Qor64f x) {
+  if (x >= static_cast<Qor64f>(topOf<T>)) return topOf<T>;
+  if (!(x > static_cast<Qor64f>(bottomOf<T>))) return bottomOf<T>;
+  return static_cast<T>(x);
+}
+
+// An exact result d divided by 2^scaleFactor, to nearest with ties to even, saturated. |d| is below 2^62.
+template <class T>
+constexpr T scaled(Qor64s d, int scaleFactor) {
+  if (scaleFactor > 62) return 0;
+  if (scaleFactor > 0) {
+    return saturate<T>((d + (Qor64s{1} << (scaleFactor - 1)) - 1 + ((d >> scaleFactor) & 1)) >> scaleFactor);
+  }
+  if (scaleFactor == 0 || d == 0) return saturate<T>(d);
+  // A shift of 32 already lifts every d that is not 0 out of a type of at most 32 bits; the cap also makes the negation
+  // safe.
+  const int shift = scaleFactor < -32 ? 32 : -scaleFactor;
+  const Qor64s limit = Qor64s{1} << 31;
+  return saturate<T>((d > limit ? limit : d < -limit ? -limit : d) * (Qor64s{1} << shift));
+}
+
+// 2^-scaleFactor. Beyond the cap every result is 0 or saturated anyway, and the power stays a normal number.
+inline Qor64f scaleOf(int scaleFactor) {
+  const int exponent = scaleFactor > 512 ? -512 : scaleFactor < -512 ? 512 : -scaleFactor;
+  return __builtin_bit_cast(Qor64f, static_cast<uint64_t>(1023 + exponent) << 52);
+}
+
+}  // namespace qor

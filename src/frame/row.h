@@ -1,0 +1,115 @@
+// Row drivers: the loops over a row, written once. A kernel handles a fixed number of samples at an address; the
+// drivers see to the remainder, so that nothing outside the row is read or written.
+#pragma once
+
+#include "frame/vec.h"
+
+namespace qor {
+
+// How a row is stored. Streaming goes past the caches; each thread that streams ends with finishStreams.
+enum class Stores { cached, streamed };
+
+inline void finishStreams() { _mm_sfence(); }
+
+namespace detail {
+
+// A copy of a few samples in front of enough others that a kernel may read a whole block.
+template <class T, int block>
+struct Padded {
+  T samples[block];
+};
+
+template <int block, class T>
+inline Padded<T, block> padded(const T* src, ptrdiff_t n, T padding) {
+  Padded<T, block> p;
+  for (T& s : p.samples) s = padding;
+  __builtin_memcpy(p.samples, src, static_cast<size_t>(n) * sizeof(T));
+  return p;
+}
+
+template <class D, int count>
+inline void storeFirst(D* dst, ptrdiff_t n, const Block<D, count>& result) {
+  D samples[Block<D, count>::samples];
+  store(samples, result);
+  __builtin_memcpy(dst, samples, static_cast<size_t>(n) * sizeof(D));
+}
+
+}  // namespace detail
+
+// dst[x] = kernel(src...[x]) for n samples. kernel(const S*...) reads `block` samples of every source and returns them
+// as a Block of destination samples.
+//
+// The remainder is a whole block at the row's end, computed before anything is stored and stored last. Both blocks that
+// reach a sample thus see the row as it was, so a source may be the destination itself (the same address and step),
+// also when the kernel accumulates. Any other overlap of source and destination is undefined.
+template <int block, Stores stores = Stores::cached, class D, class Kernel, class... S>
+inline void mapRow(D* dst, ptrdiff_t n, Kernel kernel, const S*... src) {
+  if (n < block) {
+    const auto result = [&](const auto&... copies) {
+      return kernel(copies.samples...);
+    }(detail::padded<block>(src, n, S{})...);
+    detail::storeFirst(dst, n, result);
+    return;
+  }
+  const auto last = kernel((src + (n - block))...);
+  ptrdiff_t x = 0;
+  if constexpr (stores == Stores::streamed) {
+    const auto first = kernel(src...);
+    const auto misaligned = reinterpret_cast<uintptr_t>(dst) & 15;
+    if (misaligned % sizeof(D) == 0) {
+      if (misaligned != 0) x = static_cast<ptrdiff_t>((16 - misaligned) / sizeof(D));
+      for (; x <= n - block; x += block) stream(dst + x, kernel((src + x)...));
+      store(dst, first);
+    } else {
+      for (; x <= n - block; x += block) store(dst + x, kernel((src + x)...));
+    }
+  } else {
+    for (; x <= n - 4 * block; x += 4 * block) {
+      store(dst + x, kernel((src + x)...));
+      store(dst + x + block, kernel((src + x + block)...));
+      store(dst + x + 2 * block, kernel((src + x + 2 * block)...));
+      store(dst + x + 3 * block, kernel((src + x + 3 * block)...));
+    }
+    for (; x <= n - block; x += block) store(dst + x, kernel((src + x)...));
+  }
+  store(dst + (n - block), last);
+}
+
+// Calls kernel(const S*...) on every sample of n exactly once, `block` samples a call. In the last call the samples
+// behind the row's end are padding: zero, which is neutral for sums and masks, unless the caller names another.
+template <int block, class Kernel, class... S>
+inline void scanRowPadded(ptrdiff_t n, Kernel&& kernel, S... padding, const S*... src) {
+  ptrdiff_t x = 0;
+  for (; x <= n - block; x += block) kernel((src + x)...);
+  if (x < n)
+    [&](const auto&... copies) { kernel(copies.samples...); }(detail::padded<block>(src + x, n - x, padding)...);
+}
+template <int block, class Kernel, class... S>
+inline void scanRow(ptrdiff_t n, Kernel&& kernel, const S*... src) {
+  scanRowPadded<block, Kernel, S...>(n, static_cast<Kernel&&>(kernel), S{}..., src...);
+}
+
+// An image as kernels see it: rows by number, and whether rows follow each other without a gap.
+template <class T>
+struct Plane {
+  T* first;
+  int step;
+
+  T* row(int y) const { return rowAt(first, step, y); }
+  bool contiguous(int64_t samples) const { return step == samples * static_cast<int64_t>(sizeof(T)); }
+};
+template <class T>
+Plane(T*, int) -> Plane<T>;
+
+// Calls row(samples, pointers to the row in every plane...) for rows first to first + rows - 1. Where no plane has
+// gaps, the rows are one long row.
+template <class Row, class... T>
+inline void forEachRow(int64_t samples, int first, int rows, const Row& row, Plane<T>... planes) {
+  if ((planes.contiguous(samples) && ...)) {
+    row(static_cast<ptrdiff_t>(samples * rows), planes.row(first)...);
+  } else {
+    for (int y = first; y < first + rows; ++y) row(static_cast<ptrdiff_t>(samples), planes.row(y)...);
+  }
+}
+
+}  // namespace qor

@@ -1,0 +1,76 @@
+// Roots and magnitudes of vectors.
+#include "frame/bands.h"
+#include "frame/checks.h"
+#include "frame/row.h"
+#include "frame/vector_ops.h"
+
+namespace qor {
+namespace {
+
+constexpr int parallelLength = 4096;
+
+// Slices of a vector over the team.
+template <class Work>
+void forSlices(int len, const Work& work) {
+  const int team = owncvGetMaxNumThreads();
+  forBandsIf(len >= parallelLength && team >= 2, len, work);
+}
+
+// Sum of squares of 16-bit values: at most 2^31, so the lanes hold it as an unsigned number.
+inline V64f rootOfUnsigned(V64s sumOfSquares) {
+  // An integer below 2^52 under the exponent of 2^52 is that integer plus 2^52 as a double.
+  constexpr Qor64f magic = 0x1p52;
+  return sqrt(as<Qor64f>(sumOfSquares | as<Qor64s>(splat(magic))) - splat(magic));
+}
+
+struct ScaledMagnitude {
+  V64f scale;
+
+  // Clamped in float before the conversion, whose overflow would give the lowest integer.
+  V32s rounded(V64s sumOfSquares) const {
+    const V64f clamped = min(rootOfUnsigned(sumOfSquares) * scale, splat(32767.0));
+    return {_mm_cvtpd_epi32(clamped.v)};
+  }
+  V32s four(V32s sumOfSquares) const {
+    const V32u sums = as<Qor32u>(sumOfSquares);
+    return {_mm_unpacklo_epi64(rounded(widenLo(sums)).v, rounded(widenHi(sums)).v)};
+  }
+  Block<Qor16s, 1> operator()(const Qor16s* x, const Qor16s* y) const {
+    const __m128i xs = load(x).v, ys = load(y).v;
+    const V16s lo{_mm_unpacklo_epi16(xs, ys)}, hi{_mm_unpackhi_epi16(xs, ys)};
+    return {narrowToS(four(multiplyAdd(lo, lo)), four(multiplyAdd(hi, hi)))};
+  }
+};
+
+}  // namespace
+
+QorStatus qorsSqrt_32f(const Qor32f* pSrc, Qor32f* pDst, int len) {
+  const QorStatus status = firstFailure(nullCheck(pSrc, pDst), lengthCheck(len));
+  if (status != qorStsNoErr) return status;
+  const auto kernel = [](const Qor32f* a) { return Block<Qor32f, 1>{sqrt(load(a))}; };
+  forSlices(len, [=](Band slice) { mapRow<4>(pDst + slice.first, slice.rows, kernel, pSrc + slice.first); });
+  return qorStsNoErr;
+}
+
+QorStatus qorsMagnitude_32f(const Qor32f* pX, const Qor32f* pY, Qor32f* pDst, int len) {
+  const QorStatus status = firstFailure(nullCheck(pX, pY, pDst), lengthCheck(len));
+  if (status != qorStsNoErr) return status;
+  const auto kernel = [](const Qor32f* px, const Qor32f* py) {
+    const V32f x = load(px), y = load(py);
+    return Block<Qor32f, 1>{sqrt(x * x + y * y)};
+  };
+  forSlices(len,
+            [=](Band slice) { mapRow<4>(pDst + slice.first, slice.rows, kernel, pX + slice.first, pY + slice.first); });
+  return qorStsNoErr;
+}
+
+QorStatus qorsMagnitude_16s_Sfs(const Qor16s* pX, const Qor16s* pY, Qor16s* pDst, int len, int scaleFactor) {
+  const QorStatus status = firstFailure(nullCheck(pX, pY, pDst), lengthCheck(len));
+  if (status != qorStsNoErr) return status;
+  const ScaledMagnitude kernel{splat(scaleOf(scaleFactor))};
+  forSlices(len,
+            [=](Band slice) { mapRow<8>(pDst + slice.first, slice.rows, kernel, pX + slice.first, pY + slice.first); });
+  return qorStsNoErr;
+}
+
+}  // namespace qor

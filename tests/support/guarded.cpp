@@ -1,0 +1,124 @@
+#include "support/guarded.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <utility>
+
+#ifdef __SANITIZE_ADDRESS__
+  #include <sanitizer/asan_interface.h>
+#else
+  #define ASAN_POISON_MEMORY_REGION(address, size) static_cast<void>(0)
+  #define ASAN_UNPOISON_MEMORY_REGION(address, size) static_cast<void>(0)
+#endif
+
+namespace qortest {
+namespace {
+
+ptrdiff_t pageBytes() {
+  static const ptrdiff_t bytes = sysconf(_SC_PAGESIZE);
+  return bytes;
+}
+
+uint8_t* inaccessible(ptrdiff_t bytes) {
+  void* p = mmap(nullptr, static_cast<size_t>(bytes), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (p == MAP_FAILED) {
+    perror("mmap");
+    abort();
+  }
+  return static_cast<uint8_t*>(p);
+}
+
+void setAccess(uint8_t* p, ptrdiff_t bytes, int access) {
+  if (mprotect(p, static_cast<size_t>(bytes), access) != 0) {
+    perror("mprotect");
+    abort();
+  }
+}
+
+}  // namespace
+
+GuardedRows::GuardedRows(const Shape& shape, std::source_location where) : shape_(shape), where_(where) {
+  const ptrdiff_t page = pageBytes();
+  const ptrdiff_t span = (shape.rows - 1) * shape.step + shape.rowBytes;
+  const ptrdiff_t inner = (span + shape.offset + page) / page * page;
+  blockBytes_ = inner + 2 * page;
+  block_ = inaccessible(blockBytes_);
+  setAccess(block_ + page, inner, PROT_READ | PROT_WRITE);
+  first_ = block_ + page + (shape.guard == Guard::Before ? shape.offset : inner - shape.offset - span);
+  for (ptrdiff_t i = page; i < page + inner; ++i) block_[i] = canary(i);
+  poison(true);
+}
+
+GuardedRows::GuardedRows(GuardedRows&& other) noexcept
+    : shape_(other.shape_),
+      where_(other.where_),
+      block_(std::exchange(other.block_, nullptr)),
+      blockBytes_(other.blockBytes_),
+      first_(other.first_) {}
+
+GuardedRows::~GuardedRows() {
+  if (block_ == nullptr) return;
+  verify();
+  poison(false);
+  munmap(block_, static_cast<size_t>(blockBytes_));
+}
+
+// Differs from byte to byte, so that a shifted copy of canaries shows too. The upper two bytes of a float make it a
+// NaN.
+uint8_t GuardedRows::canary(ptrdiff_t position) const {
+  if (shape_.floatBytes != 0 && position % shape_.floatBytes >= shape_.floatBytes - 2) return 0xff;
+  return static_cast<uint8_t>((static_cast<uint64_t>(position) * 0x9e3779b97f4a7c15U) >> 56);
+}
+
+// f(first byte, end, row behind which it lies, -1 for the bytes before the first row).
+template <class F>
+void GuardedRows::forEachGap(F f) const {
+  f(block_ + pageBytes(), row(0), ptrdiff_t{-1});
+  for (ptrdiff_t y = 0; y + 1 < shape_.rows; ++y) f(row(y) + shape_.rowBytes, row(y + 1), y);
+  f(row(shape_.rows - 1) + shape_.rowBytes, block_ + blockBytes_ - pageBytes(), shape_.rows - 1);
+}
+
+void GuardedRows::poison([[maybe_unused]] bool on) const {
+  forEachGap([&]([[maybe_unused]] uint8_t* begin, [[maybe_unused]] uint8_t* end, ptrdiff_t) {
+    if (on)
+      ASAN_POISON_MEMORY_REGION(begin, static_cast<size_t>(end - begin));
+    else
+      ASAN_UNPOISON_MEMORY_REGION(begin, static_cast<size_t>(end - begin));
+  });
+}
+
+void GuardedRows::protect() { setAccess(block_ + pageBytes(), blockBytes_ - 2 * pageBytes(), PROT_READ); }
+
+void GuardedRows::verify() const {
+  poison(false);
+  int changed = 0;
+  char text[160] = "";
+  forEachGap([&](const uint8_t* begin, const uint8_t* end, ptrdiff_t y) {
+    for (const uint8_t* p = begin; p < end; ++p) {
+      if (*p == canary(p - block_)) continue;
+      if (changed++ != 0) continue;
+      if (y < 0)
+        snprintf(text, sizeof text, "byte %td before the first row (now 0x%02x)", first_ - p, *p);
+      else
+        snprintf(text, sizeof text, "byte %td behind the end of row %td (now 0x%02x)", p - begin, y, *p);
+    }
+  });
+  poison(true);
+  if (changed != 0) {
+    ADD_FAILURE_AT(where_.file_name(), static_cast<int>(where_.line()))
+        << "memory outside the image was overwritten: " << text << ", " << changed
+        << " bytes in all\n  case: " << currentCase();
+  }
+}
+
+void* noAccessAddress(int place) {
+  constexpr ptrdiff_t places = 32, apart = ptrdiff_t{64} << 20;
+  static uint8_t* const block = inaccessible(places * apart);
+  if (place < 0 || place >= places - 1) abort();
+  return block + (place + 1) * apart;
+}
+
+}  // namespace qortest

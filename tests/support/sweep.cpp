@@ -1,0 +1,79 @@
+#include "support/sweep.h"
+
+#include <string.h>
+
+namespace qortest {
+
+// A gap of one sample alone shifts the alignment from row to row; a guarded end fixes the image's place to the byte, so
+// the distance from the guard rotates on the other side, half of the time none.
+Layout Case::layout(int channels, const Margin& margin) {
+  constexpr int gaps[] = {0, 1, 3, 8, 37};
+  Layout l;
+  l.channels = channels;
+  l.gap = gaps[random.below(5)];
+  l.guard = guard;
+  l.offset = guard == Guard::Before && random.oneIn(2) ? random.between(1, 31) : 0;
+  l.margin = margin;
+  return l;
+}
+
+GuardedImage<Qor8u> Case::mask(std::source_location where) {
+  const int kind = random.below(5);
+  appendCase(" mask %s", maskNames[kind]);
+  GuardedImage<Qor8u> made(size, layout(1, {}), where);
+  made.generate(MaskMaker(static_cast<Mask>(kind), random.bits()));
+  return made;
+}
+
+GuardedBytes Case::scratch(ptrdiff_t bytes, std::source_location where) {
+  const int offset = guard == Guard::Before ? random.between(0, 63) : 0;
+  return GuardedBytes(bytes, offset, guard, where);
+}
+
+void sweep(const char* name, const Sweep& options, const std::function<void(Case&)>& body) {
+  uint64_t seed = baseSeed();
+  for (const char* p = name; *p != 0; ++p) seed = seed * 31 + static_cast<unsigned char>(*p);
+  Random seeds(seed);
+  int failing = 0;
+
+  const auto runCase = [&](QoriSize size, Guard guard, int variant, int threads) {
+    constexpr int enough = 4;
+    if (failing >= enough) return;
+    Case c(size, seeds.bits(), guard, options.finite);
+    c.variant = variant % options.variants;
+    c.threads = threads;
+    setCase("%s %dx%d, variant %d, %d threads, guard %s, seed %llu, data", name, size.width, size.height, c.variant,
+            threads, guard == Guard::After ? "after" : "before", static_cast<unsigned long long>(baseSeed()));
+    SCOPED_TRACE(currentCase());
+    const testing::TestResult* result = testing::UnitTest::GetInstance()->current_test_info()->result();
+    const int before = result->total_part_count();
+    {
+      const ThreadCount count(threads);
+      body(c);
+    }
+    failing += result->total_part_count() != before;
+    if (failing == enough) ADD_FAILURE() << name << ": too many failing cases, the sweep ends here";
+  };
+
+  constexpr int counts = sizeof threadCounts / sizeof *threadCounts;
+  int number = 0;
+  for (const int width : options.widths) {
+    int row = 0;
+    for (const int height : options.heights) {
+      for (const Guard guard : {Guard::After, Guard::Before}) {
+        // The row keeps an even number of variants from following the guard.
+        runCase({width, height}, guard, number + row, threadCounts[seeds.below(counts)]);
+        ++number;
+      }
+      ++row;
+    }
+  }
+  for (const QoriSize size : options.thresholds) {
+    for (const int threads : threadCounts) {
+      runCase(size, seeds.oneIn(2) ? Guard::After : Guard::Before, number, threads);
+      ++number;
+    }
+  }
+}
+
+}  // namespace qortest

@@ -1,0 +1,97 @@
+// The sweep: one body, run over sizes around every vector length, with all other axes rotated through the grid.
+//
+//   sweep("qoriAbsDiff_8u_C1R", {.thresholds = {{511, 512}, {512, 512}}, .variants = 2}, [&](Case& c) {
+//     auto src1 = c.image<Qor8u>(), src2 = c.image<Qor8u>();     // data, guard, gap and misalignment rotate
+//     auto fresh = c.output<Qor8u>();                            // starts as junk
+//     auto& dst = c.variant == 0 ? fresh : src1;                 // in place in every second case
+//     const auto want = reference(src1.pixels(), src2.pixels());
+//     protectSources(dst, src1, src2);
+//     EXPECT_EQ(qoriAbsDiff_8u_C1R(src1.data(), src1.step(), ..., c.size), qorStsNoErr);
+//     expectSame(dst, want);
+//   });
+//
+// Every size runs once against the guard page behind and once against the one before. c.variant counts 0 ..
+// variants - 1, for in-place forms and modes; every width sees every variant (up to eight of them). The thread count is
+// set before the body is called: rotated over the grid, and each of 1, 2, 3, 7 and 33 at every threshold size. At least
+// one threshold size should have fewer rows than 7. The sweep ends after a few failing cases.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "support/compare.h"
+#include "support/data.h"
+#include "support/guarded.h"
+
+namespace qortest {
+
+// One case of a sweep; also usable alone.
+class Case {
+ public:
+  explicit Case(QoriSize size_, uint64_t seed = baseSeed(), Guard guard_ = Guard::After, bool finite = false)
+      : size(size_), guard(guard_), random(seed), finite_(finite) {}
+
+  QoriSize size;
+  Guard guard;
+  int variant = 0;
+  int threads = 1;
+  Random random;  // for whatever else the case needs
+
+  // An image of rotating data.
+  template <class T>
+  GuardedImage<T> image(int channels = 1, const Margin& margin = {},
+                        std::source_location where = std::source_location::current()) {
+    return image<T>(size, channels, margin, where);
+  }
+
+  template <class T>
+  GuardedImage<T> image(QoriSize itsSize, int channels = 1, const Margin& margin = {},
+                        std::source_location where = std::source_location::current()) {
+    const int kind = random.below(dataKinds<T>(finite_));
+    appendCase(" %s", dataNames[kind]);
+    GuardedImage<T> made(itsSize, layout(channels, margin), where);
+    made.generate(Maker<T>(static_cast<Data>(kind), random.bits()));
+    return made;
+  }
+
+  // An image of junk, NaN for floats.
+  template <class T>
+  GuardedImage<T> output(int channels = 1, std::source_location where = std::source_location::current()) {
+    return GuardedImage<T>(size, layout(channels, {}), where);
+  }
+
+  template <class T>
+  GuardedImage<T> output(QoriSize itsSize, int channels = 1,
+                         std::source_location where = std::source_location::current()) {
+    return GuardedImage<T>(itsSize, layout(channels, {}), where);
+  }
+
+  GuardedImage<Qor8u> mask(std::source_location where = std::source_location::current());
+
+  // Exactly that many bytes of junk.
+  GuardedBytes scratch(ptrdiff_t bytes, std::source_location where = std::source_location::current());
+
+ private:
+  Layout layout(int channels, const Margin& margin);
+
+  bool finite_;
+};
+
+struct Sweep {
+  std::vector<int> widths = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 13, 15, 16,  17,  18, 19,
+                             23, 24, 25, 31, 32, 33, 34, 47, 48, 49, 63, 64, 65, 127, 128, 129};
+  std::vector<int> heights = {1, 2, 3, 7};
+  std::vector<QoriSize> thresholds = {};  // sizes where the path changes, run with every thread count
+  int variants = 1;
+  bool finite = false;  // floats: neither NaN nor infinity, and nothing whose sums overflow
+};
+
+// Thread counts worth a run; the last exceeds the slots that a reduction keeps on the stack.
+constexpr int threadCounts[] = {1, 2, 3, 7, 33};
+
+void sweep(const char* name, const Sweep& options, const std::function<void(Case&)>& body);
+
+}  // namespace qortest
+
+// Name and address of an operation, for calls that need both.
+#define QORTEST_NAMED(operation) #operation, operation
