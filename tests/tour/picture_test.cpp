@@ -143,7 +143,7 @@ TEST(Png, AlphaIsLaidOnWhite) {
     const Bytes png = makePng({width, height, 8, type}, rows, static_cast<size_t>(width * (colors + 1)));
     expectPicture(
         tour::decodePng(png, "f"), [&](int x, int y, int c) { return onWhite(sample(x, y, colors == 1 ? 0 : c), x); },
-        1);
+        3);
   }
 }
 
