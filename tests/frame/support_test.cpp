@@ -312,7 +312,7 @@ TEST(Support, ContractSeesWrongChecks) {
   expectSeen(masked<Wrong::EvenBehindMaskStep>, "status -14 instead of -108");
   expectSeen(masked<Wrong::CoiFirst>, "status -52 instead of -8");
   expectSeen(masked<Wrong::StepWraps>, "instead of -14");
-  expectSeen(masked<Wrong::RefusesLeastStep>, "status -14 instead of 0 for accepted: srcStep least,");
+  expectSeen(masked<Wrong::RefusesLeastStep>, "status -14 instead of 0 for accepted: srcStep the least");
   expectSeen(masked<Wrong::RefusesNullMean>, "status -8 instead of 0 for accepted: pMean null");
 }
 
