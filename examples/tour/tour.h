@@ -40,6 +40,7 @@ struct Input {
 struct Figure {
   std::string caption;
   Picture picture;
+  std::vector<Qor8u> png = {};  // the encoded picture, filled in behind the section
 };
 
 // One call as it stands in the source, and the time that it took: the sum over the repetitions in a section.
