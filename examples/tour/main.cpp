@@ -189,6 +189,7 @@ int runTour(const Options& options) {
   tour::writePng(options.out + "/contact-sheet.png", tour::makeContactSheet(results));
   const std::string html = tour::makePage(in, threads, results), page = options.out + "/index.html";
   tour::writeFile(page, html.data(), html.size());
+  fprintf(stderr, "Done. Open this page in a browser:\n");
   printf("%s\n", std::filesystem::absolute(page).lexically_normal().c_str());
   return failed ? exitFailure : EXIT_SUCCESS;
 }

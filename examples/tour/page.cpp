@@ -157,14 +157,15 @@ std::string makePage(const Input& in, int threads, const std::vector<Result>& re
   const std::string facts = "Library " + std::string(version.version) + " (" + version.name + "), " +
                             std::to_string(threads) + (threads == 1 ? " thread" : " threads") +
                             ". Picture: " + in.name + ", " + std::to_string(size.width) + " × " +
-                            std::to_string(size.height) + " pixels.";
+                            std::to_string(size.height) + " pixels. " + in.motion;
   std::string out =
       "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
       "<title>qorCV tour: " +
       escape(in.name) + "</title>\n<style>" + style + "</style></head>\n<body><header><h1>A tour of qorCV</h1>\n" +
       "<p>Computer-vision primitives on buffers that you own. Every picture below was made by the calls that stand "
-      "under it. The times are from this run: one call, or the sum over all where a section calls many times. Click "
+      "under it. The times are from this run: one call (its best, where it was repeated), or the sum over all where a "
+      "section calls many times. Click "
       "a picture to enlarge it.</p>\n<p class=\"facts\">" +
       escape(facts) + "</p>\n<nav>";
   for (const Result& result : results) {
