@@ -99,12 +99,13 @@ std::string base64(const std::vector<Qor8u>& bytes) {
 }
 
 // The page takes figures as PNG while they are small, else as fine JPEG: noise makes a PNG many times larger.
-std::string dataUrl(const Picture& picture) {
+std::string dataUrl(const Figure& figure) {
   constexpr size_t small = 200'000;
-  const std::vector<Qor8u> png = encodePng(picture);
-  if (png.size() <= small) return "data:image/png;base64," + base64(png);
-  const std::vector<Qor8u> jpeg = encodeJpeg(picture, 90);
-  return jpeg.size() < png.size() ? "data:image/jpeg;base64," + base64(jpeg) : "data:image/png;base64," + base64(png);
+  if (figure.png.size() > small) {
+    const std::vector<Qor8u> jpeg = encodeJpeg(figure.picture, 90);
+    if (jpeg.size() < figure.png.size()) return "data:image/jpeg;base64," + base64(jpeg);
+  }
+  return "data:image/png;base64," + base64(figure.png);
 }
 
 std::string number(double value, const char* format) {
@@ -117,7 +118,7 @@ std::string figureHtml(const Figure& figure) {
   const std::string caption = escape(figure.caption);
   const Picture& p = figure.picture;
   return "<figure><button type=\"button\" aria-label=\"Enlarge\"><img width=\"" + std::to_string(p.width()) +
-         "\" height=\"" + std::to_string(p.height()) + "\" alt=\"" + caption + "\" src=\"" + dataUrl(p) +
+         "\" height=\"" + std::to_string(p.height()) + "\" alt=\"" + caption + "\" src=\"" + dataUrl(figure) +
          "\"></button><figcaption>" + caption + "</figcaption></figure>\n";
 }
 
@@ -156,14 +157,15 @@ std::string makePage(const Input& in, int threads, const std::vector<Result>& re
   const std::string facts = "Library " + std::string(version.version) + " (" + version.name + "), " +
                             std::to_string(threads) + (threads == 1 ? " thread" : " threads") +
                             ". Picture: " + in.name + ", " + std::to_string(size.width) + " × " +
-                            std::to_string(size.height) + " pixels.";
+                            std::to_string(size.height) + " pixels. " + in.motion;
   std::string out =
       "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
       "<title>qorCV tour: " +
       escape(in.name) + "</title>\n<style>" + style + "</style></head>\n<body><header><h1>A tour of qorCV</h1>\n" +
       "<p>Computer-vision primitives on buffers that you own. Every picture below was made by the calls that stand "
-      "under it. The times are from this run: one call, or the sum over all where a section calls many times. Click "
+      "under it. The times are from this run: one call (its best, where it was repeated), or the sum over all where a "
+      "section calls many times. Click "
       "a picture to enlarge it.</p>\n<p class=\"facts\">" +
       escape(facts) + "</p>\n<nav>";
   for (const Result& result : results) {

@@ -339,13 +339,11 @@ TEST(Writing, PngKeepsEveryPixel) {
 }
 
 TEST_F(Files, UnwritableFileIsNamed) {
-  const Picture picture(4, 4);
-  const std::string file = path("no-such-folder/out.png");
-  try {
-    tour::writePng(file, picture);
-    FAIL();
-  } catch (const tour::FileError& e) {
-    EXPECT_EQ(std::string(e.what()), file + ": No such file or directory");
+  const std::pair<std::string, const char*> files[] = {{path("no-such-folder/out.png"), "No such file or directory"},
+                                                       {folder_, "Is a directory"},
+                                                       {"/dev/full", "No space left on device"}};
+  for (const auto& [file, reason] : files) {
+    expectError(file, reason, [&file = file] { tour::writePng(file, Picture(4, 4)); });
   }
 }
 

@@ -4,6 +4,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -155,6 +156,68 @@ TEST_F(Program, RunsOnlyTheSectionsAskedFor) {
   ASSERT_EQ(run({"--out", result, "--max-side", "128", "--only", "fast-arctan"}), 0) << err_;
   EXPECT_TRUE(fs::exists(result / "fast-arctan-1.png"));
   EXPECT_FALSE(fs::exists(result / "abs-diff-1.png"));
+}
+
+TEST(Call, NotesTextCountAndTimeAndStopsAtAnError) {
+  tour::Output out;
+  Picture a(32, 8), b(32, 8), difference(32, 8);
+  *a.at(31, 7) = 9;
+  for (int i = 0; i < 3; ++i) {
+    TOUR_CALL(out, qoriAbsDiff_8u_C1R(a.data(), a.step(), b.data(), b.step(), difference.data(), difference.step(),
+                                      difference.size()));
+  }
+  EXPECT_EQ(*difference.at(31, 7), 9);
+  ASSERT_EQ(out.calls.size(), 1U);
+  EXPECT_EQ(out.calls[0].count, 3);
+  EXPECT_GT(out.calls[0].milliseconds, 0);
+  EXPECT_EQ(out.calls[0].code.find("qoriAbsDiff_8u_C1R(a.data(), "), 0U);
+  try {
+    TOUR_CALL_BEST(out, qoriAbsDiffC_8u_C1R(a.data(), 31, b.data(), b.step(), b.size(), 7));
+    FAIL();
+  } catch (const std::runtime_error& e) {
+    EXPECT_STREQ(e.what(), "qoriAbsDiffC_8u_C1R returned status -14");
+  }
+}
+
+TEST(Draw, StaysInsideThePicture) {
+  const float wild[] = {-1e30F, -1000, -3.5F, 0, 7.25F, 40, 1000, 1e30F, INFINITY, NAN};
+  Picture picture(40, 21, 3);
+  const int padding = picture.step() - 3 * picture.width();
+  ASSERT_GT(padding, 0);
+  for (const float x : wild) {
+    for (const float y : wild) {
+      tour::drawArrow(picture, x, y, y, x, tour::red);
+      tour::drawCircle(picture, x, y, 9, tour::green);
+      tour::fillCircle(picture, x, y, 5, tour::cyan);
+      tour::drawCross(picture, x, y, 6, tour::yellow);
+    }
+  }
+  for (const int at : {-1'000'000'000, -30, -1, 0, 19, 39, 41, 1'000'000'000}) {
+    tour::drawRect(picture, {at, at / 2, 12, 9}, tour::white, 3);
+    tour::fillRect(picture, {-5, at, 1'000'000'000, 2}, tour::black);
+    tour::drawLabel(picture, at, 18, "Label \xff");
+  }
+  for (int y = 0; y < picture.height(); ++y) {
+    for (int i = 3 * picture.width(); i < picture.step(); ++i) ASSERT_EQ(picture.row(y)[i], 0) << "row " << y;
+  }
+}
+
+TEST(Draw, PutsMarksWhereTheyBelong) {
+  Picture picture(41, 41, 3);
+  tour::drawCircle(picture, 20, 20, 15, {255, 255, 255}, 2);
+  tour::drawLine(picture, 0, 20, 8, 20, {255, 0, 0}, 1);
+  EXPECT_EQ(picture.at(35, 20)[1], 255);
+  EXPECT_EQ(picture.at(20, 5)[1], 255);
+  EXPECT_EQ(picture.at(20, 20)[1], 0);
+  EXPECT_EQ(picture.at(31, 31)[1] > 128, true) << "the circle's diagonal";
+  EXPECT_EQ(picture.at(3, 20)[0], 255);
+  EXPECT_EQ(picture.at(3, 22)[0], 0);
+  // An exclamation mark: the stroke and the dot of the middle column, twice as large.
+  Picture text(20, 20, 3);
+  tour::drawText(text, 0, 0, "!", tour::white, 2);
+  std::string column;
+  for (int y = 0; y < 16; y += 2) column += text.at(4, y)[0] != 0 ? '#' : '.';
+  EXPECT_EQ(column, "#####.#.");
 }
 
 // The share of pixels whose gray differs by more than 20 levels.
