@@ -33,11 +33,13 @@ section { border-top: 1px solid var(--line); margin-top: 2.8rem; padding-top: 2.
 .figures { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(21rem, 100%), 1fr)); gap: 1.3rem;
   margin: 1.2rem 0; align-items: start; }
 figure { margin: 0; background: var(--card); border: 1px solid var(--line); border-radius: 10px; overflow: hidden; }
+figure img { max-height: 24rem; }
 figure.large { grid-column: 1 / -1; }
+figure.large img { max-height: 94vh; }
 figure button { all: unset; display: block; width: 100%; cursor: zoom-in; }
 figure button:focus-visible { outline: 3px solid var(--accent); outline-offset: -3px; }
 figure.large button { cursor: zoom-out; }
-img { display: block; width: 100%; height: auto; max-height: 90vh; object-fit: contain; background: var(--code); }
+img { display: block; width: 100%; height: auto; object-fit: contain; background: var(--code); }
 figcaption { padding: .6rem .9rem .75rem; font-size: .92rem; line-height: 1.45; color: var(--soft); }
 .calls { overflow-x: auto; }
 table { border-collapse: collapse; font-size: .88rem; width: 100%; }
@@ -161,8 +163,8 @@ std::string makePage(const Input& in, int threads, const std::vector<Result>& re
       "<title>qorCV tour: " +
       escape(in.name) + "</title>\n<style>" + style + "</style></head>\n<body><header><h1>A tour of qorCV</h1>\n" +
       "<p>Computer-vision primitives on buffers that you own. Every picture below was made by the calls that stand "
-      "under it; each time is one call on this machine, on the picture named here, or the sum where a call ran "
-      "more than once.</p>\n<p class=\"facts\">" +
+      "under it. The times are from this run: one call, or the sum over all where a section calls many times. Click "
+      "a picture to enlarge it.</p>\n<p class=\"facts\">" +
       escape(facts) + "</p>\n<nav>";
   for (const Result& result : results) {
     out += "<a href=\"#" + std::string(result.section->name) + "\">" + escape(result.section->title) + "</a>";

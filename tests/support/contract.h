@@ -385,20 +385,20 @@ class Contract {
     hasLine(at);
   }
 
-  // Widths whose product with 2, 3, 4, 6, 8 or 12 wraps around to something small or negative, and large areas.
+  // Widths whose product with 2, 3, 4, 6, 8 or 12 wraps around to something small or negative, and large areas; with
+  // the steps of the small image, and with steps that fit where a step can.
   template <size_t I>
   void addStressSizes(At<I> at) {
-    for (const QoriSize s : {QoriSize{INT_MAX, 1},
-                             {INT_MAX, INT_MAX},
-                             {0x40000001, 3},
-                             {0x55555556, 3},
-                             {0x20000001, 3},
-                             {0x2aaaaaab, 3},
-                             {0x15555556, 3},
-                             {0x10001, 0x10001},
-                             {17, INT_MAX}})
-      engine_.stress(label(at, std::to_string(s.width) + "x" + std::to_string(s.height)),
-                     [=, this] { (*this)[at] = s; });
+    const int widths[] = {INT_MAX, 0x40000001, 0x55555556, 0x20000001, 0x2aaaaaab, 0x15555556, 0x10001, 17};
+    for (const int width : widths) {
+      const QoriSize size = {width, width > 0x10001 ? 3 : width == 17 ? INT_MAX : 0x10001};
+      const std::string what = label(at, std::to_string(width) + " wide");
+      engine_.stress(what, [=, this] { (*this)[at] = size; });
+      engine_.stress(what + ", steps to match", [=, this] {
+        (*this)[at] = size;
+        for (const auto& setStep : stepSetters_) setStep();
+      });
+    }
   }
 
   std::string describe() const {
