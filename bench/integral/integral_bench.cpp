@@ -1,6 +1,10 @@
 #include "qorcv/integral.h"
 
+#include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <span>
+#include <tuple>
 
 #include "support/row.h"
 
@@ -16,6 +20,11 @@ Image<T> table(Setup& s, int more) {
 // Sums of whole samples up to 2^24 and of squares up to 2^53 are exact in their tables; the small sample values keep
 // the plain sums of 2 million pixels below the first bound.
 constexpr Shape fewGrays{.low = 0, .high = 7};
+
+template <class T>
+size_t rowBytes(const Image<T>& t) {
+  return static_cast<size_t>(t.samples) * sizeof(T);
+}
 
 // Every sample of a table against the same rule of a plain loop: value(x, y) is what the table counts.
 template <class T, class Value>
@@ -41,6 +50,12 @@ template <class T, class S, class Operation, class... Val>
 auto plain(Operation* operation, Val... val) {
   return [=](Setup& s) {
     const auto src = s.random<S>(fewGrays);
+    if constexpr (std::is_floating_point_v<S>) {
+      src.all([=](int x, int y) {
+        src(x, y) = std::floor(src(x, y));
+        return true;
+      });
+    }
     const auto d = table<T>(s, 1);
     return checked([=, roi = s.roi()] { return operation(src.p, src.step, d.p, d.step, roi, val...); },
                    [=] { return isTable(d, src); });
@@ -81,25 +96,24 @@ auto tiltedSquared(Operation* operation) {
   };
 }
 
-// The least that any way to fill the tables has to do: read the source once, write every sample once.
+// The least that any way to fill the tables moves: the source read once, every table written once.
 template <class S, class... T>
 auto traffic(int more) {
   return [=](Setup& s) {
     const auto src = s.random<S>(fewGrays);
     const auto tables = std::make_tuple(table<T>(s, more)...);
+    const std::span row(s.randomVector<Qor64f>(s.roi().width + more), static_cast<size_t>(s.roi().width + more));
     return [=, roi = s.roi()] {
-      const auto fill = [&](const auto& t, int y) {
-        auto* const row = &t(0, y);
-        const S* const from = &src(0, y);
-        for (int x = 0; x < roi.width; ++x) row[x] = static_cast<std::remove_reference_t<decltype(row[0])>>(from[x]);
-      };
-      for (int y = 0; y < roi.height; ++y) std::apply([&](const auto&... t) { (fill(t, y), ...); }, tables);
+      for (int y = 0; y < roi.height; ++y) {
+        std::memcpy(row.data(), &src(0, y), static_cast<size_t>(roi.width) * sizeof(S));
+        std::apply([&](const auto&... t) { (std::memcpy(&t(0, y), row.data(), rowBytes(t)), ...); }, tables);
+      }
       return qorStsNoErr;
     };
   };
 }
 
-const char* const trafficName = "converting the source into the tables";
+const char* const trafficName = "moving the bytes of source and tables";
 
 const Register integrals([] {
   Row("qoriIntegral_8u32s_C1R")

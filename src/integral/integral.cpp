@@ -2,6 +2,7 @@
 // filled from top to bottom; several rows run at a time, since their running sums do not depend on each other.
 #include "frame/bodies.h"
 #include "frame/checks.h"
+#include "frame/round.h"
 #include "frame/row.h"
 
 namespace qor {
@@ -56,9 +57,10 @@ struct Squares {
   }
 };
 
-// Running sum of a row in every lane, and the four table samples it makes with those of the row above.
+// Running sum of a row, in every lane, and the four table samples that it makes with those of the row above.
 template <class T>
 struct RowSum {
+  using Sample = T;
   V32s before = zero<Qor32s>();
 
   Four<T> add(V32s sums, const Four<T>& above) {
@@ -66,14 +68,20 @@ struct RowSum {
     before = {_mm_shuffle_epi32(r.v, 0xff)};
     if constexpr (std::is_same_v<T, Qor32s>) {
       return {r + above.v[0]};
-    } else {
+    } else if constexpr (std::is_same_v<T, Qor32f>) {
       return {toFloat(r) + above.v[0]};
+    } else {
+      return {toDoubleLo(r) + above.v[0], toDoubleHi(r) + above.v[1]};
     }
   }
 };
-// Sums of squares outgrow 32 bits within a row; in 64-bit float they are exact for every width.
-template <>
-struct RowSum<Qor64f> {
+
+// Rows up to this width keep their sums of squares within 32 bits.
+constexpr int widestSquares = topOf<Qor32s> / (255 * 255);
+
+// For wider rows: in 64-bit float the sums of squares are exact at every width.
+struct WideRowSum {
+  using Sample = Qor64f;
   V64f before = zero<Qor64f>();
 
   Four<Qor64f> add(V32s sums, const Four<Qor64f>& above) {
@@ -85,11 +93,11 @@ struct RowSum<Qor64f> {
 };
 
 // Rows of the table below `above`, without their first column, for as many rows of the source.
-template <class Count, int rows, class T>
+template <class Count, class Sum, int rows, class T = typename Sum::Sample>
 void fillRows(const Qor8u* src, int srcStep, ptrdiff_t n, const T* above, T* dst, int dstStep) {
   const Qor8u* s[rows];
   T* d[rows];
-  RowSum<T> sums[rows];
+  Sum sums[rows];
   for (int i = 0; i < rows; ++i) {
     s[i] = rowAt(src, srcStep, i);
     d[i] = rowAt(dst, dstStep, i);
@@ -138,7 +146,13 @@ class Table {
   template <int rows>
   void fill(const Qor8u* src, int srcStep, int y) const {
     for (int i = 1; i <= rows; ++i) *dst_.row(y + i) = val_;
-    fillRows<Count, rows>(src, srcStep, width_, dst_.row(y) + 1, dst_.row(y + 1) + 1, dst_.step);
+    T* const above = dst_.row(y) + 1;
+    T* const below = dst_.row(y + 1) + 1;
+    if constexpr (std::is_same_v<T, Qor64f>) {
+      if (width_ > widestSquares)
+        return fillRows<Count, WideRowSum, rows>(src, srcStep, width_, above, below, dst_.step);
+    }
+    fillRows<Count, RowSum<T>, rows>(src, srcStep, width_, above, below, dst_.step);
   }
 
  private:
