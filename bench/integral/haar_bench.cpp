@@ -49,9 +49,9 @@ std::shared_ptr<State> stage(Setup& s, int rects, bool tilted) {
 
 // Every stage passes every candidate, so a mask serves all calls. One pixel in `thin` is a candidate.
 Image<Qor8u> candidates(Setup& s, int thin) {
-  const auto mask = s.random<Qor8u>({.low = 0, .high = static_cast<double>(thin - 1)});
+  const auto mask = s.random<Qor8u>({.low = 0, .high = 255});
   mask.all([&](int x, int y) {
-    mask(x, y) = mask(x, y) == 0;
+    mask(x, y) = mask(x, y) % thin == 0;
     return true;
   });
   return mask;

@@ -193,9 +193,9 @@ QorStatus qoriTiltedRectStdDev_32f_C1R(const Qor32f* pSum, int sumStep, const Qo
  * below its pixel, (0, 0) without features.
  *
  * qoriTiltHaarFeatures_*() turns the features whose byte in pMask (by input index) is not 0 into tilted ones, for the
- * mixed forms. With w and h the sides of a rectangle (the 32s form takes h = w), flag not 0 rotates it about its upper
- * left corner (x, y) into the tilted rectangle (x, y, w, h), except that the second corner keeps its row y + h; flag 0
- * rotates it about its lower left corner, which becomes the lowest one. A stage is tilted once.
+ * mixed forms: with flag not 0 a rectangle (x, y, w, h) becomes the tilted (x, y, w, h), with flag 0 the tilted one
+ * whose lowest corner is (x, y + h). The 32s form takes h = w for this, except that the second corner of a flag not 0
+ * keeps its row y + h. A stage is tilted once.
  *
  * @b Region: the mask, norm and table pixels of the region are read, in the table also what the window reaches around
  * them; that all of this exists is not checked. Four neighbours may be read together when one of them is a candidate.

@@ -159,8 +159,10 @@ class HaarBatch {
   using N = typename Form::N;
   using V = typename Form::V;
   using Sum = typename Form::Sum;
-  static constexpr int quads = 64;
   static constexpr int addresses = Shape::addresses;
+  // Enough to share the set-up of a feature. Single pixels come from far apart: more of them would read more of the
+  // table than the first cache holds.
+  static constexpr int quads = addresses == 1 ? 64 : 16;
 
   bool full() const { return used_ == quads * addresses; }
 
@@ -277,13 +279,15 @@ class HaarBatch {
 
 // ---- the walk over the mask
 
-// How many mask bytes are passed over at once when they are zero, and whether lonely candidates are worth an evaluation
-// of their own.
+// How many mask bytes are passed over at once when they are zero. All but the dense walk evaluate a candidate without
+// another in its group alone.
 enum class HaarWalk { dense, words4, words8, words16 };
 
 template <class Form, class Tables>
 class HaarRegion {
  public:
+  static constexpr int stripWidth = 128;  // whole words of the widest walk
+
   using T = typename Form::T;
   using N = typename Form::N;
   using V = typename Form::V;
@@ -291,20 +295,16 @@ class HaarRegion {
   HaarRegion(Form form, const Tables& tables, const N* pNorm, int normStep, const HaarRecord<V>& record, V threshold)
       : form_(form), tables_(tables), pNorm_(pNorm), normStep_(normStep), record_(record), threshold_(threshold) {}
 
-  // Clears the mask where the stage rejects; returns the number of candidates that remain, in 32 bits.
+  // Clears the mask where the stage rejects; returns the number of candidates that remain, in 32 bits. Goes down the
+  // region in strips, so narrow that the rows of the table under the windows stay in the first cache from row to row.
   Qor32s run(Qor8u* pMask, int maskStep, QoriSize size, HaarWalk walk) {
-    for (int y = 0; y < size.height; ++y) {
-      for (int t = 0; t < Tables::count; ++t) rows_[t] = rowAt(tables_.tables[t], tables_.steps[t], y);
-      norm_ = rowAt(pNorm_, normStep_, y);
-      mask_ = rowAt(pMask, maskStep, y);
-      int x = 0;
-      if (walk == HaarWalk::dense) x = collect<4, false>(size.width);
-      if (walk == HaarWalk::words4) x = collect<4, true>(size.width);
-      if (walk == HaarWalk::words8) x = collect<8, true>(size.width);
-      if (walk == HaarWalk::words16) x = collect<16, true>(size.width);
-      for (; x + 4 <= size.width; x += 4) addGroup(x, walk != HaarWalk::dense);
-      for (; x < size.width; ++x) {
-        if (mask_[x] != 0) addSingle(x);
+    for (int left = 0; left < size.width; left += stripWidth) {
+      const int right = size.width - left > stripWidth ? left + stripWidth : size.width;
+      for (int y = 0; y < size.height; ++y) {
+        for (int t = 0; t < Tables::count; ++t) rows_[t] = rowAt(tables_.tables[t], tables_.steps[t], y);
+        norm_ = rowAt(pNorm_, normStep_, y);
+        mask_ = rowAt(pMask, maskStep, y);
+        collectRow(left, right, walk);
       }
     }
     passed_ += static_cast<Qor32u>(groups_.run(form_, tables_, record_, threshold_));
@@ -313,10 +313,29 @@ class HaarRegion {
   }
 
  private:
-  template <int bytes, bool split>
-  int collect(int width) {
-    int x = 0;
-    for (; x + bytes <= width; x += bytes) {
+  void collectRow(int left, int right, HaarWalk walk) {
+    const bool split = walk != HaarWalk::dense;
+    int x = left;
+    switch (walk) {
+      case HaarWalk::words16:
+        x = collectWords<16>(x, right, split);
+        break;
+      case HaarWalk::words8:
+        x = collectWords<8>(x, right, split);
+        break;
+      default:
+        x = collectWords<4>(x, right, split);
+        break;
+    }
+    for (; x + 4 <= right; x += 4) addGroup(x, split);
+    for (; x < right; ++x) {
+      if (mask_[x] != 0) addSingle(x);
+    }
+  }
+
+  template <int bytes>
+  int collectWords(int x, int right, bool split) {
+    for (; x + bytes <= right; x += bytes) {
       if (allZeroBytes<bytes>(mask_ + x)) continue;
       for (int i = 0; i < bytes; i += 4) addGroup(x + i, split);
     }
