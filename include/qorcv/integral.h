@@ -152,6 +152,115 @@ QorStatus qoriTiltedRectStdDev_32f_C1R(const Qor32f* pSum, int sumStep, const Qo
                                        int dstStep, QoriSize roiSize, QoriRect rect);
 /** @} */
 
+/**
+ * @defgroup haar Haar cascades
+ *
+ * One stage of a cascade of boosted Haar features (P. Viola and M. Jones, Rapid object detection using a boosted
+ * cascade of simple features, 2001; tilted features: R. Lienhart and J. Maydt, An extended set of Haar-like features
+ * for rapid object detection, 2002), applied to all candidate pixels of a region at once. A cascade is a series of
+ * apply calls on one mask: every stage clears the mask where it rejects, so that the next has less to do.
+ *
+ * For every pixel whose mask byte is not 0:
+ *
+ *     s(f)  = sum over the rectangles r of feature f of  weight(r) * (I[first] - I[second] - I[third] + I[fourth])
+ *     stage = sum over the features of  s(f) < threshold(f) * norm(pixel) ? val1(f) : val2(f)
+ *     mask  = stage < threshold ? 0 : as it was
+ *
+ * where I is the table of qoriIntegral_*() at the pixel's position, and the corners of a rectangle (x, y, w, h),
+ * relative to the pixel, are
+ *
+ *                  first                   second            third             fourth
+ *     upright      (x + w, y + h)          (x, y + h)        (x + w, y)        (x, y)
+ *     tilted       (x + w - h, y + w + h)  (x - h, y + h)    (x + w, y + w)    (x, y)
+ *
+ * A tilted rectangle stands on its upper corner (x, y): w runs down to the right, h down to the left. It is read from
+ * the table of qoriTiltedIntegral_*(), whose position (0, 0) is row 1, column 1. These are coordinates of the table,
+ * not the rotated ones of qoriTiltedRectStdDev_*(). norm is what thresholds are scaled by, mostly the deviation of the
+ * pixels under the window: qoriRectStdDev_*().
+ *
+ * @b Rounding: 32f: float operations in the order written; s and stage are float sums. 32s32f: the rectangle is summed
+ * in wrapping 32-bit integers, converted to float, then multiplied. 32s: wrapping 32-bit integers throughout, and the
+ * scale factor is not used. Mixed 32s: products of 32 bits, wrapped, are summed in 64 bits, and s * 2^-scaleFactor is
+ * compared with the 64-bit product of threshold and norm; the scale factor is at most 0, and a shift of 64 bits or more
+ * counts modulo 64. Comparisons are as written for NaN too: a sum or a product that is NaN takes val2, and a NaN as
+ * stage or stage threshold passes.
+ *
+ * @b Building: the InitAlloc operations take one rectangle and weight after the other over all features (pFeature,
+ * pWeight), and for each of the `length` features its number of rectangles (pNum), threshold and two values. Upright
+ * stages keep the features of 2 rectangles first, then those of 3, then the others; a float sum of a stage is formed in
+ * this order. The block is the library's: release it with Free. A stage without features (length 0) has the sum 0.
+ * qoriGetHaarClassifierSize_*() reports how many columns and rows of the table a window reaches to the right of and
+ * below its pixel, (0, 0) without features.
+ *
+ * qoriTiltHaarFeatures_*() turns the features whose byte in pMask (by input index) is not 0 into tilted ones, for the
+ * mixed forms: with flag not 0 a rectangle (x, y, w, h) becomes the tilted (x, y, w, h), with flag 0 the tilted one
+ * whose lowest corner is (x, y + h). The 32s form takes h = w for this, except that the second corner of a flag not 0
+ * keeps its row y + h. A stage is tilted once.
+ *
+ * @b Region: the mask, norm and table pixels of the region are read, in the table also what the window reaches around
+ * them; that all of this exists is not checked. Four neighbours may be read together when one of them is a candidate.
+ * Only mask bytes that become 0 are written, and *pPositive, which receives the number of candidates left.
+ * qoriApplyHaarClassifier_32f_C1R() also reads it on entry, as the expected number of candidates: that decides how the
+ * mask is walked, never the result. @b Mixed forms: a feature reads pTilt when it is tilted, else pSrc; the others read
+ * pSrc for all. @b Memory: one block for the distances of the corners for the time of a call; the mixed forms take
+ * none. @b Threads: none; a record is only read by apply, so any number of calls may share it.
+ *
+ * @b Statuses, in the order of the checks. InitAlloc: qorStsNullPtrErr; qorStsSizeErr for length below 0, then for a
+ * count below 1; qorStsMemAllocErr; qorStsBadArgErr for a rectangle with x or y below 0, width or height below 1, or,
+ * in the tilted forms, height above x + 1. qoriHaarClassifierInitAlloc_32f() tests the rectangles before it allocates
+ * and leaves *ppState as it is; the others store a null pointer with qorStsBadArgErr. A record beyond 2^31 - 1 bytes is
+ * refused before rectangles are read. Free, GetSize: qorStsNullPtrErr. Tilt: qorStsNullPtrErr, then qorStsBadArgErr for
+ * a stage that is tilted already. Apply: qorStsNullPtrErr; qorStsSizeErr for a height, then a width below 1;
+ * qorStsStepErr for a table or norm step below 4 * width, then a mask step below width; qorStsNotEvenStepErr for a
+ * table or norm step that is not a multiple of 4; qorStsBadArgErr in the mixed 32s form for scaleFactor above 0;
+ * qorStsMemAllocErr in the forms of one table, with the mask untouched, when memory is short and for a tilted 32f
+ * record of at least one feature.
+ * @{
+ */
+typedef struct QoriHaarClassifier_32f QoriHaarClassifier_32f; /**< stage of 32f weights, thresholds and values */
+typedef struct QoriHaarClassifier_32s QoriHaarClassifier_32s; /**< stage of 32s weights, thresholds and values */
+
+QorStatus qoriHaarClassifierInitAlloc_32f(QoriHaarClassifier_32f** ppState, const QoriRect* pFeature,
+                                          const Qor32f* pWeight, const Qor32f* pThreshold, const Qor32f* pVal1,
+                                          const Qor32f* pVal2, const int* pNum, int length);
+QorStatus qoriHaarClassifierInitAlloc_32s(QoriHaarClassifier_32s** ppState, const QoriRect* pFeature,
+                                          const Qor32s* pWeight, const Qor32s* pThreshold, const Qor32s* pVal1,
+                                          const Qor32s* pVal2, const int* pNum, int length);
+QorStatus qoriTiltedHaarClassifierInitAlloc_32f(QoriHaarClassifier_32f** ppState, const QoriRect* pFeature,
+                                                const Qor32f* pWeight, const Qor32f* pThreshold, const Qor32f* pVal1,
+                                                const Qor32f* pVal2, const int* pNum, int length);
+QorStatus qoriTiltedHaarClassifierInitAlloc_32s(QoriHaarClassifier_32s** ppState, const QoriRect* pFeature,
+                                                const Qor32s* pWeight, const Qor32s* pThreshold, const Qor32s* pVal1,
+                                                const Qor32s* pVal2, const int* pNum, int length);
+QorStatus qoriHaarClassifierFree_32f(QoriHaarClassifier_32f* pState);
+QorStatus qoriHaarClassifierFree_32s(QoriHaarClassifier_32s* pState);
+QorStatus qoriGetHaarClassifierSize_32f(const QoriHaarClassifier_32f* pState, QoriSize* pSize);
+QorStatus qoriGetHaarClassifierSize_32s(const QoriHaarClassifier_32s* pState, QoriSize* pSize);
+QorStatus qoriTiltHaarFeatures_32f(const Qor8u* pMask, int flag, QoriHaarClassifier_32f* pState);
+QorStatus qoriTiltHaarFeatures_32s(const Qor8u* pMask, int flag, QoriHaarClassifier_32s* pState);
+QorStatus qoriApplyHaarClassifier_32f_C1R(const Qor32f* pSrc, int srcStep, const Qor32f* pNorm, int normStep,
+                                          Qor8u* pMask, int maskStep, QoriSize roiSize, int* pPositive,
+                                          Qor32f threshold, const QoriHaarClassifier_32f* pState);
+QorStatus qoriApplyHaarClassifier_32s32f_C1R(const Qor32s* pSrc, int srcStep, const Qor32f* pNorm, int normStep,
+                                             Qor8u* pMask, int maskStep, QoriSize roiSize, int* pPositive,
+                                             Qor32f threshold, const QoriHaarClassifier_32f* pState);
+QorStatus qoriApplyHaarClassifier_32s_C1RSfs(const Qor32s* pSrc, int srcStep, const Qor32s* pNorm, int normStep,
+                                             Qor8u* pMask, int maskStep, QoriSize roiSize, int* pPositive,
+                                             Qor32s threshold, const QoriHaarClassifier_32s* pState, int scaleFactor);
+QorStatus qoriApplyMixedHaarClassifier_32f_C1R(const Qor32f* pSrc, int srcStep, const Qor32f* pTilt, int tiltStep,
+                                               const Qor32f* pNorm, int normStep, Qor8u* pMask, int maskStep,
+                                               QoriSize roiSize, int* pPositive, Qor32f threshold,
+                                               const QoriHaarClassifier_32f* pState);
+QorStatus qoriApplyMixedHaarClassifier_32s32f_C1R(const Qor32s* pSrc, int srcStep, const Qor32s* pTilt, int tiltStep,
+                                                  const Qor32f* pNorm, int normStep, Qor8u* pMask, int maskStep,
+                                                  QoriSize roiSize, int* pPositive, Qor32f threshold,
+                                                  const QoriHaarClassifier_32f* pState);
+QorStatus qoriApplyMixedHaarClassifier_32s_C1RSfs(const Qor32s* pSrc, int srcStep, const Qor32s* pTilt, int tiltStep,
+                                                  const Qor32s* pNorm, int normStep, Qor8u* pMask, int maskStep,
+                                                  QoriSize roiSize, int* pPositive, Qor32s threshold,
+                                                  const QoriHaarClassifier_32s* pState, int scaleFactor);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
