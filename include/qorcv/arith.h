@@ -155,65 +155,6 @@ QorStatus qoriAddWeighted_32f_C1R(const Qor32f* pSrc1, int src1Step, const Qor32
 /** @} */
 
 /**
- * @defgroup extrema Extrema with their positions
- *
- * Minimum and maximum of a region, of one channel of three in the C3CR and C3CMR forms (coi counts from 1), of the
- * pixels whose mask sample is not 0 in the C1MR and C3CMR forms. Values are stored as 32f, which holds every sample
- * exactly; positions are pixels counted from the region's corner. Of equal extremes the one in the uppermost row is
- * reported, and in that row the leftmost. Each of the four result pointers may be null on its own.
- *
- * When the mask is 0 everywhere both values are 0 and both positions (0, 0), with qorStsNoErr.
- *
- * In 32f a NaN is passed over as if it were masked out, infinities take part, and zeros of both signs are equal: the
- * value stored is the sample at the position, with its sign. Without a mask the search starts from the largest finite
- * float and its negative, so a region that holds nothing below (above) that start reports the start itself, in row 0:
- * at the first sample there that equals it, else at (0, 0). A constant image of infinities or NaNs is an example.
- *
- * @b Region: only its pixels are read, in three channels all channels of a pixel. @b Scratch: none. @b Threads: regions
- * of 16384 pixels or more are shared among the team; the result does not depend on it.
- *
- * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pSrc or pMask; qorStsSizeErr for a width, then a
- * height below 1; qorStsStepErr for srcStep below width * channels * sample size; qorStsNotEvenStepErr (16u, 32f) for a
- * srcStep that is not a multiple of the sample size; qorStsStepErr for maskStep below width; qorStsCOIErr for coi
- * outside 1 to 3.
- * @{
- */
-QorStatus qoriMinMaxIndx_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
-                                QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_8u_C3CR(const Qor8u* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
-                                 Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_8u_C1MR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
-                                 Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_8u_C3CMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
-                                  int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
-                                  QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_8s_C1R(const Qor8s* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
-                                QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_8s_C3CR(const Qor8s* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
-                                 Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_8s_C1MR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
-                                 Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_8s_C3CMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
-                                  int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
-                                  QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_16u_C1R(const Qor16u* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
-                                 QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_16u_C3CR(const Qor16u* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
-                                  Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_16u_C1MR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
-                                  Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_16u_C3CMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
-                                   int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
-                                   QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_32f_C1R(const Qor32f* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
-                                 QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_32f_C3CR(const Qor32f* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
-                                  Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
-                                  Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
-QorStatus qoriMinMaxIndx_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
-                                   int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
-                                   QoriPoint* pMaxIndex);
  * @defgroup mean Mean and standard deviation
  *
  * Mean, and standard deviation around it, of one channel of a region:
@@ -292,6 +233,68 @@ QorStatus qoriMean_StdDev_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u*
                                    Qor64f* pMean, Qor64f* pStdDev);
 QorStatus qoriMean_StdDev_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
                                     int coi, Qor64f* pMean, Qor64f* pStdDev);
+/** @} */
+
+/**
+ * @defgroup extrema Extrema with their positions
+ *
+ * Minimum and maximum of a region, of one channel of three in the C3CR and C3CMR forms (coi counts from 1), of the
+ * pixels whose mask sample is not 0 in the C1MR and C3CMR forms. Values are stored as 32f, which holds every sample
+ * exactly; positions are pixels counted from the region's corner. Of equal extremes the one in the uppermost row is
+ * reported, and in that row the leftmost. Each of the four result pointers may be null on its own.
+ *
+ * When the mask is 0 everywhere both values are 0 and both positions (0, 0), with qorStsNoErr.
+ *
+ * In 32f a NaN is passed over as if it were masked out, infinities take part, and zeros of both signs are equal: the
+ * value stored is the sample at the position, with its sign. Without a mask the search starts from the largest finite
+ * float and its negative, so a region that holds nothing below (above) that start reports the start itself, in row 0:
+ * at the first sample there that equals it, else at (0, 0). A constant image of infinities or NaNs is an example.
+ *
+ * @b Region: only its pixels are read, in three channels all channels of a pixel. @b Scratch: none. @b Threads: regions
+ * of 16384 pixels or more are shared among the team; the result does not depend on it.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pSrc or pMask; qorStsSizeErr for a width, then a
+ * height below 1; qorStsStepErr for srcStep below width * channels * sample size; qorStsNotEvenStepErr (16u, 32f) for a
+ * srcStep that is not a multiple of the sample size; qorStsStepErr for maskStep below width; qorStsCOIErr for coi
+ * outside 1 to 3.
+ * @{
+ */
+QorStatus qoriMinMaxIndx_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
+                                QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8u_C3CR(const Qor8u* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
+                                 Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8u_C1MR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                 Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8u_C3CMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
+                                  QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8s_C1R(const Qor8s* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
+                                QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8s_C3CR(const Qor8s* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
+                                 Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8s_C1MR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                 Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8s_C3CMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
+                                  QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_16u_C1R(const Qor16u* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
+                                 QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_16u_C3CR(const Qor16u* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
+                                  Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_16u_C1MR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_16u_C3CMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                   int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
+                                   QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_32f_C1R(const Qor32f* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
+                                 QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_32f_C3CR(const Qor32f* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
+                                  Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                   int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
+                                   QoriPoint* pMaxIndex);
 /** @} */
 
 /**
