@@ -155,6 +155,87 @@ QorStatus qoriAddWeighted_32f_C1R(const Qor32f* pSrc1, int src1Step, const Qor32
 /** @} */
 
 /**
+ * @defgroup mean Mean and standard deviation
+ *
+ * Mean, and standard deviation around it, of one channel of a region:
+ *
+ *     mean = S / N        stdDev = sqrt(|Q / N - mean * mean|)
+ *
+ * with S the sum and Q the sum of the squares of the samples and N their number. The C1 forms take one channel; the C3C
+ * forms take channel coi (1, 2 or 3) of three interleaved ones. The masked forms (M) take the pixels whose mask sample
+ * is not 0; what stands in the others, NaN included, has no influence. Where no pixel takes part both results are 0.
+ *
+ * @b Precision: sums of integer samples are exact at every size. In 32f each row is summed in 32-bit float, the squares
+ * formed in float, and the rows are added in 64 bits. Within a row, sample x goes to lane x mod 16; at the row's end
+ * lanes that differ by 4 or 8 are added, ((0 + 4) + (8 + 12)), then those that differ by 2, then by 1. In
+ * qoriMean_StdDev_32f_C3CR regions of less than 5000 pixels keep two float sums throughout, of the even and of the odd
+ * rows, added in 64 bits at the end.
+ *
+ * Where 0.05 * mean * mean is above stdDev * stdDev, the 32f forms take the deviation anew in a second pass, since the
+ * formula has then lost its digits: stdDev = sqrt(D / N), D being the sum of (x - m) * (x - m) in the same row sums and
+ * m the mean rounded to 32 bits. The mean stays as it was.
+ *
+ * @b Region: only the pixels of the region are read. @b Scratch: none. @b Threads: with T threads set, regions of
+ * T * 2^17 pixels or more are shared among the team (T * 2^16 in qoriMean_StdDev_32f_C1R; in qoriMean_StdDev_8u_C1R
+ * only where there are several cores), the sums of the bands being added in 64-bit float; qoriMean_8u_C1MR and
+ * qoriMean_StdDev_32f_C3CR stay on the calling thread. Sums of integers below 2^53 do not depend on the team; the last
+ * bits of others may.
+ *
+ * @b Results: pMean of the qoriMean forms is required; pMean and pStdDev of the qoriMean_StdDev forms may each be null.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null image, mask or required result; qorStsSizeErr
+ * for a width, then a height below 1; qorStsStepErr for srcStep below width * channels * sample size;
+ * qorStsNotEvenStepErr (16u, 32f) for srcStep not a multiple of the sample size; qorStsStepErr for maskStep below
+ * width; qorStsCOIErr for coi outside 1 to 3.
+ * @{
+ */
+QorStatus qoriMean_8u_C1MR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                           Qor64f* pMean);
+QorStatus qoriMean_8u_C3CMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi,
+                            Qor64f* pMean);
+QorStatus qoriMean_8s_C1MR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                           Qor64f* pMean);
+QorStatus qoriMean_8s_C3CMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi,
+                            Qor64f* pMean);
+QorStatus qoriMean_16u_C1MR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                            Qor64f* pMean);
+QorStatus qoriMean_16u_C3CMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                             int coi, Qor64f* pMean);
+QorStatus qoriMean_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                            Qor64f* pMean);
+QorStatus qoriMean_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                             int coi, Qor64f* pMean);
+QorStatus qoriMean_StdDev_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_8u_C3CR(const Qor8u* pSrc, int srcStep, QoriSize roiSize, int coi, Qor64f* pMean,
+                                  Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_8u_C1MR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_8u_C3CMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                   int coi, Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_8s_C1R(const Qor8s* pSrc, int srcStep, QoriSize roiSize, Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_8s_C3CR(const Qor8s* pSrc, int srcStep, QoriSize roiSize, int coi, Qor64f* pMean,
+                                  Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_8s_C1MR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_8s_C3CMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                   int coi, Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_16u_C1R(const Qor16u* pSrc, int srcStep, QoriSize roiSize, Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_16u_C3CR(const Qor16u* pSrc, int srcStep, QoriSize roiSize, int coi, Qor64f* pMean,
+                                   Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_16u_C1MR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                   Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_16u_C3CMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                    int coi, Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_32f_C1R(const Qor32f* pSrc, int srcStep, QoriSize roiSize, Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_32f_C3CR(const Qor32f* pSrc, int srcStep, QoriSize roiSize, int coi, Qor64f* pMean,
+                                   Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                   Qor64f* pMean, Qor64f* pStdDev);
+QorStatus qoriMean_StdDev_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                    int coi, Qor64f* pMean, Qor64f* pStdDev);
+/** @} */
+
+/**
  * @defgroup extrema Extrema with their positions
  *
  * Minimum and maximum of a region, of one channel of three in the C3CR and C3CMR forms (coi counts from 1), of the
@@ -214,6 +295,199 @@ QorStatus qoriMinMaxIndx_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* 
 QorStatus qoriMinMaxIndx_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
                                    int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
                                    QoriPoint* pMaxIndex);
+/** @} */
+
+/**
+ * @defgroup norm Norms
+ *
+ * Norms over the pixels whose mask sample is not 0: of an image, of the difference of two images, and of the difference
+ * relative to the second image. With x a sample of the image and d = src1 - src2:
+ *
+ *                Inf                   L1                    L2
+ *     Norm       max |x|               sum |x|               sqrt(sum x^2)
+ *     NormDiff   max |d|               sum |d|               sqrt(sum d^2)
+ *     NormRel    max |d| / max |src2|  sum |d| / sum |src2|  sqrt(sum d^2 / sum src2^2)
+ *
+ * The C3CMR forms take channel coi (1, 2 or 3) of three interleaved ones. What masked-out pixels hold, NaN included,
+ * has no influence. Without a pixel that takes part, Norm and NormDiff are 0.
+ *
+ * @b Zero @b denominator: where the denominator of NormRel is exactly 0, the value is NaN for a numerator of 0 or NaN,
+ * infinity for one above 0, and the status is the warning qorStsDivByZero. A NaN in the denominator gives NaN and
+ * qorStsNoErr.
+ *
+ * @b Precision: integer sums are exact at every size and converted to 64-bit float once a band. In 32f differences,
+ * magnitudes and squares are formed in 32-bit float; L1 and L2 sum each row in 32-bit float (lanes as in
+ * qoriMean_StdDev_32f_C1R), add the rows in 64 bits and round the total of the region, or of each band of rows, to 32
+ * bits before the bands are added and before the root or the quotient is taken. Inf ignores NaN, also that of the
+ * difference of two infinities; the sums hand it on.
+ *
+ * @b Region: only the pixels of the region are read. @b Scratch: none. @b Threads: with T threads set, regions of
+ * T * 2^k pixels or more are shared among the team. Norms marked * go parallel only where there are several cores; a
+ * second value behind / holds there instead. Bands are merged in the order of the rows.
+ *
+ *     k          8u C1MR   8s C1MR   16u C1MR  32f C1MR  8u C3CMR  8s C3CMR  16u C3CMR  32f C3CMR
+ *     Norm Inf   19        19        19        17        17        17        17         15
+ *     Norm L1    17*       17*       17        17        17        17        17         17
+ *     Norm L2    17*       17*       17        17        17/15     17/15     17/15      17/15
+ *     Diff Inf   never     never     never     never     never     never     never      never
+ *     Diff L1    17*       17*       17        never     17        15*       15*        never
+ *     Diff L2    17*       17*       17        never     17        17        17/15      never
+ *     Rel Inf    17*       17*       17*       15        17/15     17/15     15         15
+ *     Rel L1     never     17*       17/15     never     17/15     17/15     15         never
+ *     Rel L2     17        17        17/15     never     17/15     17/15     15         never
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pointer; qorStsSizeErr for a width, then a
+ * height below 1. Then in the Norm forms: qorStsStepErr for srcStep below width * channels * sample size;
+ * qorStsNotEvenStepErr (16u, 32f) for srcStep not a multiple of the sample size; qorStsStepErr for maskStep below
+ * width. In the other forms: qorStsStepErr for a step below its minimum, in the order of the arguments;
+ * qorStsNotEvenStepErr (16u, 32f) for either image step not a multiple of the sample size. Last, qorStsCOIErr for coi
+ * outside 1 to 3.
+ * @{
+ */
+QorStatus qoriNorm_Inf_8u_C1MR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               Qor64f* pValue);
+QorStatus qoriNorm_Inf_8u_C3CMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                int coi, Qor64f* pValue);
+QorStatus qoriNorm_Inf_8s_C1MR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               Qor64f* pValue);
+QorStatus qoriNorm_Inf_8s_C3CMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                int coi, Qor64f* pValue);
+QorStatus qoriNorm_Inf_16u_C1MR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                Qor64f* pValue);
+QorStatus qoriNorm_Inf_16u_C3CMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                 int coi, Qor64f* pValue);
+QorStatus qoriNorm_Inf_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                Qor64f* pValue);
+QorStatus qoriNorm_Inf_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                 int coi, Qor64f* pValue);
+QorStatus qoriNorm_L1_8u_C1MR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                              Qor64f* pValue);
+QorStatus qoriNorm_L1_8u_C3CMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               int coi, Qor64f* pValue);
+QorStatus qoriNorm_L1_8s_C1MR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                              Qor64f* pValue);
+QorStatus qoriNorm_L1_8s_C3CMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               int coi, Qor64f* pValue);
+QorStatus qoriNorm_L1_16u_C1MR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               Qor64f* pValue);
+QorStatus qoriNorm_L1_16u_C3CMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                int coi, Qor64f* pValue);
+QorStatus qoriNorm_L1_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               Qor64f* pValue);
+QorStatus qoriNorm_L1_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                int coi, Qor64f* pValue);
+QorStatus qoriNorm_L2_8u_C1MR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                              Qor64f* pValue);
+QorStatus qoriNorm_L2_8u_C3CMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               int coi, Qor64f* pValue);
+QorStatus qoriNorm_L2_8s_C1MR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                              Qor64f* pValue);
+QorStatus qoriNorm_L2_8s_C3CMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               int coi, Qor64f* pValue);
+QorStatus qoriNorm_L2_16u_C1MR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               Qor64f* pValue);
+QorStatus qoriNorm_L2_16u_C3CMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                int coi, Qor64f* pValue);
+QorStatus qoriNorm_L2_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                               Qor64f* pValue);
+QorStatus qoriNorm_L2_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_Inf_8u_C1MR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_Inf_8u_C3CMR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_Inf_8s_C1MR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_Inf_8s_C3CMR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_Inf_16u_C1MR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_Inf_16u_C3CMR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                     const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_Inf_32f_C1MR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_Inf_32f_C3CMR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                     const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_L1_8u_C1MR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_L1_8u_C3CMR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_L1_8s_C1MR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_L1_8s_C3CMR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_L1_16u_C1MR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_L1_16u_C3CMR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_L1_32f_C1MR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_L1_32f_C3CMR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_L2_8u_C1MR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_L2_8u_C3CMR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_L2_8s_C1MR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_L2_8s_C3CMR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_L2_16u_C1MR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_L2_16u_C3CMR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormDiff_L2_32f_C1MR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormDiff_L2_32f_C3CMR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_Inf_8u_C1MR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_Inf_8u_C3CMR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_Inf_8s_C1MR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_Inf_8s_C3CMR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_Inf_16u_C1MR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_Inf_16u_C3CMR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_Inf_32f_C1MR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_Inf_32f_C3CMR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                    const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_L1_8u_C1MR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step, const Qor8u* pMask,
+                                 int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_L1_8u_C3CMR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_L1_8s_C1MR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step, const Qor8u* pMask,
+                                 int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_L1_8s_C3CMR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_L1_16u_C1MR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_L1_16u_C3CMR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_L1_32f_C1MR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_L1_32f_C3CMR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_L2_8u_C1MR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step, const Qor8u* pMask,
+                                 int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_L2_8u_C3CMR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_L2_8s_C1MR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step, const Qor8u* pMask,
+                                 int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_L2_8s_C3CMR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_L2_16u_C1MR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_L2_16u_C3CMR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
+QorStatus qoriNormRel_L2_32f_C1MR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                  const Qor8u* pMask, int maskStep, QoriSize roiSize, Qor64f* pValue);
+QorStatus qoriNormRel_L2_32f_C3CMR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, QoriSize roiSize, int coi, Qor64f* pValue);
 /** @} */
 
 #ifdef __cplusplus

@@ -229,7 +229,7 @@ TEST(ImageOps, FloatSubtraction) {
 TEST(ImageOps, ProductWithAConstant) {
   for (const int factor : factors) {
     for (const Qor16s value : {Qor16s{-32768}, Qor16s{-3}, Qor16s{0}, Qor16s{1}, Qor16s{7}, Qor16s{32767}}) {
-      Case c({37, 3}, baseSeed() + static_cast<uint64_t>(factor + value));
+      Case c({37, 3}, baseSeed() + static_cast<uint64_t>(int64_t{factor} + value));
       setCase("value %d scale factor %d", value, factor);
       auto src = c.image<Qor16s>();
       src.at(0, 0) = -32768;

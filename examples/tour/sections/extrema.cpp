@@ -7,16 +7,18 @@
 namespace tour {
 namespace {
 
-// The value of an extreme and its place, in a picture of any size; the label stays inside.
-void mark(Picture& picture, QoriPoint at, const char* what, Qor32f value, Color color) {
+// The value of an extreme and its place; the label stays inside the picture, some lines below where others may stand.
+void mark(Picture& picture, QoriPoint at, const char* what, Qor32f value, Color color, int line = 0) {
   char text[64];
   std::snprintf(text, sizeof text, "%s %g", what, static_cast<double>(value));
   drawCircle(picture, static_cast<float>(at.x), static_cast<float>(at.y), 12, black, 5);
   drawCircle(picture, static_cast<float>(at.x), static_cast<float>(at.y), 12, color, 2.5F);
   const QoriSize plate = textSize(text);
-  const bool right = at.x + 18 + plate.width < picture.width(), below = at.y + plate.height < picture.height();
-  drawLabel(picture, right ? at.x + 18 : at.x - 24 - plate.width, below ? at.y - 4 : at.y - 8 - plate.height, text,
-            color);
+  const bool right = at.x + 18 + plate.width < picture.width();
+  const bool below = at.y + 3 * (plate.height + 8) < picture.height();
+  const int shift = line * (plate.height + 8) - 4;
+  drawLabel(picture, right ? at.x + 18 : at.x - 24 - plate.width,
+            below ? at.y + shift : at.y - shift - plate.height - 12, text, color);
 }
 
 // 255 within a circle around the middle.
@@ -58,15 +60,16 @@ void extrema(const Input& in, Output& out) {
   mark(inside, highAt, "max", high, yellow);
   out.figure("The same under a mask: only the pixels within the circle count", inside);
 
-  const char* names[] = {"red", "green", "blue"};
+  const char* lowNames[] = {"red min", "green min", "blue min"};
+  const char* highNames[] = {"red max", "green max", "blue max"};
   const Color colors[] = {red, green, cyan};
   Picture channels = color;
   for (int coi = 1; coi <= 3; ++coi) {
-    TOUR_CALL(out,
-              qoriMinMaxIndx_8u_C3CR(color.data(), color.step(), color.size(), coi, nullptr, &high, nullptr, &highAt));
-    mark(channels, highAt, names[coi - 1], high, colors[coi - 1]);
+    TOUR_CALL(out, qoriMinMaxIndx_8u_C3CR(color.data(), color.step(), color.size(), coi, &low, &high, &lowAt, &highAt));
+    mark(channels, lowAt, lowNames[coi - 1], low, colors[coi - 1], coi - 1);
+    mark(channels, highAt, highNames[coi - 1], high, colors[coi - 1], coi - 1);
   }
-  out.figure("The brightest pixel of each colour channel", channels);
+  out.figure("The darkest and the brightest pixel of each colour channel", channels);
 }
 
 }  // namespace tour

@@ -1,0 +1,105 @@
+// The plain side of the tests of means and norms: which bands a call sums, and in which widths.
+#pragma once
+
+#include <math.h>
+
+#include <limits>
+#include <type_traits>
+#include <vector>
+
+#include "qorcore.h"
+#include "support/support.h"
+
+namespace qortest {
+
+// Shared from threads * 2^alone pixels on, with several cores from threads * 2^withCores on; 0 is never.
+struct TeamRule {
+  int alone, withCores;
+};
+
+struct Rows {
+  int first, end;
+};
+
+// The rows of every band in their order; one band without a team.
+inline std::vector<Rows> bandsOf(QoriSize size, int threads, TeamRule rule) {
+  const int64_t pixels = int64_t{size.width} * size.height;
+  const auto reached = [&](int shift) { return shift != 0 && pixels >= int64_t{threads} << shift; };
+  if (!reached(rule.alone) && !(reached(rule.withCores) && qorGetNumCoresOnDie() > 1)) return {{0, size.height}};
+  std::vector<Rows> bands;
+  const int rows = size.height / threads;
+  for (int t = 0; t < threads; ++t) bands.push_back({t * rows, t == threads - 1 ? size.height : (t + 1) * rows});
+  return bands;
+}
+
+// What takes part in a call: the pixels that the mask lets through, all without a mask.
+struct Taking {
+  QoriSize size;
+  const Image<Qor8u>* mask;
+
+  bool operator()(int x, int y) const { return mask == nullptr || mask->at(x, y) != 0; }
+};
+
+// Sums of integers are exact; a row of floats is summed in 16 float lanes, rows in double.
+inline double sumOfRow(const std::vector<float>& values) {
+  float lanes[16] = {};
+  for (size_t x = 0; x < values.size(); ++x) lanes[x % 16] += values[x];
+  for (const int half : {4, 8})
+    for (int i = 0; i < 16; i += 2 * half)
+      for (int k = 0; k < 4; ++k) lanes[i + k] += lanes[i + k + half];
+  return static_cast<double>((lanes[0] + lanes[2]) + (lanes[1] + lanes[3]));
+}
+inline int64_t sumOfRow(const std::vector<int64_t>& values) {
+  int64_t sum = 0;
+  for (const int64_t v : values) sum += v;
+  return sum;
+}
+
+// Samples in the width in which they are measured.
+template <class T>
+using Wide = std::conditional_t<std::is_same_v<T, float>, float, int64_t>;
+
+// Sum over some rows of value(x, y), a float or an int64_t; nothing is added for a pixel that does not take part.
+template <class V, class F>
+double sumOfRows(Rows rows, const Taking& taking, F value) {
+  std::conditional_t<std::is_same_v<V, float>, double, int64_t> total = 0;
+  for (int y = rows.first; y < rows.end; ++y) {
+    std::vector<V> values;
+    for (int x = 0; x < taking.size.width; ++x) values.push_back(taking(x, y) ? value(x, y) : V{0});
+    total += sumOfRow(values);
+  }
+  return static_cast<double>(total);
+}
+
+inline double count(const Taking& taking) {
+  int64_t n = 0;
+  for (int y = 0; y < taking.size.height; ++y)
+    for (int x = 0; x < taking.size.width; ++x) n += taking(x, y);
+  return static_cast<double>(n);
+}
+
+// The contract of the masked forms that take one image and give one value.
+template <class T, class Operation>
+void checkContract(const char* name, Operation* operation) {
+  Contract contract(name, operation);
+  constexpr bool ofThree = std::is_invocable_v<Operation*, const T*, int, const Qor8u*, int, QoriSize, int, Qor64f*>;
+  const auto lines = [&](auto pSrc, auto srcStep, auto pMask, auto maskStep, auto roiSize, auto pValue) {
+    contract.null(pSrc, pMask, pValue);
+    contract.size(roiSize);
+    contract.step((ofThree ? 3 : 1) * sizeof(T), srcStep);
+    contract.even(sizeof(T), srcStep);
+    contract.step(sizeof(Qor8u), maskStep);
+  };
+  if constexpr (ofThree) {
+    QORTEST_ARGUMENTS(contract, pSrc, srcStep, pMask, maskStep, roiSize, coi, pValue);
+    lines(pSrc, srcStep, pMask, maskStep, roiSize, pValue);
+    contract.oneOf(coi, qorStsCOIErr, 1, 2, 3);
+    contract.run();
+  } else {
+    QORTEST_ARGUMENTS(contract, pSrc, srcStep, pMask, maskStep, roiSize, pValue);
+    lines(pSrc, srcStep, pMask, maskStep, roiSize, pValue);
+    contract.run();
+  }
+}
+
+}  // namespace qortest
