@@ -2,6 +2,7 @@
 #include "arith/measures.h"
 #include "frame/bodies.h"
 #include "frame/constants.h"
+#include "frame/round.h"
 
 namespace qor {
 namespace {
@@ -32,7 +33,7 @@ struct Sums {
   static void merge(Qor64f& into, Qor64f next) { into += next; }
   // The result of a band. Float totals go through 32 bits.
   static Qor64f bandResult(Qor64s total) { return static_cast<Qor64f>(total); }
-  static Qor64f bandResult(Qor64f total) { return static_cast<Qor64f>(static_cast<Qor32f>(total)); }
+  static Qor64f bandResult(Qor64f total) { return throughFloat(total); }
 };
 struct Inf : Magnitudes {
   template <class T>
