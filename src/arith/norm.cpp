@@ -12,11 +12,12 @@ struct Magnitudes {
   static V8u of(V8u x) { return x; }
   static V8u of(V8s x) { return abs(x); }
   static V16u of(V16u x) { return x; }
-  static V32f of(V32f x) { return abs(x); }
+  static V32f of(V32f x) { return x & as<Qor32f>(splat(0x7fffffff)); }
   template <class V>
   static auto between(V a, V b) {
     return absDiff(a, b);
   }
+  static V32f between(V32f a, V32f b) { return of(a - b); }
 };
 struct Values : Magnitudes {
   using Magnitudes::between;
