@@ -63,6 +63,98 @@ QorStatus qoribFastArctan_32f(const Qor32f* pSrcY, const Qor32f* pSrcX, Qor32f* 
 /** @} */
 
 /**
+ * @defgroup accumulators Accumulators
+ *
+ * Running 32f images for means, variances and background models: a source s is taken into an accumulator a in place,
+ * everywhere or, in the C1IMR forms, where the mask sample is not 0:
+ *
+ *     Add             a = a + s
+ *     AddSquare       a = a + s * s
+ *     AddProduct      a = a + s1 * s2
+ *     AddWeighted     a = (s - a) * alpha + a
+ *     qoriAddWeighted_32f_C1R    dst = (src1 - src2) * alpha + src2
+ *
+ * Samples of every source type are exact in 32-bit float, and every step of a formula, in the order written, is rounded
+ * to it: the product of two 16u samples to 24 bits ahead of the addition, and AddWeighted with alpha 1 may differ from
+ * s in the last bit. Products are float products, so 0 * -5 is -0. Overflow gives infinity and NaN spreads. Where the
+ * mask is 0 the accumulator keeps its bits, those of NaNs and zeros too.
+ *
+ * @b Region: only the pixels of the region are read and written; those that are masked out may be written with the
+ * bits that they hold, so no other thread may change them meanwhile. @b In place: a 32f source may be the accumulator
+ * itself with the same step, and pDst of qoriAddWeighted_32f_C1R may be either source; any other overlap is undefined.
+ * @b Scratch: none. @b Threads: regions of 262144 pixels or more are shared among the team, with the same result;
+ * qoriAddWeighted_32f_C1R runs on the calling thread alone. The masked forms of AddProduct and AddWeighted and
+ * qoriAddSquare_32f_C1IMR store past the caches when the data of a thread's rows fill the largest cache.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pointer; qorStsSizeErr for a width, then a
+ * height below 1; qorStsStepErr for a step below width * sample size, in the order of the arguments;
+ * qorStsNotEvenStepErr for a step of a 32f image that is not a multiple of 4. In the 16u forms an odd source step gives
+ * qorStsNotEvenStepErr directly behind the test of that step's minimum, ahead of the next argument.
+ * @{
+ */
+QorStatus qoriAdd_8u32f_C1IR(const Qor8u* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAdd_8s32f_C1IR(const Qor8s* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAdd_16u32f_C1IR(const Qor16u* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAdd_8u32f_C1IMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                              int srcDstStep, QoriSize roiSize);
+QorStatus qoriAdd_8s32f_C1IMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                              int srcDstStep, QoriSize roiSize);
+QorStatus qoriAdd_16u32f_C1IMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                               int srcDstStep, QoriSize roiSize);
+QorStatus qoriAdd_32f_C1IMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                            int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddSquare_8u32f_C1IR(const Qor8u* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddSquare_8u32f_C1IMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                                    int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddSquare_8s32f_C1IR(const Qor8s* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddSquare_8s32f_C1IMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                                    int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddSquare_16u32f_C1IR(const Qor16u* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddSquare_16u32f_C1IMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                                     int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddSquare_32f_C1IR(const Qor32f* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddSquare_32f_C1IMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                                  int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddProduct_8u32f_C1IR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step, Qor32f* pSrcDst,
+                                    int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddProduct_8u32f_C1IMR(const Qor8u* pSrc1, int src1Step, const Qor8u* pSrc2, int src2Step,
+                                     const Qor8u* pMask, int maskStep, Qor32f* pSrcDst, int srcDstStep,
+                                     QoriSize roiSize);
+QorStatus qoriAddProduct_8s32f_C1IR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step, Qor32f* pSrcDst,
+                                    int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddProduct_8s32f_C1IMR(const Qor8s* pSrc1, int src1Step, const Qor8s* pSrc2, int src2Step,
+                                     const Qor8u* pMask, int maskStep, Qor32f* pSrcDst, int srcDstStep,
+                                     QoriSize roiSize);
+QorStatus qoriAddProduct_16u32f_C1IR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                     Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddProduct_16u32f_C1IMR(const Qor16u* pSrc1, int src1Step, const Qor16u* pSrc2, int src2Step,
+                                      const Qor8u* pMask, int maskStep, Qor32f* pSrcDst, int srcDstStep,
+                                      QoriSize roiSize);
+QorStatus qoriAddProduct_32f_C1IR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step, Qor32f* pSrcDst,
+                                  int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddProduct_32f_C1IMR(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step,
+                                   const Qor8u* pMask, int maskStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize);
+QorStatus qoriAddWeighted_8u32f_C1IR(const Qor8u* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize,
+                                     Qor32f alpha);
+QorStatus qoriAddWeighted_8u32f_C1IMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                                      int srcDstStep, QoriSize roiSize, Qor32f alpha);
+QorStatus qoriAddWeighted_8s32f_C1IR(const Qor8s* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize,
+                                     Qor32f alpha);
+QorStatus qoriAddWeighted_8s32f_C1IMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                                      int srcDstStep, QoriSize roiSize, Qor32f alpha);
+QorStatus qoriAddWeighted_16u32f_C1IR(const Qor16u* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep,
+                                      QoriSize roiSize, Qor32f alpha);
+QorStatus qoriAddWeighted_16u32f_C1IMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep,
+                                       Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize, Qor32f alpha);
+QorStatus qoriAddWeighted_32f_C1IR(const Qor32f* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep, QoriSize roiSize,
+                                   Qor32f alpha);
+QorStatus qoriAddWeighted_32f_C1IMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, Qor32f* pSrcDst,
+                                    int srcDstStep, QoriSize roiSize, Qor32f alpha);
+QorStatus qoriAddWeighted_32f_C1R(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int src2Step, Qor32f* pDst,
+                                  int dstStep, QoriSize roiSize, Qor32f alpha);
+/** @} */
+
+/**
  * @defgroup mean Mean and standard deviation
  *
  * Mean, and standard deviation around it, of one channel of a region:
@@ -141,6 +233,68 @@ QorStatus qoriMean_StdDev_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u*
                                    Qor64f* pMean, Qor64f* pStdDev);
 QorStatus qoriMean_StdDev_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
                                     int coi, Qor64f* pMean, Qor64f* pStdDev);
+/** @} */
+
+/**
+ * @defgroup extrema Extrema with their positions
+ *
+ * Minimum and maximum of a region, of one channel of three in the C3CR and C3CMR forms (coi counts from 1), of the
+ * pixels whose mask sample is not 0 in the C1MR and C3CMR forms. Values are stored as 32f, which holds every sample
+ * exactly; positions are pixels counted from the region's corner. Of equal extremes the one in the uppermost row is
+ * reported, and in that row the leftmost. Each of the four result pointers may be null on its own.
+ *
+ * When the mask is 0 everywhere both values are 0 and both positions (0, 0), with qorStsNoErr.
+ *
+ * In 32f a NaN is passed over as if it were masked out, infinities take part, and zeros of both signs are equal: the
+ * value stored is the sample at the position, with its sign. Without a mask the search starts from the largest finite
+ * float and its negative, so a region that holds nothing below (above) that start reports the start itself, in row 0:
+ * at the first sample there that equals it, else at (0, 0). A constant image of infinities or NaNs is an example.
+ *
+ * @b Region: only its pixels are read, in three channels all channels of a pixel. @b Scratch: none. @b Threads: regions
+ * of 16384 pixels or more are shared among the team; the result does not depend on it.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pSrc or pMask; qorStsSizeErr for a width, then a
+ * height below 1; qorStsStepErr for srcStep below width * channels * sample size; qorStsNotEvenStepErr (16u, 32f) for a
+ * srcStep that is not a multiple of the sample size; qorStsStepErr for maskStep below width; qorStsCOIErr for coi
+ * outside 1 to 3.
+ * @{
+ */
+QorStatus qoriMinMaxIndx_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
+                                QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8u_C3CR(const Qor8u* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
+                                 Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8u_C1MR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                 Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8u_C3CMR(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
+                                  QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8s_C1R(const Qor8s* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
+                                QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8s_C3CR(const Qor8s* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
+                                 Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8s_C1MR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                 Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_8s_C3CMR(const Qor8s* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
+                                  QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_16u_C1R(const Qor16u* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
+                                 QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_16u_C3CR(const Qor16u* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
+                                  Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_16u_C1MR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_16u_C3CMR(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                   int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
+                                   QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_32f_C1R(const Qor32f* pSrc, int srcStep, QoriSize roiSize, Qor32f* pMinVal, Qor32f* pMaxVal,
+                                 QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_32f_C3CR(const Qor32f* pSrc, int srcStep, QoriSize roiSize, int coi, Qor32f* pMinVal,
+                                  Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_32f_C1MR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                  Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex, QoriPoint* pMaxIndex);
+QorStatus qoriMinMaxIndx_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize roiSize,
+                                   int coi, Qor32f* pMinVal, Qor32f* pMaxVal, QoriPoint* pMinIndex,
+                                   QoriPoint* pMaxIndex);
 /** @} */
 
 /**

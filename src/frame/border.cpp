@@ -61,14 +61,16 @@ QorStatus constBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, const Fr
   return qorStsNoErr;
 }
 
-// Borders around inner rows that stand in their place: the sides of each, then whole rows above and below.
+// Left and right of an inner row that stands in its place.
 template <class P>
-void replicateAround(P* inner, int step, const Frame& f) {
-  for (int y = 0; y < f.src.height; ++y) {
-    P* const row = rowAt(inner, step, y);
-    fillPixels(row - f.left, f.left, row[0]);
-    fillPixels(row + f.src.width, f.right(), row[f.src.width - 1]);
-  }
+void replicateSides(P* row, const Frame& f) {
+  fillPixels(row - f.left, f.left, row[0]);
+  fillPixels(row + f.src.width, f.right(), row[f.src.width - 1]);
+}
+
+// Above and below inner rows whose sides are done.
+template <class P>
+void replicateRows(P* inner, int step, const Frame& f) {
   P* const first = inner - f.left;
   for (int y = 1; y <= f.top; ++y) copyPixels(rowAt(first, step, -y), first, f.dst.width);
   const P* const last = rowAt(first, step, f.src.height - 1);
@@ -79,7 +81,9 @@ template <int channels, class T>
 QorStatus replicateInPlace(T* pSrc, int step, const Frame& f) {
   const QorStatus status = firstFailure(nullCheck(pSrc), positiveStepCheck(step), f.check());
   if (status != qorStsNoErr) return status;
-  replicateAround(reinterpret_cast<Pixel<T, channels>*>(pSrc), step, f);
+  auto* const inner = reinterpret_cast<Pixel<T, channels>*>(pSrc);
+  for (int y = 0; y < f.src.height; ++y) replicateSides(rowAt(inner, step, y), f);
+  replicateRows(inner, step, f);
   return qorStsNoErr;
 }
 
@@ -91,9 +95,11 @@ QorStatus replicateBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, cons
   if (status != qorStsNoErr) return status;
   P* const inner = rowAt(reinterpret_cast<P*>(pDst), dstStep, f.top) + f.left;
   for (int y = 0; y < f.src.height; ++y) {
-    copyPixels(rowAt(inner, dstStep, y), reinterpret_cast<const P*>(rowAt(pSrc, srcStep, y)), f.src.width);
+    P* const row = rowAt(inner, dstStep, y);
+    copyPixels(row, reinterpret_cast<const P*>(rowAt(pSrc, srcStep, y)), f.src.width);
+    replicateSides(row, f);
   }
-  replicateAround(inner, dstStep, f);
+  replicateRows(inner, dstStep, f);
   return qorStsNoErr;
 }
 

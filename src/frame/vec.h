@@ -253,6 +253,17 @@ inline V64s widenHi(V32u a) { return {_mm_unpackhi_epi32(a.v, _mm_setzero_si128(
 inline V64f widenLo(V32f a) { return {_mm_cvtps_pd(a.v)}; }
 inline V64f widenHi(V32f a) { return {_mm_cvtps_pd(_mm_movehl_ps(a.v, a.v))}; }
 
+// ---- the low four lanes in 32 bits; the low half (Lo) or the high half (Hi) of a mask of lanes in the next wider type
+inline V32s widenFour(V8u a) { return {_mm_cvtepu8_epi32(a.v)}; }
+inline V32s widenFour(V8s a) { return {_mm_cvtepi8_epi32(a.v)}; }
+inline V16u widenMaskLo(V8u a) { return {_mm_unpacklo_epi8(a.v, a.v)}; }
+inline V16u widenMaskHi(V8u a) { return {_mm_unpackhi_epi8(a.v, a.v)}; }
+inline V32u widenMaskLo(V16u a) { return {_mm_unpacklo_epi16(a.v, a.v)}; }
+inline V32u widenMaskHi(V16u a) { return {_mm_unpackhi_epi16(a.v, a.v)}; }
+
+// ---- bytes of a table by their numbers; a number with the top bit gives zero
+inline V8u lookUp(V8u table, V8u numbers) { return {_mm_shuffle_epi8(table.v, numbers.v)}; }
+
 // ---- two vectors into one of the next narrower type, saturated. The sources are signed.
 inline V8u narrowToU(V16s lo, V16s hi) { return {_mm_packus_epi16(lo.v, hi.v)}; }
 inline V8s narrowToS(V16s lo, V16s hi) { return {_mm_packs_epi16(lo.v, hi.v)}; }

@@ -1,0 +1,288 @@
+#include <limits.h>
+
+#include <string>
+
+#include "haar_reference.h"
+
+namespace {
+using namespace qortest;
+
+// The layout of a record, field by field.
+template <class V>
+struct Rectangle {
+  int32_t coordinates[8];
+  V weight;
+};
+template <class V>
+struct Feature {
+  int32_t rectCount;
+  const Rectangle<V>* rects;
+  V threshold, val1, val2;
+  uint32_t id;
+};
+template <class V>
+struct Header {
+  int32_t featureCount, rectCount;
+  const Feature<V>* features;
+  int32_t bound[4];
+  uint32_t tiltFlag;
+  int32_t counts[3];
+  int32_t allMinusOne;  // upright float records only
+};
+
+template <class V>
+const Header<V>& header(const HaarHandle<V>& state) {
+  return *reinterpret_cast<const Header<V>*>(state.get());
+}
+
+template <class V>
+HaarHandle<V> built(const HaarStage<V>& stage, bool tilted = false) {
+  typename HaarOf<V>::State* state = nullptr;
+  EXPECT_EQ(stage.build(tilted ? HaarOf<V>::initTilted : HaarOf<V>::initUpright, &state), qorStsNoErr);
+  return HaarHandle<V>(state);
+}
+
+// Features of 4, 2, 3, 1, 2 and 3 rectangles, each with numbers of its own.
+template <class V>
+HaarStage<V> sample() {
+  HaarStage<V> stage;
+  int next = 0;
+  for (const int n : {4, 2, 3, 1, 2, 3}) {
+    const V i = static_cast<V>(stage.features.size());
+    typename HaarStage<V>::Feature f{{}, {}, V{100} + i, V{200} + i, V{300} + i};
+    for (int k = 0; k < n; ++k, ++next) {
+      f.rects.push_back({5 + next % 4, 3 + next % 3, 2 + next % 7, 1 + next % 5});
+      f.weights.push_back(static_cast<V>(next - 3));
+    }
+    stage.features.push_back(f);
+  }
+  return stage;
+}
+
+template <class V>
+void expectRecord(const Header<V>& h, const HaarStage<V>& stage, const std::vector<size_t>& order, Turn turn,
+                  size_t headerBytes) {
+  ASSERT_EQ(h.featureCount, static_cast<int>(order.size()));
+  EXPECT_EQ(h.rectCount, 15);
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(h.features), reinterpret_cast<uintptr_t>(&h) + headerBytes);
+  const Rectangle<V>* next = reinterpret_cast<const Rectangle<V>*>(h.features + h.featureCount);
+  for (size_t i = 0; i < order.size(); ++i) {
+    const auto& want = stage.features[order[i]];
+    const Feature<V>& got = h.features[i];
+    ASSERT_EQ(got.rectCount, static_cast<int>(want.rects.size()));
+    EXPECT_EQ(got.rects, next);
+    EXPECT_EQ(got.threshold, want.threshold);
+    EXPECT_EQ(got.val1, want.val1);
+    EXPECT_EQ(got.val2, want.val2);
+    EXPECT_EQ(got.id, order[i] << 8 | (turn == Turn::Upright ? 0 : 1));
+    for (int k = 0; k < got.rectCount; ++k, ++next) {
+      QoriPoint c[4];
+      corners(want.rects[static_cast<size_t>(k)], turn, std::is_same_v<V, Qor32s>, c);
+      for (int n = 0; n < 4; ++n) {
+        EXPECT_EQ(next->coordinates[2 * n], c[n].x) << "corner " << n;
+        EXPECT_EQ(next->coordinates[2 * n + 1], c[n].y) << "corner " << n;
+      }
+      EXPECT_EQ(next->weight, want.weights[static_cast<size_t>(k)]);
+    }
+  }
+}
+
+template <class V>
+void testLayout() {
+  constexpr bool isFloat = std::is_same_v<V, Qor32f>;
+  const auto stage = sample<V>();
+  const auto upright = built(stage), tilted = built(stage, true);
+  expectRecord(header(upright), stage, {1, 4, 2, 5, 0, 3}, Turn::Upright, isFloat ? 56 : 48);
+  expectRecord(header(tilted), stage, {0, 1, 2, 3, 4, 5}, Turn::Tilted, 48);
+  const std::vector<int> counts(header(upright).counts, header(upright).counts + 3);
+  EXPECT_EQ(counts, isFloat ? (std::vector{2, 4, 15}) : (std::vector{15, 2, 4}));
+  const std::vector<int> tiltedCounts(header(tilted).counts, header(tilted).counts + 3);
+  EXPECT_EQ(tiltedCounts, (std::vector{15, 0, 0}));
+  EXPECT_EQ(header(upright).tiltFlag & 1, 0U);
+  EXPECT_EQ(header(tilted).tiltFlag, 1U);
+}
+
+TEST(HaarBuild, Layout) {
+  testLayout<Qor32f>();
+  testLayout<Qor32s>();
+}
+
+TEST(HaarBuild, FirstWeightsOfMinusOne) {
+  const auto flag = [](std::vector<float> firstWeights) {
+    HaarStage<Qor32f> stage;
+    for (const float w : firstWeights) stage.features.push_back({{{0, 0, 1, 1}, {0, 0, 1, 1}}, {w, 5}, 0, 0, 0});
+    return header(built(stage)).allMinusOne;
+  };
+  EXPECT_EQ(flag({-1, -1.75F}), 1);
+  EXPECT_EQ(flag({-1, -2}), 0);
+  EXPECT_EQ(flag({-0.99F}), 0);
+  EXPECT_EQ(flag({NAN}), 0);
+}
+
+// The bounding values follow their rule, which is no bounding box of what comes later: sizes are compared with edges.
+template <class V>
+std::vector<int> bound(std::vector<QoriRect> rects, bool tilted) {
+  HaarStage<V> stage;
+  for (const QoriRect& r : rects) stage.features.push_back({{r}, {V{1}}, V{0}, V{0}, V{0}});
+  const auto state = built(stage, tilted);
+  return {header(state).bound, header(state).bound + 4};
+}
+
+TEST(HaarBuild, BoundingValues) {
+  // The first rectangle does not lie beyond its own edge: width and height stay, less the corner.
+  EXPECT_EQ(bound<Qor32f>({{3, 4, 10, 20}}, false), (std::vector{3, 4, 7, 16}));
+  // 12 is not above 3 + 10; 30 is above 4 + 20.
+  EXPECT_EQ(bound<Qor32f>({{3, 4, 10, 20}, {5, 10, 7, 20}}, false), (std::vector{3, 4, 7, 26}));
+  // The corner moves before the edges are compared: 9 is above 1 + 5, 8 is above 2 + 4.
+  EXPECT_EQ(bound<Qor32s>({{4, 4, 5, 4}, {1, 2, 8, 6}}, false), (std::vector{1, 2, 8, 6}));
+  EXPECT_EQ(bound<Qor32s>({{3, 4, 10, 3}}, true), (std::vector{3, 4, 13 - 3, 13 - 4}));
+  EXPECT_EQ(bound<Qor32f>({}, false), (std::vector{0, 0, 0, 0}));
+  // Copy order, not input order: the feature of two rectangles comes first, the start is still the first rectangle.
+  HaarStage<Qor32f> stage{{{{{9, 9, 1, 1}}, {1}, 0, 0, 0}, {{{2, 2, 3, 3}, {2, 2, 3, 3}}, {1, 1}, 0, 0, 0}}};
+  const auto state = built(stage);
+  const auto* b = header(state).bound;
+  // Start 9, 9, 1, 1; then 5 is above 2 + 1; then 10 is above 2 + 5.
+  EXPECT_EQ((std::vector<int>{b, b + 4}), (std::vector{2, 2, 8, 8}));
+}
+
+TEST(HaarBuild, WindowSize) {
+  QoriSize size{-1, -1};
+  EXPECT_EQ(qoriGetHaarClassifierSize_32f(built<Qor32f>({{{{{2, 3, 4, 5}}, {1}, 0, 0, 0}}}).get(), &size), 0);
+  EXPECT_EQ(size.width, 6);
+  EXPECT_EQ(size.height, 8);
+  // Tilted: x + w and y + w + h, each over all rectangles.
+  const HaarStage<Qor32s> tilted{{{{{3, 1, 9, 4}}, {1}, 0, 0, 0}, {{{2, 8, 2, 3}, {2, 9, 1, 3}}, {1, 1}, 0, 0, 0}}};
+  EXPECT_EQ(qoriGetHaarClassifierSize_32s(built(tilted, true).get(), &size), 0);
+  EXPECT_EQ(size.width, 12);
+  EXPECT_EQ(size.height, 14);
+  EXPECT_EQ(qoriGetHaarClassifierSize_32s(built<Qor32s>({}).get(), &size), 0);
+  EXPECT_EQ(size.width, 0);
+  EXPECT_EQ(size.height, 0);
+  EXPECT_EQ(qoriGetHaarClassifierSize_32s(nullptr, &size), qorStsNullPtrErr);
+  EXPECT_EQ(qoriGetHaarClassifierSize_32f(noAccess<QoriHaarClassifier_32f>(), nullptr), qorStsNullPtrErr);
+}
+
+TEST(HaarBuild, FreeOfNull) {
+  EXPECT_EQ(qoriHaarClassifierFree_32f(nullptr), qorStsNullPtrErr);
+  EXPECT_EQ(qoriHaarClassifierFree_32s(nullptr), qorStsNullPtrErr);
+}
+
+// Builds with one rectangle replaced by another at every position; whatever is refused leaves the pointer as named.
+template <class V, class Build>
+void testRectangles(const char* name, Build build, bool tilted, bool keepsPointer) {
+  using State = typename HaarOf<V>::State;
+  const QoriRect bad[] = {{-1, 3, 2, 1}, {3, -1, 2, 1}, {3, 3, 0, 1}, {3, 3, 2, 0}, {INT_MIN, 0, 1, 1}, {3, 3, 2, -1}};
+  const auto stage = sample<V>();
+  State* const before = noAccess<State>();
+  for (size_t f = 0; f < stage.features.size(); ++f) {
+    for (size_t k = 0; k < stage.features[f].rects.size(); ++k) {
+      const auto status = [&](QoriRect r, State** state) {
+        auto changed = stage;
+        changed.features[f].rects[k] = r;
+        return changed.build(build, state);
+      };
+      for (const QoriRect& r : bad) {
+        State* state = before;
+        EXPECT_EQ(status(r, &state), qorStsBadArgErr) << name;
+        EXPECT_EQ(state, keepsPointer ? before : nullptr) << name;
+      }
+      for (const QoriRect r : {QoriRect{4, 0, 1, 5}, QoriRect{4, 0, 1, 6}}) {
+        State* state = before;
+        const QorStatus got = status(r, &state);
+        EXPECT_EQ(got, tilted && r.height > r.x + 1 ? qorStsBadArgErr : qorStsNoErr) << name;
+        if (got == qorStsNoErr) HaarOf<V>::release(state);
+      }
+    }
+  }
+}
+
+TEST(HaarBuild, Rectangles) {
+  testRectangles<Qor32f>(QORTEST_NAMED(qoriHaarClassifierInitAlloc_32f), false, true);
+  testRectangles<Qor32s>(QORTEST_NAMED(qoriHaarClassifierInitAlloc_32s), false, false);
+  testRectangles<Qor32f>(QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32f), true, false);
+  testRectangles<Qor32s>(QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32s), true, false);
+}
+
+// The checks before the rectangles, none of which touches what it need not.
+template <class V, class State>
+void testStatuses(const char* name, QorStatus (*build)(State**, const QoriRect*, const V*, const V*, const V*, const V*,
+                                                       const int*, int)) {
+  State* const before = noAccess<State>();
+  State* state = before;
+  const auto* r = noAccess<QoriRect>(1);
+  const V* v[] = {noAccess<V>(2), noAccess<V>(3), noAccess<V>(4), noAccess<V>(5)};
+  const auto* none = noAccess<int>(6);
+  SCOPED_TRACE(name);
+  EXPECT_EQ(build(nullptr, r, v[0], v[1], v[2], v[3], none, -1), qorStsNullPtrErr);
+  EXPECT_EQ(build(&state, nullptr, v[0], v[1], v[2], v[3], none, -1), qorStsNullPtrErr);
+  for (int i = 0; i < 4; ++i) {
+    const V* saved = v[i];
+    v[i] = nullptr;
+    EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], none, -1), qorStsNullPtrErr);
+    v[i] = saved;
+  }
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], nullptr, -1), qorStsNullPtrErr);
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], none, -1), qorStsSizeErr);
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], none, INT_MIN), qorStsSizeErr);
+  const int zero[] = {2, 1, 0}, negative[] = {2, -1, 5}, many[] = {INT_MAX, INT_MAX, 3},
+            wraps[] = {INT_MAX, INT_MAX, 0};
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], zero, 3), qorStsSizeErr);
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], negative, 3), qorStsSizeErr);
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], wraps, 3), qorStsSizeErr);
+  // Sums that no block holds, those that wrap around to a small one among them.
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], many, 3), qorStsMemAllocErr);
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], many, 1), qorStsMemAllocErr);
+  EXPECT_EQ(state, before);
+  // No features: the arrays are not read.
+  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], none, 0), qorStsNoErr);
+  EXPECT_EQ(HaarOf<V>::release(state), qorStsNoErr);
+}
+
+TEST(HaarBuild, Statuses) {
+  testStatuses<Qor32f>(QORTEST_NAMED(qoriHaarClassifierInitAlloc_32f));
+  testStatuses<Qor32s>(QORTEST_NAMED(qoriHaarClassifierInitAlloc_32s));
+  testStatuses<Qor32f>(QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32f));
+  testStatuses<Qor32s>(QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32s));
+}
+
+template <class V>
+void testTilt() {
+  const auto stage = sample<V>();
+  const std::vector<size_t> order{1, 4, 2, 5, 0, 3};
+  for (const int flag : {0, 1, -8}) {
+    const auto state = built(stage);
+    EXPECT_EQ(HaarOf<V>::tilt(nullptr, flag, state.get()), qorStsNullPtrErr);
+    EXPECT_EQ(HaarOf<V>::tilt(noAccess<Qor8u>(), flag, nullptr), qorStsNullPtrErr);
+    // Nothing chosen: the stage is as before, and may still be tilted.
+    const Qor8u nothing[6] = {}, chosen[] = {1, 0, 255, 0, 7, 0};
+    EXPECT_EQ(HaarOf<V>::tilt(nothing, flag, state.get()), qorStsNoErr);
+    expectRecord(header(state), stage, order, Turn::Upright, std::is_same_v<V, Qor32f> ? 56 : 48);
+    EXPECT_EQ(HaarOf<V>::tilt(chosen, flag, state.get()), qorStsNoErr);
+    EXPECT_EQ(header(state).tiltFlag & 1, 1U);
+    EXPECT_EQ(HaarOf<V>::tilt(noAccess<Qor8u>(), flag, state.get()), qorStsBadArgErr);
+    for (size_t i = 0; i < order.size(); ++i) {
+      const Feature<V>& got = header(state).features[i];
+      const auto& want = stage.features[order[i]];
+      const bool tilted = chosen[order[i]] != 0;
+      EXPECT_EQ(got.id, tilted ? 1 : order[i] << 8);
+      for (int k = 0; k < got.rectCount; ++k) {
+        QoriPoint c[4];
+        const Turn turn = !tilted ? Turn::Upright : flag != 0 ? Turn::Down : Turn::Up;
+        corners(want.rects[static_cast<size_t>(k)], turn, std::is_same_v<V, Qor32s>, c);
+        for (int n = 0; n < 4; ++n) {
+          EXPECT_EQ(got.rects[k].coordinates[2 * n], c[n].x) << "flag " << flag << ", corner " << n;
+          EXPECT_EQ(got.rects[k].coordinates[2 * n + 1], c[n].y) << "flag " << flag << ", corner " << n;
+        }
+      }
+    }
+  }
+  const auto tilted = built(stage, true);
+  EXPECT_EQ(HaarOf<V>::tilt(noAccess<Qor8u>(), 1, tilted.get()), qorStsBadArgErr);
+}
+
+TEST(HaarBuild, Tilt) {
+  testTilt<Qor32f>();
+  testTilt<Qor32s>();
+}
+
+}  // namespace
