@@ -52,17 +52,23 @@ struct CountedLanes {
   static constexpr bool perRow = Measure::perRow;
 
   Measure measure;
-  V64s out = zero<Qor64s>();
+  // Pixels masked out: a byte each, or 255 a pixel in wide lanes where a whole row comes between two drains.
+  std::conditional_t<perRow, V64s, V8u> out = {};
 
   template <class Kept, class P>
   void add(const Kept& kept, const P& x) {
     measure.add(kept(measured(x)));
-    if constexpr (masked) out = out + sumOfEights(kept.out);
+    if constexpr (masked && perRow) out = out + sumOfEights(kept.out);
+    if constexpr (masked && !perRow) out = out - kept.out;
   }
   void drain(Total& total, int64_t steps) const {
     measure.drain(total.measurement, steps);
     total.seen += stepPixels * steps;
-    total.out += sum(out) / 255;
+    if constexpr (perRow) {
+      total.out += sum(out) / 255;
+    } else {
+      total.out += sum(sumOfEights(out));
+    }
   }
 };
 

@@ -2,6 +2,7 @@
 #include "arith/measures.h"
 #include "frame/bodies.h"
 #include "frame/constants.h"
+#include "frame/round.h"
 
 namespace qor {
 namespace {
@@ -11,11 +12,12 @@ struct Magnitudes {
   static V8u of(V8u x) { return x; }
   static V8u of(V8s x) { return abs(x); }
   static V16u of(V16u x) { return x; }
-  static V32f of(V32f x) { return abs(x); }
+  static V32f of(V32f x) { return x & as<Qor32f>(splat(0x7fffffff)); }
   template <class V>
   static auto between(V a, V b) {
     return absDiff(a, b);
   }
+  static V32f between(V32f a, V32f b) { return of(a - b); }
 };
 struct Values : Magnitudes {
   using Magnitudes::between;
@@ -32,7 +34,7 @@ struct Sums {
   static void merge(Qor64f& into, Qor64f next) { into += next; }
   // The result of a band. Float totals go through 32 bits.
   static Qor64f bandResult(Qor64s total) { return static_cast<Qor64f>(total); }
-  static Qor64f bandResult(Qor64f total) { return static_cast<Qor64f>(static_cast<Qor32f>(total)); }
+  static Qor64f bandResult(Qor64f total) { return throughFloat(total); }
 };
 struct Inf : Magnitudes {
   template <class T>

@@ -106,9 +106,9 @@ struct SomeKept {
 
 // ---- the loops
 
-// Steps after which integer lanes are drained. With one more for a row's remainder the 32-bit lanes of all operations
-// stay below 2^31: the fastest to grow takes 4 * 255^2 a step.
-constexpr ptrdiff_t drainSteps = 2048;
+// Steps after which integer lanes are drained. With one more for a row's remainder, counts fit lanes of 8 bits and sums
+// of what a step adds, at most 4 * 255^2, those of 32.
+constexpr ptrdiff_t drainSteps = 254;
 
 // A mask, or that there is none.
 struct NoMask {
@@ -127,10 +127,10 @@ struct Mask : Plane<const Qor8u> {
 };
 
 // Adds n pixels of a row to total. The pointers address the wanted channel of the first pixel; nothing beyond the last
-// pixel is read.
+// pixel is read. Flattened: lanes stay in registers only when every call on them is inlined.
 template <class Lanes, bool masked, int stride, class... T>
-inline void reduceRow(typename Lanes::Total& total, const Lanes& start, ptrdiff_t n, const Qor8u* mask,
-                      const T*... src) {
+[[gnu::flatten, gnu::noinline]] void reduceRow(typename Lanes::Total& total, const Lanes& start, ptrdiff_t n,
+                                               const Qor8u* mask, const T*... src) {
   const auto step = [](Lanes& lanes, const Qor8u* m, const T*... p) {
     if constexpr (masked) {
       lanes.add(SomeKept(m), loadPixels<stride>(p)...);
@@ -139,6 +139,8 @@ inline void reduceRow(typename Lanes::Total& total, const Lanes& start, ptrdiff_
     }
   };
   constexpr ptrdiff_t apart = stepPixels * stride, maskApart = masked ? stepPixels : 0;
+  // Wider samples fill the registers with fewer steps.
+  constexpr int unroll = static_cast<int>(4 / ((sizeof(T) + ...) / sizeof...(T)));
   // A full step of every third sample also reads behind its last one, so it needs another pixel there.
   ptrdiff_t steps = (n - (stride == 3 ? 1 : 0)) / stepPixels;
   const int remainder = static_cast<int>(n - steps * stepPixels);
@@ -146,13 +148,10 @@ inline void reduceRow(typename Lanes::Total& total, const Lanes& start, ptrdiff_
     const ptrdiff_t now = Lanes::perRow || steps < drainSteps ? steps : drainSteps;
     Lanes lanes = start;
     ptrdiff_t i = 0;
-    for (; i + 4 <= now; i += 4) {
-      step(lanes, mask, src...);
-      step(lanes, mask + maskApart, (src + apart)...);
-      step(lanes, mask + 2 * maskApart, (src + 2 * apart)...);
-      step(lanes, mask + 3 * maskApart, (src + 3 * apart)...);
-      mask += 4 * maskApart;
-      ((src += 4 * apart), ...);
+    for (; i + unroll <= now; i += unroll) {
+      for (int k = 0; k < unroll; ++k) step(lanes, mask + k * maskApart, (src + k * apart)...);
+      mask += unroll * maskApart;
+      ((src += unroll * apart), ...);
     }
     for (; i < now; ++i) {
       step(lanes, mask, src...);

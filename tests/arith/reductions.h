@@ -65,6 +65,7 @@ double sumOfRows(Rows rows, const Taking& taking, F value) {
   std::conditional_t<std::is_same_v<V, float>, double, int64_t> total = 0;
   for (int y = rows.first; y < rows.end; ++y) {
     std::vector<V> values;
+    values.reserve(static_cast<size_t>(taking.size.width));
     for (int x = 0; x < taking.size.width; ++x) values.push_back(taking(x, y) ? value(x, y) : V{0});
     total += sumOfRow(values);
   }
