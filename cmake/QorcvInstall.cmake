@@ -10,7 +10,8 @@ set(QORCV_DEVELOPMENT_PACKAGE libqorcv-dev)
 install(TARGETS qorcv qorcore EXPORT qorcvTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development)
 install(FILES include/qorcv.h core/qorcore.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development)
-install(DIRECTORY include/qorcv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development FILES_MATCHING PATTERN *.h)
+install(DIRECTORY include/qorcv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development
+  FILES_MATCHING PATTERN *.h)
 
 install(EXPORT qorcvTargets NAMESPACE qorcv:: DESTINATION ${QORCV_CMAKE_DIR} COMPONENT Development)
 configure_package_config_file(cmake/qorcvConfig.cmake.in ${PROJECT_BINARY_DIR}/qorcvConfig.cmake

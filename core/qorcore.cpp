@@ -16,7 +16,8 @@ struct Registers {
 // All zero for a leaf that the processor does not have.
 Registers cpuid(unsigned leaf, unsigned subleaf = 0) {
   Registers r;
-  if (__get_cpuid_max(leaf & 0x80000000U, nullptr) >= leaf) __cpuid_count(leaf, subleaf, r.eax, r.ebx, r.ecx, r.edx);
+  const auto highest = static_cast<unsigned>(__get_cpuid_max(leaf & 0x80000000U, nullptr));
+  if (highest >= leaf) __cpuid_count(leaf, subleaf, r.eax, r.ebx, r.ecx, r.edx);
   return r;
 }
 

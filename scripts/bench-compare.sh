@@ -4,8 +4,9 @@
 #   scripts/bench-compare.sh REVISION_A REVISION_B [FILTER]
 #
 # Each is checked out and built in a folder of its own, with its own benchmark; rows that only one of them has are left
-# out. Compared are copies, which a busy neighbour disturbs less than times. ROUNDS=N sets how often each is run, 3 when
-# not given; the median counts.
+# out. Compared are the medians of copies, which a busy neighbour disturbs less than times, over the rounds: ROUNDS=N, 3
+# when not given. A row is called faster or slower when the medians differ by 10% or more and the rounds of one revision
+# lie all on one side of those of the other.
 set -euo pipefail
 # shellcheck source=setup.sh
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
@@ -48,7 +49,8 @@ digest() {
     def median: sort | if length % 2 == 1 then .[length / 2 | floor] else (.[length / 2 - 1] + .[length / 2]) / 2 end;
     [.[].benchmarks[] | select(.error_occurred | not)] | group_by(.name)
     | map({key: (.[0].name | sub("/manual_time$"; "")),
-           value: {ns: (map(.ns_per_pixel) | min), copies: (map(.copies) | median)}})
+           value: {ns: (map(.ns_per_pixel) | min), copies: (map(.copies) | median),
+                   low: (map(.copies) | min), high: (map(.copies) | max)}})
     | from_entries' "$work/$1".*.json
 }
 digest 0 >"$work/a"
@@ -58,8 +60,9 @@ printf '\nA: %s\nB: %s\n\n' "$(git -C "$work/0" log -1 --format='%h %s')" "$(git
 printf '%-50s %10s %10s %10s %10s %7s\n' row 'A ns/px' 'B ns/px' 'A copies' 'B copies' B/A
 jq -rn --slurpfile a "$work/a" --slurpfile b "$work/b" '
   $a[0] | to_entries[] | select($b[0][.key]) | . as $row | $b[0][.key] as $new
-  | [$row.key, $row.value.ns, $new.ns, $row.value.copies, $new.copies, $new.copies / $row.value.copies] | @tsv' |
+  | [$row.key, $row.value.ns, $new.ns, $row.value.copies, $new.copies, $new.copies / $row.value.copies,
+     if $new.high < $row.value.low then "faster" elif $new.low > $row.value.high then "SLOWER" else "" end] | @tsv' |
   awk -F '\t' '{
-    verdict = $6 < 1 / 1.1 ? "  faster" : $6 > 1.1 ? "  SLOWER" : ""
-    printf "%-50s %10.4f %10.4f %10.2f %10.2f %7.2f%s\n", $1, $2, $3, $4, $5, $6, verdict
+    verdict = $6 < 1 / 1.1 || $6 > 1.1 ? $7 : ""
+    printf "%-50s %10.4f %10.4f %10.2f %10.2f %7.2f  %s\n", $1, $2, $3, $4, $5, $6, verdict
   }'

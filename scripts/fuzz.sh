@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Fuzzes each subsystem for some time: scripts/fuzz.sh [SECONDS] [FUZZER...]
 #
-# SECONDS is per fuzzer, 60 unless given. FUZZER is a name such as arith_fuzz; all run unless some are given. Inputs that
-# reach new code are kept in build/fuzz/corpus, an input that fails in build/fuzz/findings; to repeat one, give it to the
-# fuzzer as its argument: build/fuzz/fuzzers/arith_fuzz build/fuzz/findings/arith_fuzz-crash-...
+# SECONDS is per fuzzer, 60 unless given. FUZZER is a name such as arith_fuzz; all run unless some are given. Inputs
+# that reach new code are kept in build/fuzz/corpus, an input that fails in build/fuzz/findings. To repeat one, give it
+# to the fuzzer as its argument: build/fuzz/fuzzers/arith_fuzz build/fuzz/findings/arith_fuzz-crash-...
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
@@ -14,7 +14,10 @@ shift || true
 need_packages --for 'the fuzzers' clang libclang-rt-dev libomp-dev
 build_preset fuzz
 cd "$qorcv_root/build/fuzz"
-[ $# -gt 0 ] || set -- $(cd fuzzers && ls)
+if [ $# -eq 0 ]; then
+  mapfile -t names < <(cd fuzzers && ls)
+  set -- "${names[@]}"
+fi
 mkdir -p findings
 # The runtime's idle workers sleep: spinning ones would fight the fuzzer for the processors.
 export OMP_WAIT_POLICY=passive

@@ -11,8 +11,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # shellcheck source=scripts/setup.sh
 source "$root/scripts/setup.sh"
 
-need_packages build-essential cmake ninja-build libpng-dev libjpeg-dev libgtest-dev libbenchmark-dev >&2
-(cd "$root" && build_preset release) >&2
+need_packages --for 'the tour' libpng-dev libjpeg-dev >&2
+build_preset release qorcv_tour >&2
 
 # Files are named from where the user stands.
 exec "$root/build/release/examples/qorcv-tour" "$@"

@@ -80,7 +80,11 @@ void pin(char** argv) {
   if (sched_setaffinity(0, sizeof set, &set) != 0) std::perror("cannot bind the main thread");
 }
 
-int processors() { return omp_get_num_procs(); }
+int processors() {
+  int count = 0;
+  for (int i = 0; i < omp_get_num_places(); ++i) count += omp_get_place_num_procs(i);
+  return count > 0 ? count : omp_get_num_procs();
+}
 
 std::vector<std::pair<std::string, std::string>> machine() {
   return {

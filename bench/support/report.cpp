@@ -7,7 +7,7 @@
 namespace qor::bench {
 namespace {
 
-// Differences below this cannot be told from noise, so a miss below it still counts as meeting the budget.
+// A miss below this cannot be told from noise and gets a verdict of its own.
 constexpr double tolerance = 0.05;
 // A team whose plain arithmetic gains less than this share of its size had no processors of its own.
 constexpr double freeProcessors = 0.85;
@@ -28,6 +28,10 @@ std::string judge(const Budget& budget, double value, const Result& result) {
   if (budget.metric == Metric::speedup && result.computeScaling < freeProcessors * budget.threads) {
     ++tally.unjudged;
     return format("not judged: pure arithmetic gains only %.2f from these threads", result.computeScaling);
+  }
+  if (budget.metric == Metric::speedup && !result.quiet) {
+    ++tally.unjudged;
+    return "not judged: the machine was busy";
   }
   const double worse = budget.atMost ? value / budget.value - 1 : budget.value / value - 1;
   if (worse <= 0) {

@@ -67,6 +67,10 @@ class Setup {
  public:
   Setup(QoriSize roi, bool contiguous) : roi_(roi), contiguous_(contiguous) {}
 
+  // Calls capture what they need of it, by value: images, roi(), len().
+  Setup(const Setup&) = delete;
+  Setup& operator=(const Setup&) = delete;
+
   QoriSize roi() const { return roi_; }
   int len() const { return roi_.width * roi_.height; }
   // Bytes of all images handed out, each once: the least that a call has to move.

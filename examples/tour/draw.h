@@ -1,4 +1,5 @@
-// Drawing on colour pictures: what the sections put over their results. Everything is clipped to the picture.
+// Drawing on colour pictures: what the sections put over their results. Everything is clipped to the
+// picture; whole coordinates and sizes may reach a thousand million, others are free.
 #ifndef QORCV_TOUR_DRAW_H
 #define QORCV_TOUR_DRAW_H
 
@@ -27,7 +28,7 @@ void drawCross(Picture& picture, float x, float y, float radius, Color color, fl
 void drawRect(Picture& picture, QoriRect rect, Color color, int thickness = 2);
 void fillRect(Picture& picture, QoriRect rect, Color color);
 
-// Printable ASCII in a 5 x 7 letter, scale times enlarged, its top left corner at (x, y). Other characters show as a
+// Printable ASCII in a 5 x 8 letter, scale times enlarged, its top left corner at (x, y). Other characters show as a
 // question mark.
 void drawText(Picture& picture, int x, int y, std::string_view text, Color color, int scale = 2);
 QoriSize textSize(std::string_view text, int scale = 2);

@@ -72,6 +72,7 @@ Picture warp(const Picture& picture, float dx, float dy, float tangent, float zo
 Input inputFromPicture(std::string name, const Picture& picture) {
   Input in;
   in.name = std::move(name);
+  in.motion = "For motion, an ellipse cut from its middle travels across it from frame to frame.";
   const int width = picture.width(), height = picture.height();
   const int pieceWidth = std::max(4, width / 6), pieceHeight = std::max(4, height / 6);
   const Picture piece = crop(picture, {(width - pieceWidth) / 2, (height - pieceHeight) / 2, pieceWidth, pieceHeight});
@@ -88,6 +89,7 @@ Input inputFromPicture(std::string name, const Picture& picture) {
 Input inputFromScene(int maxSide) {
   Input in;
   in.name = "built-in scene";
+  in.motion = "A car, a van, a balloon, two gulls and a ball move from frame to frame.";
   const Scene scene;
   for (int i = 0; i < frameCount; ++i) {
     const Picture frame = scene.frame(i);

@@ -1,7 +1,9 @@
 // qorcv-tour: runs the sections on a picture and writes what they show.
 #include <getopt.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -147,10 +149,12 @@ tour::Result runSection(const tour::Section& section, const tour::Input& in) {
 }
 
 // A section's pictures as NAME-1.png, NAME-2.png and on.
-void writeFigures(const std::string& folder, const tour::Result& result) {
+void writeFigures(const std::string& folder, tour::Result& result) {
   int n = 0;
-  for (const tour::Figure& figure : result.output.figures) {
-    tour::writePng(folder + "/" + result.section->name + "-" + std::to_string(++n) + ".png", figure.picture);
+  for (tour::Figure& figure : result.output.figures) {
+    figure.png = tour::encodePng(figure.picture);
+    const std::string name = std::string(result.section->name) + "-" + std::to_string(++n) + ".png";
+    tour::writeFile(folder + "/" + name, figure.png.data(), figure.png.size());
   }
 }
 
@@ -172,7 +176,7 @@ int runTour(const Options& options) {
     fprintf(stderr, "[%zu/%zu] %s ...", results.size() + 1, options.sections.size(), section->title);
     fflush(stderr);
     results.push_back(runSection(*section, in));
-    const tour::Result& result = results.back();
+    tour::Result& result = results.back();
     if (result.error.empty()) {
       fprintf(stderr, " %.0f ms\n", result.milliseconds);
     } else {
@@ -185,6 +189,7 @@ int runTour(const Options& options) {
   tour::writePng(options.out + "/contact-sheet.png", tour::makeContactSheet(results));
   const std::string html = tour::makePage(in, threads, results), page = options.out + "/index.html";
   tour::writeFile(page, html.data(), html.size());
+  fprintf(stderr, "Done. Open this page in a browser:\n");
   printf("%s\n", std::filesystem::absolute(page).lexically_normal().c_str());
   return failed ? exitFailure : EXIT_SUCCESS;
 }

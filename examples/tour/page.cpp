@@ -33,11 +33,13 @@ section { border-top: 1px solid var(--line); margin-top: 2.8rem; padding-top: 2.
 .figures { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(21rem, 100%), 1fr)); gap: 1.3rem;
   margin: 1.2rem 0; align-items: start; }
 figure { margin: 0; background: var(--card); border: 1px solid var(--line); border-radius: 10px; overflow: hidden; }
+figure img { max-height: 24rem; }
 figure.large { grid-column: 1 / -1; }
+figure.large img { max-height: 94vh; }
 figure button { all: unset; display: block; width: 100%; cursor: zoom-in; }
 figure button:focus-visible { outline: 3px solid var(--accent); outline-offset: -3px; }
 figure.large button { cursor: zoom-out; }
-img { display: block; width: 100%; height: auto; max-height: 90vh; object-fit: contain; background: var(--code); }
+img { display: block; width: 100%; height: auto; object-fit: contain; background: var(--code); }
 figcaption { padding: .6rem .9rem .75rem; font-size: .92rem; line-height: 1.45; color: var(--soft); }
 .calls { overflow-x: auto; }
 table { border-collapse: collapse; font-size: .88rem; width: 100%; }
@@ -97,12 +99,13 @@ std::string base64(const std::vector<Qor8u>& bytes) {
 }
 
 // The page takes figures as PNG while they are small, else as fine JPEG: noise makes a PNG many times larger.
-std::string dataUrl(const Picture& picture) {
+std::string dataUrl(const Figure& figure) {
   constexpr size_t small = 200'000;
-  const std::vector<Qor8u> png = encodePng(picture);
-  if (png.size() <= small) return "data:image/png;base64," + base64(png);
-  const std::vector<Qor8u> jpeg = encodeJpeg(picture, 90);
-  return jpeg.size() < png.size() ? "data:image/jpeg;base64," + base64(jpeg) : "data:image/png;base64," + base64(png);
+  if (figure.png.size() > small) {
+    const std::vector<Qor8u> jpeg = encodeJpeg(figure.picture, 90);
+    if (jpeg.size() < figure.png.size()) return "data:image/jpeg;base64," + base64(jpeg);
+  }
+  return "data:image/png;base64," + base64(figure.png);
 }
 
 std::string number(double value, const char* format) {
@@ -115,7 +118,7 @@ std::string figureHtml(const Figure& figure) {
   const std::string caption = escape(figure.caption);
   const Picture& p = figure.picture;
   return "<figure><button type=\"button\" aria-label=\"Enlarge\"><img width=\"" + std::to_string(p.width()) +
-         "\" height=\"" + std::to_string(p.height()) + "\" alt=\"" + caption + "\" src=\"" + dataUrl(p) +
+         "\" height=\"" + std::to_string(p.height()) + "\" alt=\"" + caption + "\" src=\"" + dataUrl(figure) +
          "\"></button><figcaption>" + caption + "</figcaption></figure>\n";
 }
 
@@ -154,15 +157,16 @@ std::string makePage(const Input& in, int threads, const std::vector<Result>& re
   const std::string facts = "Library " + std::string(version.version) + " (" + version.name + "), " +
                             std::to_string(threads) + (threads == 1 ? " thread" : " threads") +
                             ". Picture: " + in.name + ", " + std::to_string(size.width) + " × " +
-                            std::to_string(size.height) + " pixels.";
+                            std::to_string(size.height) + " pixels. " + in.motion;
   std::string out =
       "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
       "<title>qorCV tour: " +
       escape(in.name) + "</title>\n<style>" + style + "</style></head>\n<body><header><h1>A tour of qorCV</h1>\n" +
       "<p>Computer-vision primitives on buffers that you own. Every picture below was made by the calls that stand "
-      "under it; each time is one call on this machine, on the picture named here, or the sum where a call ran "
-      "more than once.</p>\n<p class=\"facts\">" +
+      "under it. The times are from this run: one call (its best, where it was repeated), or the sum over all where a "
+      "section calls many times. Click "
+      "a picture to enlarge it.</p>\n<p class=\"facts\">" +
       escape(facts) + "</p>\n<nav>";
   for (const Result& result : results) {
     out += "<a href=\"#" + std::string(result.section->name) + "\">" + escape(result.section->title) + "</a>";

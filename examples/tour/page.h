@@ -17,7 +17,7 @@ struct Result {
   std::string error;        // empty when all went well
 };
 
-// An HTML page without any reference to other files.
+// An HTML page without any reference to other files. Every figure has its PNG.
 std::string makePage(const Input& in, int threads, const std::vector<Result>& results);
 
 // All figures, small, under the names of their sections.

@@ -58,7 +58,7 @@ void writeFile(const std::string& file, const void* bytes, size_t count) {
   File out(fopen(file.c_str(), "wb"));
   if (!out) throw FileError(file, strerror(errno));
   errno = 0;
-  const bool written = fwrite(bytes, 1, count, out.get()) == count;
+  const bool written = count == 0 || fwrite(bytes, 1, count, out.get()) == count;
   // A full disk may show only when the last block leaves the stream.
   if (fclose(out.release()) != 0 || !written) throw FileError(file, strerror(errno != 0 ? errno : EIO));
 }

@@ -46,6 +46,8 @@ std::vector<Qor8u> encodePng(const Picture& picture) {
   image.version = PNG_IMAGE_VERSION;
   image.width = static_cast<png_uint_32>(picture.width());
   image.height = static_cast<png_uint_32>(picture.height());
+  // Light compression: a tour writes many pictures, and their noise would not shrink much anyway.
+  image.flags = PNG_IMAGE_FLAG_FAST;
   image.format = picture.channels() == 1 ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
   png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
   std::vector<Qor8u> bytes(size);

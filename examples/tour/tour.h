@@ -31,6 +31,7 @@ namespace tour {
 // The pictures to work on. All have one size.
 struct Input {
   std::string name;             // the file, or what the built-in scene is called
+  std::string motion;           // one sentence: what moves from frame to frame
   std::vector<Picture> frames;  // eight pictures in colour: a camera that stands still, and things that move
   std::vector<Picture> grays;   // the same in gray
   Picture turned;               // the first frame from a camera that was moved a little: shifted, rotated, nearer
@@ -40,6 +41,7 @@ struct Input {
 struct Figure {
   std::string caption;
   Picture picture;
+  std::vector<Qor8u> png = {};  // the encoded picture, filled in behind the section
 };
 
 // One call as it stands in the source, and the time that it took: the sum over the repetitions in a section.

@@ -15,7 +15,7 @@ inline V32f reflect(V32f mask, Qor32f limit, V32f angle) {
   return (angle ^ (mask & splat(-0.0F))) + (mask & splat(limit));
 }
 
-Block<Qor32f, 1> angleOf(const Qor32f* pY, const Qor32f* pX) {
+QOR_FORCE_INLINE Block<Qor32f, 1> angleOf(const Qor32f* pY, const Qor32f* pX) {
   const V32f y = load(pY), x = load(pX), ay = abs(y), ax = abs(x);
   // The floor makes the quotient of two zeros 0; the ceiling makes that of two infinities 1.
   const V32f t = min(min(ay, ax) / max(splat(0x1p-149F), max(ay, ax)), splat(1.0F));
@@ -34,7 +34,7 @@ Block<Qor32f, 1> angleOf(const Qor32f* pY, const Qor32f* pX) {
 QOR_BODY(qoribFastArctan_32f)(const Qor32f* pSrcY, const Qor32f* pSrcX, Qor32f* pDst, int len) {
   const QorStatus status = qor::firstFailure(qor::nullCheck(pSrcY, pSrcX, pDst), qor::lengthCheck(len));
   if (status != qorStsNoErr) return status;
-  qor::mapRow<4>(
-      pDst, len, [](const Qor32f* y, const Qor32f* x) { return qor::angleOf(y, x); }, pSrcY, pSrcX);
+  const auto kernel = [](const Qor32f* y, const Qor32f* x) { return qor::angleOf(y, x); };
+  qor::mapRow<4, qor::Stores::cached, 1>(pDst, len, kernel, pSrcY, pSrcX);
   return qorStsNoErr;
 }

@@ -21,7 +21,7 @@ inline V32f arctanOfFraction(V32f t) {
   return t + t * (z * p);
 }
 
-Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {
+QOR_FORCE_INLINE Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {
   const V32f y = load(pY), x = load(pX), sign = splat(-0.0F);
   const V32f ay = abs(y), ax = abs(x), small = min(ay, ax), large = max(ay, ax), t = small / large;
   V32f angle = arctanOfFraction(t);
@@ -48,8 +48,8 @@ Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {
 
 QorStatus qorsAtan2_32f_A21(const Qor32f* pY, const Qor32f* pX, Qor32f* pDst, int len) {
   if (len < 1) return qorStsNoErr;
-  mapRow<4>(
-      pDst, len, [](const Qor32f* y, const Qor32f* x) { return arctan2(y, x); }, pY, pX);
+  const auto kernel = [](const Qor32f* y, const Qor32f* x) { return arctan2(y, x); };
+  mapRow<4, Stores::cached, 1>(pDst, len, kernel, pY, pX);
   return qorStsNoErr;
 }
 

@@ -8,6 +8,9 @@
 
 #include "qorcv/types.h"
 
+// For heavy kernels, whose constants are loaded on every call unless they stand inside the loop.
+#define QOR_FORCE_INLINE [[gnu::always_inline]] inline
+
 namespace qor {
 
 using Qor32u = uint32_t;

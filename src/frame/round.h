@@ -47,10 +47,10 @@ constexpr T scaled(Qor64s d, int scaleFactor) {
     return saturate<T>((d + (Qor64s{1} << (scaleFactor - 1)) - 1 + ((d >> scaleFactor) & 1)) >> scaleFactor);
   }
   if (scaleFactor == 0 || d == 0) return saturate<T>(d);
-  // A shift of 32 already lifts every d that is not 0 out of a type of at most 32 bits; the cap also makes the negation
-  // safe.
+  // A shift of 32 lifts every d that is not 0 out of a type of at most 32 bits, and so does the least shift from 2^30
+  // on: with both capped nothing overflows, and the cap makes the negation safe.
   const int shift = scaleFactor < -32 ? 32 : -scaleFactor;
-  const Qor64s limit = Qor64s{1} << 31;
+  constexpr Qor64s limit = Qor64s{1} << 30;
   return saturate<T>((d > limit ? limit : d < -limit ? -limit : d) * (Qor64s{1} << shift));
 }
 

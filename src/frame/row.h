@@ -42,7 +42,10 @@ inline void storeFirst(D* dst, ptrdiff_t n, const Block<D, count>& result) {
 // The remainder is a whole block at the row's end, computed before anything is stored and stored last. Both blocks that
 // reach a sample thus see the row as it was, so a source may be the destination itself (the same address and step),
 // also when the kernel accumulates. Any other overlap of source and destination is undefined.
-template <int block, Stores stores = Stores::cached, class D, class Kernel, class... S>
+//
+// Four blocks a step hide the loop's own cost behind a light kernel; a heavy one takes one, so that its constants stay
+// in registers and its code in the instruction cache.
+template <int block, Stores stores = Stores::cached, int unroll = 4, class D, class Kernel, class... S>
 inline void mapRow(D* dst, ptrdiff_t n, Kernel kernel, const S*... src) {
   if (n < block) {
     const auto result = [&](const auto&... copies) {
@@ -64,11 +67,10 @@ inline void mapRow(D* dst, ptrdiff_t n, Kernel kernel, const S*... src) {
       for (; x <= n - block; x += block) store(dst + x, kernel((src + x)...));
     }
   } else {
-    for (; x <= n - 4 * block; x += 4 * block) {
-      store(dst + x, kernel((src + x)...));
-      store(dst + x + block, kernel((src + x + block)...));
-      store(dst + x + 2 * block, kernel((src + x + 2 * block)...));
-      store(dst + x + 3 * block, kernel((src + x + 3 * block)...));
+    if constexpr (unroll > 1) {
+      for (; x <= n - unroll * block; x += unroll * block) {
+        for (int i = 0; i < unroll; ++i) store(dst + x + i * block, kernel((src + x + i * block)...));
+      }
     }
     for (; x <= n - block; x += block) store(dst + x, kernel((src + x)...));
   }

@@ -117,8 +117,8 @@ class Shipped(unittest.TestCase):
     def in_section(self, name):
         """Names of the symbols that stand in a section, by ascending address; its end counts, for a mark there."""
         start, size, _ = self.sections[name]
-        letters = "bBdDrR"
-        return [s for v, t, s in sorted(self.symbols, key=lambda s: s[0] or 0) if t in letters and start <= v <= start + size]
+        data = ((v, s) for v, letter, s in self.symbols if letter in "bBdDrR" and start <= v <= start + size)
+        return [s for _, s in sorted(data)]
 
     def dynamic(self, tag):
         return re.findall(rf"\({tag}\).*\[(.*)\]", run("readelf", "-dW", LIBRARY))

@@ -49,7 +49,8 @@ class Installed(unittest.TestCase):
 
     def test_consumer_by_cmake(self):
         build = self.scratch / "build"
-        run("cmake", "-S", HERE / "consumer", "-B", build, f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DCMAKE_C_COMPILER={CC}")
+        where = f"-DCMAKE_PREFIX_PATH={self.prefix}"
+        run("cmake", "-S", HERE / "consumer", "-B", build, where, f"-DCMAKE_C_COMPILER={CC}")
         run("cmake", "--build", build)
         self.assertIn("8.2.1", run(build / "consumer"))
 
@@ -58,6 +59,13 @@ class Installed(unittest.TestCase):
         self.assertIn("8.2.1", run(program, LD_LIBRARY_PATH=self.libraries))
         self.assertEqual(self.pkg_config("--modversion"), ["8.2.1"])
         self.assertLessEqual({"-lqorcvt6", "-lqorcore"}, set(self.pkg_config("--libs")))
+
+    def test_example_of_the_readme(self):
+        example = re.search(r"```c\n(.*?)```", (ROOT / "README.md").read_text(), re.DOTALL).group(1)
+        source = self.scratch / "example.c"
+        source.write_text(example)
+        output = run(self.compile(source), LD_LIBRARY_PATH=self.libraries)
+        self.assertEqual(output, "status 0, difference 200\n")
 
     def test_open_parallel_call_close(self):
         program = self.compile(HERE / "open_close.c", "-D_XOPEN_SOURCE=700")

@@ -9,7 +9,13 @@
 
 #include "qorcore.h"
 
-extern "C" [[gnu::weak]] void __sanitizer_set_death_callback(void (*callback)(void));
+extern "C" {
+[[gnu::weak]] void __sanitizer_set_death_callback(void (*callback)(void));
+
+// Read by the sanitizers at start: a finding then ends in SIGABRT, which the crash handler sees.
+[[gnu::visibility("default")]] const char* __ubsan_default_options();
+const char* __ubsan_default_options() { return "abort_on_error=1:print_stacktrace=1"; }
+}
 
 namespace qortest {
 namespace {
@@ -48,10 +54,7 @@ void onCrash(int signal) {
 }
 
 class CaseListener : public testing::EmptyTestEventListener {
-  void OnTestStart(const testing::TestInfo& info) override {
-    snprintf(testText, sizeof testText, "%s.%s", info.test_suite_name(), info.name());
-    setCase("not named");
-  }
+  void OnTestStart(const testing::TestInfo&) override { setCase("not named"); }
 };
 
 void append(size_t at, const char* format, va_list arguments) {
@@ -60,7 +63,10 @@ void append(size_t at, const char* format, va_list arguments) {
 
 }  // namespace
 
+// Names the test too: the children of death tests call no listener.
 void setCase(const char* format, ...) {
+  const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
+  if (info != nullptr) snprintf(testText, sizeof testText, "%s.%s", info->test_suite_name(), info->name());
   va_list arguments;
   va_start(arguments, format);
   append(0, format, arguments);

@@ -55,8 +55,9 @@ void expectAgreement(const Image<T>& got, const Image<U>& want, Agree agree, con
       }
     }
   }
-  EXPECT_EQ(differing, 0) << what << " of " << want.samples.size() << " samples differ:" << text.str()
-                          << "\n  case: " << currentCase();
+  if (differing != 0)
+    ADD_FAILURE() << what << ": " << differing << " of " << want.samples.size() << " samples differ" << text.str()
+                  << "\n  case: " << currentCase();
 }
 
 template <class T>

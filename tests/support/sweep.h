@@ -11,9 +11,9 @@
 //   });
 //
 // Every size runs once against the guard page behind and once against the one before. c.variant counts 0 ..
-// variants - 1, for in-place forms and modes; every width sees every variant (up to eight of them). The thread count is
-// set before the body is called: rotated over the grid, and each of 1, 2, 3, 7 and 33 at every threshold size. At least
-// one threshold size should have fewer rows than 7. The sweep ends after a few failing cases.
+// variants - 1, for in-place forms and modes; every width sees up to eight variants, each with both guards in turn. The
+// thread count is set before the body is called: rotated over the grid, and each of 1, 2, 3, 7 and 33 at every
+// threshold size. At least one threshold size should have fewer rows than 7. The sweep ends after a few failing cases.
 #pragma once
 
 #include <functional>

@@ -1,0 +1,152 @@
+// Tables of sums over wedges of 45 degrees. A row follows from the two rows above it alone, so rows are vectors from
+// end to end; only the first and the two last columns have rules of their own.
+#include "frame/bodies.h"
+#include "frame/checks.h"
+#include "frame/row.h"
+
+namespace qor {
+namespace {
+
+// What a table sums: the samples or their squares.
+struct Plain {
+  static constexpr Qor32u of(Qor8u s) { return s; }
+  static V32s of(V32s s) { return s; }
+  // Sums of two samples, interleaved as bytes, in 32 bits.
+  static V32s ofPairsLo(V8u pairs) { return widenLo(pairSums(pairs)); }
+  static V32s ofPairsHi(V8u pairs) { return widenHi(pairSums(pairs)); }
+
+ private:
+  static V16u pairSums(V8u pairs) { return {_mm_maddubs_epi16(pairs.v, _mm_set1_epi8(1))}; }
+};
+struct Squares {
+  static constexpr Qor32u of(Qor8u s) { return Qor32u{s} * s; }
+  // The upper half of each lane is zero, so the sum of two products is the square.
+  static V32s of(V32s s) { return multiplyAdd(as<Qor16s>(s), as<Qor16s>(s)); }
+  static V32s ofPairsLo(V8u pairs) { return sumOfTwo(as<Qor16s>(widenLo(pairs))); }
+  static V32s ofPairsHi(V8u pairs) { return sumOfTwo(as<Qor16s>(widenHi(pairs))); }
+
+ private:
+  static V32s sumOfTwo(V16s pairs) { return multiplyAdd(pairs, pairs); }
+};
+
+// Columns 1 to w - 1 of a row: previous row left and right, the row before that, the two samples.
+template <class Count, class T>
+struct Inner {
+  static constexpr int block = 16;
+
+  Block<T, 4> operator()(const T* left, const T* over, const T* right, const Qor8u* s0, const Qor8u* s1) const {
+    const V8u a = load(s0);
+    const V8u b = load(s1);
+    const V8u lo{_mm_unpacklo_epi8(a.v, b.v)};
+    const V8u hi{_mm_unpackhi_epi8(a.v, b.v)};
+    Block<T, 4> t{Count::ofPairsLo(lo), Count::ofPairsHi(lo), Count::ofPairsLo(hi), Count::ofPairsHi(hi)};
+    for (int i = 0; i < 4; ++i) t.v[i] = t.v[i] + (load(left + 4 * i) - load(over + 4 * i) + load(right + 4 * i));
+    return t;
+  }
+};
+
+struct FourDoubles {
+  V64f lo, hi;
+};
+inline FourDoubles operator+(FourDoubles a, FourDoubles b) { return {a.lo + b.lo, a.hi + b.hi}; }
+inline FourDoubles operator-(FourDoubles a, FourDoubles b) { return {a.lo - b.lo, a.hi - b.hi}; }
+inline FourDoubles loadFour(const Qor32f* p) {
+  const V32f a = load(p);
+  return {widenLo(a), widenHi(a)};
+}
+inline FourDoubles loadFour(const Qor64f* p) { return {load(p), load(p + 2)}; }
+inline void roundTo(Block<Qor32f, 1>& t, FourDoubles a) { t = {toFloat(a.lo, a.hi)}; }
+inline void roundTo(Block<Qor64f, 2>& t, FourDoubles a) { t = {a.lo, a.hi}; }
+
+// In floating point the order of the sum counts.
+template <class Count, class T>
+requires std::is_floating_point_v<T>
+struct Inner<Count, T> {
+  static constexpr int block = 4;
+
+  static FourDoubles samples(const Qor8u* p) {
+    const V32s s = Count::of(V32s{_mm_cvtepu8_epi32(load4(p).v)});
+    return {toDoubleLo(s), toDoubleHi(s)};
+  }
+  Block<T, 4 / Vec<T>::lanes> operator()(const T* left, const T* over, const T* right, const Qor8u* s0,
+                                         const Qor8u* s1) const {
+    Block<T, 4 / Vec<T>::lanes> t;
+    roundTo(t, loadFour(left) - loadFour(over) + loadFour(right) + samples(s0) + samples(s1));
+    return t;
+  }
+};
+
+// A table that grows from top to bottom.
+template <class Count, class T>
+class Table {
+  using Exact = std::conditional_t<std::is_integral_v<T>, Qor32u, Qor64f>;
+
+ public:
+  Table(T* pDst, int dstStep, int width, T val) : dst_{pDst, dstStep}, width_(width) {
+    for (int y = 0; y < 2; ++y) {
+      T* const row = dst_.row(y);
+      for (ptrdiff_t x = 0; x <= ptrdiff_t{width} + 1; ++x) row[x] = val;
+    }
+  }
+
+  // Table row y + 2 from source row y.
+  void fill(const Qor8u* s, int y) const {
+    const ptrdiff_t w = width_;
+    const T* const r0 = dst_.row(y);
+    const T* const r1 = dst_.row(y + 1);
+    T* const r2 = dst_.row(y + 2);
+    r2[0] = r1[1];
+    if (w > 1) mapRow<Inner<Count, T>::block>(r2 + 1, w - 1, Inner<Count, T>{}, r1, r0 + 1, r1 + 2, s, s + 1);
+    const T last = static_cast<T>(static_cast<Exact>(Count::of(s[w - 1])) + static_cast<Exact>(r1[w - 1]) +
+                                  static_cast<Exact>(r1[w + 1]) - static_cast<Exact>(r0[w]));
+    // The contract of 32f tables: this column adds to what the caller's buffer holds.
+    r2[w] = std::is_same_v<T, Qor32f> ? r2[w] + last : last;
+    r2[w + 1] = r1[w];
+  }
+
+ private:
+  Plane<T> dst_;
+  int width_;
+};
+
+template <class... Tables>
+void fillTables(const Qor8u* pSrc, int srcStep, int height, const Tables&... tables) {
+  for (int y = 0; y < height; ++y) (tables.fill(rowAt(pSrc, srcStep, y), y), ...);
+}
+
+template <class T>
+QorStatus tiltedIntegral(const Qor8u* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, T val) {
+  const QorStatus status =
+      firstFailure(nullCheck(pSrc, pDst), sizeCheck(roiSize), stepCheck<Qor8u>(roiSize.width, srcStep),
+                   stepCheck<T>(int64_t{roiSize.width} + 2, dstStep), evenCheck<T>(dstStep));
+  if (status != qorStsNoErr) return status;
+  fillTables(pSrc, srcStep, roiSize.height, Table<Plain, T>(pDst, dstStep, roiSize.width, val));
+  return qorStsNoErr;
+}
+
+template <class T, class Q>
+QorStatus tiltedSqrIntegral(const Qor8u* pSrc, int srcStep, T* pDst, int dstStep, Q* pSqr, int sqrStep,
+                            QoriSize roiSize, T val, Q valSqr) {
+  const int64_t samples = int64_t{roiSize.width} + 2;
+  const QorStatus status = firstFailure(nullCheck(pSrc, pDst, pSqr), sizeCheck(roiSize),
+                                        stepCheck<Qor8u>(roiSize.width, srcStep), stepCheck<T>(samples, dstStep),
+                                        stepCheck<Q>(samples, sqrStep), evenCheck<T>(dstStep), evenCheck<Q>(sqrStep));
+  if (status != qorStsNoErr) return status;
+  fillTables(pSrc, srcStep, roiSize.height, Table<Plain, T>(pDst, dstStep, roiSize.width, val),
+             Table<Squares, Q>(pSqr, sqrStep, roiSize.width, valSqr));
+  return qorStsNoErr;
+}
+
+}  // namespace
+}  // namespace qor
+
+#define QOR_TILTED_INTEGRAL(name, T)                                                              \
+  QOR_BODY(name)(const Qor8u* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, T val) { \
+    return qor::tiltedIntegral(pSrc, srcStep, pDst, dstStep, roiSize, val);                       \
+  }
+#define QOR_TILTED_SQR_INTEGRAL(name, T, Q)                                                                         \
+  QOR_BODY(name)                                                                                                    \
+  (const Qor8u* pSrc, int srcStep, T* pDst, int dstStep, Q* pSqr, int sqrStep, QoriSize roiSize, T val, Q valSqr) { \
+    return qor::tiltedSqrIntegral(pSrc, srcStep, pDst, dstStep, pSqr, sqrStep, roiSize, val, valSqr);               \
+  }
+#include "integral/tilted_integral.def"
