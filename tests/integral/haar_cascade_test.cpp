@@ -46,8 +46,20 @@ template <class T>
 GuardedImage<T> copied(const Image<int64_t>& table) {
   GuardedImage<T> t(table.size, {.gap = 3});
   t.generate([&](int x, int y, int) { return static_cast<T>(table.at(x, y)); });
-  t.protect();
   return t;
+}
+
+// The library's own tables in place of those above.
+void buildTables(const GuardedImage<Qor8u>& p, const GuardedImage<Qor32s>& upright,
+                 const GuardedImage<Qor32s>& tilted) {
+  EXPECT_EQ(qoriIntegral_8u32s_C1R(p.data(), p.step(), upright.data(), upright.step(), p.size(), 0), qorStsNoErr);
+  EXPECT_EQ(qoriTiltedIntegral_8u32s_C1R(p.data(), p.step(), tilted.data(), tilted.step(), p.size(), 0), qorStsNoErr);
+}
+// The tilted one in float adds to one of its columns, so it starts at zero.
+void buildTables(const GuardedImage<Qor8u>& p, const GuardedImage<Qor32f>& upright, GuardedImage<Qor32f>& tilted) {
+  tilted.generate([](int, int, int) { return 0.0F; });
+  EXPECT_EQ(qoriIntegral_8u32f_C1R(p.data(), p.step(), upright.data(), upright.step(), p.size(), 0), qorStsNoErr);
+  EXPECT_EQ(qoriTiltedIntegral_8u32f_C1R(p.data(), p.step(), tilted.data(), tilted.step(), p.size(), 0), qorStsNoErr);
 }
 
 // Sum of the pixels of a rectangle at window position (px, py).
@@ -122,10 +134,17 @@ V stageFromPixels(const Image<Qor8u>& p, const HaarStage<V>& stage, const std::v
 }
 
 template <class V, class T, class N, class Apply>
-void testCascade(const char* name, Apply apply) {
+void testCascade(const char* name, Apply apply, bool ownTables = true) {
   const QoriSize size{90, 61}, roi{size.width - window, size.height - window};
   const Image<Qor8u> p = picture(size);
-  const auto table = copied<T>(uprightTable(p)), tilted = copied<T>(tiltedTable(p));
+  auto table = copied<T>(uprightTable(p)), tilted = copied<T>(tiltedTable(p));
+  if (!ownTables) {
+    GuardedImage<Qor8u> source(size);
+    source.put(p);
+    buildTables(source, table, tilted);
+  }
+  table.protect();
+  tilted.protect();
   GuardedImage<N> norm(roi, {.gap = 1});
   norm.generate([](int x, int y, int) { return static_cast<N>(20 + (x * 7 + y * 11) % 90); });
   norm.protect();
@@ -187,6 +206,11 @@ TEST(HaarCascade, OnTwoTables) {
   testCascade<Qor32f, Qor32s, Qor32f>(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32s32f_C1R));
   const auto integers = [](auto... args) { return qoriApplyMixedHaarClassifier_32s_C1RSfs(args..., 0); };
   testCascade<Qor32s, Qor32s, Qor32s>("qoriApplyMixedHaarClassifier_32s_C1RSfs", integers);
+}
+
+TEST(HaarCascade, OnTablesOfTheLibrary) {
+  testCascade<Qor32f, Qor32f, Qor32f>(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32f_C1R), false);
+  testCascade<Qor32f, Qor32s, Qor32f>(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32s32f_C1R), false);
 }
 
 }  // namespace

@@ -160,9 +160,9 @@ void haarCascade(const Input& in, Output& out) {
                                                       norm.data(), norm.step(), mask.data(), mask.step(), places, &left,
                                                       2, diagonals.get()));
   Picture marked = in.frames[0];
-  const int windows = drawHits(marked, mask);
-  out.figure("After the third, without a bright diagonal: " + std::to_string(left) + " places left, which are " +
-                 std::to_string(windows) + " windows",
+  const int groups = drawHits(marked, mask);
+  out.figure("After the third, without a bright diagonal: " + std::to_string(left) + " places left, in " +
+                 std::to_string(groups) + " groups",
              marked);
 }
 
