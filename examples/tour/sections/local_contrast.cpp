@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <cmath>
+#include <string>
 
 #include "tour.h"
 
@@ -9,16 +9,14 @@ namespace {
 using Sums = Image<Qor32s>;
 using Squares = Image<Qor64f>;
 
-constexpr int side = 15;
-
 // Every pixel by its distance from the mean around it, in deviations: shadows and lights get the same contrast.
-Picture even(const Picture& gray, const Sums& sums, const FloatImage& deviation) {
+Picture even(const Picture& gray, const Sums& sums, const FloatImage& deviation, int side) {
   Picture out(deviation.width(), deviation.height());
   for (int y = 0; y < out.height(); ++y) {
     const Qor32s *top = sums.row(y), *bottom = sums.row(y + side);
     for (int x = 0; x < out.width(); ++x) {
       const Qor32s sum = bottom[x + side] - top[x + side] + top[x] - bottom[x];
-      const float mean = static_cast<float>(sum) / (side * side);
+      const float mean = static_cast<float>(sum) / static_cast<float>(side * side);
       const float pixel = *gray.at(x + side / 2, y + side / 2);
       // In flat places the deviation is camera noise: it is not blown up beyond eight levels.
       const float value = 128 + 48 * (pixel - mean) / std::max(deviation.row(y)[x], 8.0F);
@@ -45,12 +43,15 @@ void localContrast(const Input& in, Output& out) {
   Squares squares(w + 1, h + 1);
   TOUR_CALL_BEST(out, qoriSqrIntegral_8u32s64f_C1R(gray.data(), gray.step(), sums.data(), sums.step(), squares.data(),
                                                    squares.step(), gray.size(), 0, 0));
+  // A smaller box in a small picture, which else had no room for it. It is odd, to have a middle.
+  const int side = std::min(15, std::min(w, h) / 3 | 1);
   // The box of the first pixel reaches from its corner to `side` pixels right and down.
   const QoriRect box{0, 0, side, side};
   FloatImage deviation(w - side + 1, h - side + 1);
   TOUR_CALL_BEST(out, qoriRectStdDev_32s32f_C1R(sums.data(), sums.step(), squares.data(), squares.step(),
                                                 deviation.data(), deviation.step(), deviation.size(), box));
-  out.figure("Standard deviation over 15 x 15 pixels, from 0 (black) to 64 levels (white)",
+  const std::string over = std::to_string(side) + " x " + std::to_string(side);
+  out.figure("Standard deviation over " + over + " pixels, from 0 (black) to 64 levels (white)",
              mapColors(deviation, 0, 64, heat));
 
   // Two more columns and rows. Columns left of the box's tip are read, so the pointers start inside the tables.
@@ -67,7 +68,7 @@ void localContrast(const Input& in, Output& out) {
                                            tiltedSquares.step(), tilted.data(), tilted.step(), tilted.size(), diamond));
   out.figure("Over a smaller box that stands on its corner, 50 pixels: thinner edges", mapColors(tilted, 0, 64, heat));
   out.figure("The picture with its contrast evened: pixel less mean, over deviation, both from the upright tables",
-             even(gray, sums, deviation));
+             even(gray, sums, deviation, side));
 }
 
 }  // namespace tour
