@@ -6,7 +6,7 @@
 //   c.size(roi);                               // width, then height
 //   c.step(3 * sizeof(Qor16u), srcStep);       // minimum: so many bytes a pixel
 //   c.even(sizeof(Qor16u), srcStep);           // here before the next image's minimum; nothing for single bytes
-//   c.step(1, maskStep);
+//   c.step(sizeof(Qor8u), maskStep);
 //   c.oneOf(coi, qorStsCOIErr, 1, 2, 3);
 //   c.optional(pMean, pDev);                   // null is no error; order does not matter for these two
 //   c.any(value, -5, 0, 300);                  // accepted whatever it is

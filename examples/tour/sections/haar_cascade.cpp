@@ -101,7 +101,7 @@ void haarCascade(const Input& in, Output& out) {
   const Picture& gray = in.grays[0];
   const int w = gray.width(), h = gray.height();
   if (w <= window.width || h <= window.height) {
-    out.text("This picture is smaller than the window that the cascade looks for.");
+    out.figure("Smaller than the window that the cascade looks for", in.frames[0]);
     return;
   }
 
