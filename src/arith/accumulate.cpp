@@ -52,7 +52,7 @@ template <class Operation>
 struct Everywhere {
   Operation operation;
   template <class... S>
-  Accumulators operator()(const Qor32f* a, const S*... s) const {
+  QOR_FORCE_INLINE Accumulators operator()(const Qor32f* a, const S*... s) const {
     Accumulators result;
     for (int i = 0; i < vectors; ++i) result.v[i] = operation(load(a + 4 * i), floats(s + 4 * i)...);
     return result;
@@ -64,7 +64,7 @@ template <class Operation>
 struct WhereMasked {
   Operation operation;
   template <class... S>
-  Accumulators operator()(const Qor32f* a, const Qor8u* mask, const S*... s) const {
+  QOR_FORCE_INLINE Accumulators operator()(const Qor32f* a, const Qor8u* mask, const S*... s) const {
     const Block<Qor32f, vectors> out = maskedOut(mask);
     Accumulators result;
     for (int i = 0; i < vectors; ++i) {
@@ -77,7 +77,9 @@ struct WhereMasked {
 
 template <Stores stores, class Kernel, class... Planes>
 void accumulateRows(int width, int first, int rows, const Kernel& kernel, Plane<Qor32f> dst, Planes... sources) {
-  const auto row = [&kernel](ptrdiff_t n, Qor32f* d, const auto*... s) { mapRow<block, stores>(d, n, kernel, s...); };
+  const auto row = [&kernel](ptrdiff_t n, Qor32f* d, const auto*... s) {
+    mapRow<block, stores, 1>(d, n, kernel, s...);
+  };
   forEachRow(width, first, rows, row, dst, sources...);
 }
 

@@ -51,9 +51,9 @@ Vec<T> maskedOut(const Qor8u* mask) {
   if constexpr (sizeof(T) == 1) {
     return as<T>(load(mask) == zero<Qor8u>());
   } else if constexpr (sizeof(T) == 2) {
-    return as<T>(widenMaskLo(load8(mask) == zero<Qor8u>()));
+    return as<T>(widenLo(load8(mask)) == zero<Qor16u>());
   } else {
-    return as<T>(widenMaskLo(widenMaskLo(load4(mask) == zero<Qor8u>())));
+    return as<T>(widenFour(load4(mask)) == zero<Qor32s>());
   }
 }
 
@@ -65,10 +65,15 @@ struct Row {
   const Qor8u* mask;
 
   Vec<T> at(ptrdiff_t x) const { return pixels.at(samples + channels * x); }
-  // with another value in place of what is masked out
-  Vec<T> at(ptrdiff_t x, Vec<T> fill) const {
-    if constexpr (masked) return select(maskedOut<T>(mask + x), fill, at(x));
-    return at(x);
+  // with something in place of what is masked out that changes no extreme: a running one or, in floats, a NaN
+  Vec<T> at(ptrdiff_t x, Vec<T> running) const {
+    if constexpr (!masked) {
+      return at(x);
+    } else if constexpr (std::is_same_v<T, Qor32f>) {
+      return maskedOut<T>(mask + x) | at(x);
+    } else {
+      return select(maskedOut<T>(mask + x), running, at(x));
+    }
   }
   // without the hits that are masked out
   Vec<T> counted(ptrdiff_t x, Vec<T> hits) const {
@@ -169,35 +174,58 @@ T highestLane(Vec<T> a) {
   return highest;
 }
 
-// Takes in row y. The lanes start from the running extremes, so that any lane which has moved is an improvement; with
-// the running value as the second operand of min and max a NaN never enters a lane.
+// Keeps the compiler from loading a vector once for the minimum and once more for the maximum.
+template <class T>
+Vec<T> inRegister(Vec<T> v) {
+  asm("" : "+x"(v.v));
+  return v;
+}
+
+// The running extremes of the lanes. As the second operand of a float minimum they keep out NaNs; integers do without,
+// since a running first operand saves a copy.
+template <class T>
+Vec<T> lower(Vec<T> running, Vec<T> v) {
+  return min(running, v);
+}
+inline V32f lower(V32f running, V32f v) { return min(v, running); }
+template <class T>
+Vec<T> higher(Vec<T> running, Vec<T> v) {
+  return max(running, v);
+}
+inline V32f higher(V32f running, V32f v) { return max(v, running); }
+
+// Takes in row y. The lanes start from the running extremes, so that any lane which has moved is an improvement.
 template <class T, class Pixels, bool masked>
 void takeRow(Extremes<T>& extremes, const Row<T, Pixels, masked>& whole, ptrdiff_t width, int y) {
   onWholeVectors(whole, width, [&extremes, y](const auto& row, ptrdiff_t n) {
     constexpr int lanes = Vec<T>::lanes;
-    constexpr int chains = 4;
+    // Independent lanes hide the latency of the extremes; under a mask more of them would not stay in registers.
+    constexpr int chains = masked ? 2 : 4;
     const Vec<T> lowest = splat(extremes.min);
     const Vec<T> highest = splat(extremes.max);
-    Vec<T> lo[chains] = {lowest, lowest, lowest, lowest};
-    Vec<T> hi[chains] = {highest, highest, highest, highest};
+    Vec<T> lo[chains];
+    Vec<T> hi[chains];
+    for (int chain = 0; chain < chains; ++chain) lo[chain] = lowest, hi[chain] = highest;
     const auto takeVector = [&](ptrdiff_t x, int chain) {
-      const Vec<T> v = row.at(x, lowest);
-      lo[chain] = min(v, lo[chain]);
-      hi[chain] = max(v, hi[chain]);
+      const Vec<T> v = inRegister(row.at(x, lowest));
+      lo[chain] = lower(lo[chain], v);
+      hi[chain] = higher(hi[chain], v);
     };
     ptrdiff_t x = 0;
     for (; x <= n - chains * lanes; x += chains * lanes)
       for (int chain = 0; chain < chains; ++chain) takeVector(x + chain * lanes, chain);
     for (; x <= n - lanes; x += lanes) takeVector(x, 0);
     takeVector(n - lanes, 1);
-    const Vec<T> rowLowest = min(min(lo[0], lo[1]), min(lo[2], lo[3]));
-    const Vec<T> rowHighest = max(max(hi[0], hi[1]), max(hi[2], hi[3]));
-    if (!sameLanes(rowLowest, lowest)) {
-      extremes.min = lowestLane(rowLowest);
+    for (int chain = 1; chain < chains; ++chain) {
+      lo[0] = lower(lo[0], lo[chain]);
+      hi[0] = higher(hi[0], hi[chain]);
+    }
+    if (!sameLanes(lo[0], lowest)) {
+      extremes.min = lowestLane(lo[0]);
       extremes.minRow = y;
     }
-    if (!sameLanes(rowHighest, highest)) {
-      extremes.max = highestLane(rowHighest);
+    if (!sameLanes(hi[0], highest)) {
+      extremes.max = highestLane(hi[0]);
       extremes.maxRow = y;
     }
   });

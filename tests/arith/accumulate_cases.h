@@ -102,8 +102,13 @@ Member<T, SumOfProducts> maskedProduct(const char* name, MaskedProduct<T> f) {
           2, true};
 }
 
-// Around the size that goes parallel, and once with fewer rows than threads.
-inline const std::vector<QoriSize> thresholds = {{511, 512}, {512, 512}, {131072, 2}};
+// Around the size that goes parallel, and once with fewer rows than threads: one a member, in turns. All go through one
+// driver, and the larger images are most of the time.
+inline std::vector<QoriSize> nextThreshold() {
+  static int turn = 0;
+  constexpr QoriSize sizes[] = {{512, 512}, {131072, 2}, {511, 512}};
+  return {sizes[turn++ % 3]};
+}
 
 constexpr Qor32f alphas[] = {0, 1, 0.05F, -0.5F, 2.5F, 1e-30F, INFINITY, NAN};
 

@@ -22,7 +22,7 @@ void sweepStreamed(const Member<T, Operation>& member, int bytes) {
   if (bytes == 0) return;
   // An unknown cache streams at every size.
   cacheKnown = false;
-  sweepMember(member, {.thresholds = thresholds});
+  sweepMember(member, {.thresholds = nextThreshold()});
   // Rows that just fill the cache, for one thread and for each of two, and rows that just do not.
   cacheKnown = true;
   for (const int missing : {0, 1}) {

@@ -34,15 +34,17 @@ void testContract(const char* name, QorStatus (*operation)(A...)) {
 }
 
 TEST(Accumulate, AgainstReference) {
-  const Sweep options{.thresholds = thresholds};
-#define QOR_ACCUMULATE(name, T, Operation) sweepMember(plain<Operation, T>(QORTEST_NAMED(name)), options);
-#define QOR_ACCUMULATE_WEIGHTED(name, T) sweepMember(plain<Blend, T, Qor32f>(QORTEST_NAMED(name)), options);
-#define QOR_ACCUMULATE_PRODUCT(name, T) sweepMember(product<T>(QORTEST_NAMED(name)), options);
+#define QOR_ACCUMULATE(name, T, Operation) \
+  sweepMember(plain<Operation, T>(QORTEST_NAMED(name)), {.thresholds = nextThreshold()});
+#define QOR_ACCUMULATE_WEIGHTED(name, T) \
+  sweepMember(plain<Blend, T, Qor32f>(QORTEST_NAMED(name)), {.thresholds = nextThreshold()});
+#define QOR_ACCUMULATE_PRODUCT(name, T) sweepMember(product<T>(QORTEST_NAMED(name)), {.thresholds = nextThreshold()});
 #define QOR_ACCUMULATE_MASKED(name, T, Operation, bytes) \
-  sweepMember(masked<Operation, T>(QORTEST_NAMED(name)), options);
+  sweepMember(masked<Operation, T>(QORTEST_NAMED(name)), {.thresholds = nextThreshold()});
 #define QOR_ACCUMULATE_WEIGHTED_MASKED(name, T, bytes) \
-  sweepMember(masked<Blend, T, Qor32f>(QORTEST_NAMED(name)), options);
-#define QOR_ACCUMULATE_PRODUCT_MASKED(name, T, bytes) sweepMember(maskedProduct<T>(QORTEST_NAMED(name)), options);
+  sweepMember(masked<Blend, T, Qor32f>(QORTEST_NAMED(name)), {.thresholds = nextThreshold()});
+#define QOR_ACCUMULATE_PRODUCT_MASKED(name, T, bytes) \
+  sweepMember(maskedProduct<T>(QORTEST_NAMED(name)), {.thresholds = nextThreshold()});
 #include "../../src/arith/accumulate.def"
 #undef QOR_ACCUMULATE
 #undef QOR_ACCUMULATE_WEIGHTED
@@ -64,7 +66,7 @@ TEST(Accumulate, Contract) {
 }
 
 TEST(Accumulate, BlendOfTwoImages) {
-  sweep("qoriAddWeighted_32f_C1R", {.thresholds = thresholds, .variants = 3}, [](Case& c) {
+  sweep("qoriAddWeighted_32f_C1R", {.thresholds = {{512, 512}}, .variants = 3}, [](Case& c) {
     auto src1 = c.image<Qor32f>(), src2 = c.image<Qor32f>(), fresh = c.output<Qor32f>();
     auto& dst = c.variant == 0 ? fresh : c.variant == 1 ? src1 : src2;
     const Qor32f alpha = alphas[c.random.below(sizeof alphas / sizeof alphas[0])];
