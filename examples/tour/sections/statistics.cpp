@@ -55,7 +55,7 @@ struct Bar {
 };
 
 // One bar a value below each other, the longest as wide as the picture allows.
-Picture barChart(const std::vector<Bar>& bars, int width, Color color) {
+Picture barChart(const std::vector<Bar>& bars, int width, Color color, const char* format) {
   constexpr int rowHeight = 30, left = 120, right = 110;
   Picture chart(std::max(width, left + right + 100), rowHeight * static_cast<int>(bars.size()) + 10, 3);
   double top = 0;
@@ -66,7 +66,7 @@ Picture barChart(const std::vector<Bar>& bars, int width, Color color) {
     const int length = static_cast<int>(share * (chart.width() - left - right));
     drawText(chart, 10, y + 8, bar.label, white);
     fillRect(chart, {left, y + 3, std::max(length, 1), rowHeight - 6}, color);
-    drawText(chart, left + length + 10, y + 8, number(bar.value, "%.4g"), white);
+    drawText(chart, left + length + 10, y + 8, number(bar.value, format), white);
     y += rowHeight;
   }
   return chart;
@@ -140,9 +140,9 @@ void statistics(const Input& in, Output& out) {
     relative.push_back({"frame " + std::to_string(i + 1), 100 * share});
   }
   out.figure("Distance of the later frames from the first: root of the sum of squares",
-             barChart(euclidean, gray.width(), cyan));
+             barChart(euclidean, gray.width(), cyan, "%.0f"));
   out.figure("The sum of the differences, in percent of the first frame's sum",
-             barChart(relative, gray.width(), green));
+             barChart(relative, gray.width(), green, "%.2f"));
 }
 
 }  // namespace tour
