@@ -68,10 +68,15 @@ unsigned cacheLeaf() {
 }
 
 int coresOnDie() {
-  // Logical processors that share a package, over those that share a core.
-  if (cacheLeaf() == 4U) return static_cast<int>(cpuid(4).eax >> 26) + 1;
-  const unsigned logical = (cpuid(0x80000008U).ecx & 0xff) + 1;
-  const unsigned perCore = (cpuid(0x8000001eU).ebx >> 8 & 0xff) + 1;
+  // Logical processors that share a package, over those that share a core: from the topology leaf, whose first level is
+  // the core and whose second the package, or from the leaves of processors that do not fill it.
+  unsigned perCore = cpuid(0xb, 0).ebx & 0xffff;
+  unsigned logical = cpuid(0xb, 1).ebx & 0xffff;
+  if (perCore == 0 || logical == 0) {
+    if (cacheLeaf() == 4U) return static_cast<int>(cpuid(4).eax >> 26) + 1;
+    logical = (cpuid(0x80000008U).ecx & 0xff) + 1;
+    perCore = (cpuid(0x8000001eU).ebx >> 8 & 0xff) + 1;
+  }
   return logical > perCore ? static_cast<int>(logical / perCore) : 1;
 }
 
@@ -100,7 +105,7 @@ struct Processor {
   int largestDataCache;
 };
 Processor processor;
-int threadCount;
+int threadCount = 1;
 
 [[gnu::constructor]] void readProcessor() {
   processor = {readFeatures(), cpuid(1).eax, coresOnDie(), largestDataCache()};

@@ -59,8 +59,9 @@ typedef struct {
  * written, in a fixed order, and the first that fails decides the status:
  *  -# pointers, qorStsNullPtrErr;
  *  -# width, then height, qorStsSizeErr: an empty region is an error, never a no-op;
- *  -# each step against its minimum in the order of the arguments, qorStsStepErr, a mask's step behind the others;
+ *  -# each step against its minimum in the order of the arguments, qorStsStepErr;
  *  -# for samples wider than a byte, each step against the sample size, qorStsNotEvenStepErr;
+ *  -# a mask's step, qorStsStepErr;
  *  -# enumerated and numeric arguments.
  *
  * A family that differs says so in its own block.

@@ -1,6 +1,7 @@
 #include "frame/alloc.h"
 
 #include "frame/core.h"
+#include "frame/round.h"
 
 namespace qor {
 namespace {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "frame/base.h"
-#include "frame/round.h"
 
 namespace qor {
 

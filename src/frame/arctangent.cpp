@@ -28,10 +28,10 @@ QOR_FORCE_INLINE Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {
   angle = select(ay > ax, splat(0x1.921fb6p+0F) - angle, angle);
   angle = select(x, splat(0x1.921fb6p+1F) - angle, angle);
   angle = angle | (y & sign);
-  // Regular: both ordered, the larger finite and not zero, the quotient not denormal unless it is zero.
+  // Regular: both ordered, not both zero, the quotient neither denormal nor NaN; infinities beside numbers give
+  // quotients of zero, which are regular only for true zeros.
   const V32f quotientIsExact = (t >= splat(0x1p-126F)) | (small == zero<Qor32f>());
-  const V32f regular =
-      andNot(unordered(x, y), quotientIsExact & (large > zero<Qor32f>())) & (splat(0x1.fffffep127F) >= large);
+  const V32f regular = andNot(unordered(x, y), quotientIsExact & (large > zero<Qor32f>()));
   const int rare = ~signBits(regular) & 15;
   if (rare != 0) {
     Qor32f angles[4];

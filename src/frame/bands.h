@@ -4,6 +4,7 @@
 #include <omp.h>
 
 #include "frame/alloc.h"
+#include "frame/round.h"
 #include "frame/threads.h"
 
 namespace qor {

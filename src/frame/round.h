@@ -30,9 +30,10 @@ inline Qor64f throughFloat(Qor64f x) {
   return static_cast<Qor64f>(_mm_cvtss_f32(_mm_cvtsd_ss(_mm_setzero_ps(), _mm_set_sd(x))));
 }
 
-// Nearest, ties to even, saturated to an integer type of at most 32 bits. NaN goes to the bottom.
+// Nearest, ties to even, saturated to a type that a signed integer of 32 bits covers. NaN goes to the bottom.
 template <class T>
 inline T nearestSaturated(Qor64f x) {
+  static_assert(topOf<T> <= topOf<Qor32s>);
   if (x >= static_cast<Qor64f>(topOf<T>)) return topOf<T>;
   return saturate<T>(nearestInt(x));
 }
@@ -48,12 +49,13 @@ inline T truncatedSaturated(Qor64f x) {
 // An exact result d divided by 2^scaleFactor, to nearest with ties to even, saturated. |d| is below 2^62.
 template <class T>
 constexpr T scaled(Qor64s d, int scaleFactor) {
+  static_assert(topOf<T> <= topOf<Qor32s>);
   if (scaleFactor > 62) return 0;
   if (scaleFactor > 0) {
     return saturate<T>((d + (Qor64s{1} << (scaleFactor - 1)) - 1 + ((d >> scaleFactor) & 1)) >> scaleFactor);
   }
   if (scaleFactor == 0 || d == 0) return saturate<T>(d);
-  // A shift of 32 lifts every d that is not 0 out of a type of at most 32 bits, and so does the least shift from 2^30
+  // A shift of 32 lifts every d that is not 0 out of 32 bits, and so does the least shift from 2^30
   // on: with both capped nothing overflows, and the cap makes the negation safe.
   const int shift = scaleFactor < -32 ? 32 : -scaleFactor;
   constexpr Qor64s limit = Qor64s{1} << 30;

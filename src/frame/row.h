@@ -2,6 +2,8 @@
 // drivers see to the remainder, so that nothing outside the row is read or written.
 #pragma once
 
+#include <assert.h>
+
 #include "frame/vec.h"
 
 namespace qor {
@@ -20,9 +22,8 @@ struct Padded {
 };
 
 template <int block, class T>
-inline Padded<T, block> padded(const T* src, ptrdiff_t n, T padding) {
-  Padded<T, block> p;
-  for (T& s : p.samples) s = padding;
+inline Padded<T, block> padded(const T* src, ptrdiff_t n) {
+  Padded<T, block> p{};
   __builtin_memcpy(p.samples, src, static_cast<size_t>(n) * sizeof(T));
   return p;
 }
@@ -50,7 +51,7 @@ inline void mapRow(D* dst, ptrdiff_t n, Kernel kernel, const S*... src) {
   if (n < block) {
     const auto result = [&](const auto&... copies) {
       return kernel(copies.samples...);
-    }(detail::padded<block>(src, n, S{})...);
+    }(detail::padded<block>(src, n)...);
     detail::storeFirst(dst, n, result);
     return;
   }
@@ -59,13 +60,10 @@ inline void mapRow(D* dst, ptrdiff_t n, Kernel kernel, const S*... src) {
   if constexpr (stores == Stores::streamed) {
     const auto first = kernel(src...);
     const auto misaligned = reinterpret_cast<uintptr_t>(dst) & 15;
-    if (misaligned % sizeof(D) == 0) {
-      if (misaligned != 0) x = static_cast<ptrdiff_t>((16 - misaligned) / sizeof(D));
-      for (; x <= n - block; x += block) stream(dst + x, kernel((src + x)...));
-      store(dst, first);
-    } else {
-      for (; x <= n - block; x += block) store(dst + x, kernel((src + x)...));
-    }
+    assert(misaligned % sizeof(D) == 0);
+    if (misaligned != 0) x = static_cast<ptrdiff_t>((16 - misaligned) / sizeof(D));
+    for (; x <= n - block; x += block) stream(dst + x, kernel((src + x)...));
+    store(dst, first);
   } else {
     if constexpr (unroll > 1) {
       for (; x <= n - unroll * block; x += unroll * block) {
@@ -75,20 +73,6 @@ inline void mapRow(D* dst, ptrdiff_t n, Kernel kernel, const S*... src) {
     for (; x <= n - block; x += block) store(dst + x, kernel((src + x)...));
   }
   store(dst + (n - block), last);
-}
-
-// Calls kernel(const S*...) on every sample of n exactly once, `block` samples a call. In the last call the samples
-// behind the row's end are padding: zero, which is neutral for sums and masks, unless the caller names another.
-template <int block, class Kernel, class... S>
-inline void scanRowPadded(ptrdiff_t n, Kernel&& kernel, S... padding, const S*... src) {
-  ptrdiff_t x = 0;
-  for (; x <= n - block; x += block) kernel((src + x)...);
-  if (x < n)
-    [&](const auto&... copies) { kernel(copies.samples...); }(detail::padded<block>(src + x, n - x, padding)...);
-}
-template <int block, class Kernel, class... S>
-inline void scanRow(ptrdiff_t n, Kernel&& kernel, const S*... src) {
-  scanRowPadded<block, Kernel, S...>(n, static_cast<Kernel&&>(kernel), S{}..., src...);
 }
 
 // An image as kernels see it: rows by number, and whether rows follow each other without a gap.

@@ -178,11 +178,11 @@ inline V64f operator+(V64f a, V64f b) { return {_mm_add_pd(a.v, b.v)}; }
 inline V64f operator-(V64f a, V64f b) { return {_mm_sub_pd(a.v, b.v)}; }
 inline V64f operator*(V64f a, V64f b) { return {_mm_mul_pd(a.v, b.v)}; }
 inline V64f operator/(V64f a, V64f b) { return {_mm_div_pd(a.v, b.v)}; }
-inline V8u addSat(V8u a, V8u b) { return {_mm_adds_epu8(a.v, b.v)}; }
+
 inline V8u subSat(V8u a, V8u b) { return {_mm_subs_epu8(a.v, b.v)}; }
-inline V16u addSat(V16u a, V16u b) { return {_mm_adds_epu16(a.v, b.v)}; }
+
 inline V16u subSat(V16u a, V16u b) { return {_mm_subs_epu16(a.v, b.v)}; }
-inline V16s addSat(V16s a, V16s b) { return {_mm_adds_epi16(a.v, b.v)}; }
+
 inline V16s subSat(V16s a, V16s b) { return {_mm_subs_epi16(a.v, b.v)}; }
 inline V32f sqrt(V32f a) { return {_mm_sqrt_ps(a.v)}; }
 inline V64f sqrt(V64f a) { return {_mm_sqrt_pd(a.v)}; }
@@ -275,15 +275,12 @@ inline V32f toFloat(V32s a) { return {_mm_cvtepi32_ps(a.v)}; }
 inline V64f toDoubleLo(V32s a) { return {_mm_cvtepi32_pd(a.v)}; }
 inline V64f toDoubleHi(V32s a) { return {_mm_cvtepi32_pd(_mm_unpackhi_epi64(a.v, a.v))}; }
 inline V32s nearest(V32f a) { return {_mm_cvtps_epi32(a.v)}; }
-inline V32s truncated(V32f a) { return {_mm_cvttps_epi32(a.v)}; }
+
 inline V32f toFloat(V64f lo, V64f hi) { return {_mm_movelh_ps(_mm_cvtpd_ps(lo.v), _mm_cvtpd_ps(hi.v))}; }
 
 // ---- sums of neighbours: products of pairs added in 32 bits, byte sums of eights in 64 bits
 inline V32s multiplyAdd(V16s a, V16s b) { return {_mm_madd_epi16(a.v, b.v)}; }
 inline V64s sumOfEights(V8u a) { return {_mm_sad_epu8(a.v, _mm_setzero_si128())}; }
-inline V64s sumOfAbsDiffs(V8u a, V8u b) { return {_mm_sad_epu8(a.v, b.v)}; }
-// products of the even lanes
-inline V64s multiplyEven(V32u a, V32u b) { return {_mm_mul_epu32(a.v, b.v)}; }
 
 // ---- all lanes into one value; integers wrap
 inline Qor32s sum(V32s a) {

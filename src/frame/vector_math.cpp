@@ -13,7 +13,7 @@ constexpr int parallelLength = 4096;
 template <class Work>
 void forSlices(int len, const Work& work) {
   const int team = owncvGetMaxNumThreads();
-  forBandsIf(len >= parallelLength && team >= 2, len, work);
+  forBandsIf(len >= parallelLength && team >= 2 && len >= team, len, work);
 }
 
 // Sum of squares of 16-bit values: at most 2^31, so the lanes hold it as an unsigned number.

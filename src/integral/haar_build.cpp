@@ -4,6 +4,7 @@
 #include "frame/alloc.h"
 #include "frame/bodies.h"
 #include "frame/checks.h"
+#include "frame/round.h"
 #include "integral/haar.h"
 
 namespace qor {

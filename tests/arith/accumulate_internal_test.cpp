@@ -1,18 +1,6 @@
-// Streaming stores at every width: the library's question for the cache is answered here.
+// Streaming stores at every width: the stand-in core answers the library's question for the cache.
 #include "accumulate_cases.h"
-
-namespace {
-int cacheSize = 1 << 25;
-bool cacheKnown = true;
-}  // namespace
-
-extern "C" {
-QorStatus qorGetMaxCacheSizeB(int* pSize);
-QorStatus qorGetMaxCacheSizeB(int* pSize) {
-  if (cacheKnown) *pSize = cacheSize;
-  return cacheKnown ? qorStsNoErr : qorStsErr;
-}
-}
+#include "support/stand_in.h"
 
 namespace {
 using namespace accumulators;
@@ -20,15 +8,15 @@ using namespace accumulators;
 template <class T, class Operation>
 void sweepStreamed(const Member<T, Operation>& member, int bytes) {
   if (bytes == 0) return;
+  StandIn core;
   // An unknown cache streams at every size.
-  cacheKnown = false;
+  core.cacheSize = -1;
   sweepMember(member, {.thresholds = nextThreshold()});
   // Rows that just fill the cache, for one thread and for each of two, and rows that just do not.
-  cacheKnown = true;
   for (const int missing : {0, 1}) {
-    cacheSize = 129 * 7 * bytes + missing;
+    core.cacheSize = 129 * 7 * bytes + missing;
     sweepMember(member, {.widths = {127, 128, 129}, .heights = {7}});
-    cacheSize = 512 * 256 * bytes + missing;
+    core.cacheSize = 512 * 256 * bytes + missing;
     sweepMember(member, {.widths = {}, .heights = {}, .thresholds = {{512, 512}}});
   }
 }

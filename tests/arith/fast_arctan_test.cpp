@@ -60,6 +60,13 @@ TEST(FastArctan, AroundTheCircleAndOnItsAxes) {
     EXPECT_EQ(qoribFastArctan_32f(&e.y, &e.x, &got, 1), qorStsNoErr);
     EXPECT_EQ(got, e.angle) << e.y << ' ' << e.x;
   }
+  for (const Qor32f endlessY : {INFINITY, -INFINITY}) {
+    for (const Qor32f endlessX : {INFINITY, -INFINITY}) {
+      Qor32f got = -1;
+      EXPECT_EQ(qoribFastArctan_32f(&endlessY, &endlessX, &got, 1), qorStsNoErr);
+      expectAngle(got, endlessY, endlessX);
+    }
+  }
 }
 
 }  // namespace

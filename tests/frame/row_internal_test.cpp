@@ -42,28 +42,6 @@ void testMapRow() {
 TEST(RowDrivers, MapRowReachesEverySampleOnce) { testMapRow<Stores::cached>(); }
 TEST(RowDrivers, MapRowStreams) { testMapRow<Stores::streamed>(); }
 
-TEST(RowDrivers, ScanRowPadsTheLastBlock) {
-  sweep("scanRow", {.heights = {1}}, [](Case& c) {
-    auto src = c.image<Qor16u>();
-    src.protect();
-    int64_t want = 0, sum = 0;
-    Qor16u wantLeast = 65535, least = 65535;
-    for (const Qor16u v : src.pixels().samples) want += v, wantLeast = std::min(wantLeast, v);
-    qor::scanRow<8>(
-        c.size.width,
-        [&](const Qor16u* s) {
-          for (int i = 0; i < 8; ++i) sum += s[i];
-        },
-        src.data());
-    const auto takeLeast = [&](const Qor16u* s) {
-      for (int i = 0; i < 8; ++i) least = std::min(least, s[i]);
-    };
-    qor::scanRowPadded<8, decltype(takeLeast)&, Qor16u>(c.size.width, takeLeast, 65535, src.data());
-    EXPECT_EQ(sum, want) << currentCase();
-    EXPECT_EQ(least, wantLeast) << currentCase();
-  });
-}
-
 TEST(Bands, CoverTheRowsInOrder) {
   for (const int threads : threadCounts) {
     for (const int height : {1, 2, 6, 7, 32, 33, 34, 100}) {

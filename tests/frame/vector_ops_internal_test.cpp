@@ -161,6 +161,14 @@ TEST(VectorOps, ScaledMagnitude) {
   contract.run();
 }
 
+void expectArctangent(Qor32f result, Qor32f y, Qor32f x) {
+  const double want = atan2(double{y}, double{x}), got = double{result};
+  // 21 correct mantissa bits; angles that are no normal numbers lose bits to their own format only.
+  const double bound = std::max(fabs(want) * 0x1p-21, 0x1p-149);
+  ASSERT_TRUE(isnan(want) ? isnan(got) : fabs(got - want) <= bound && signbit(got) == signbit(want))
+      << "y " << y << " x " << x << " got " << got << " want " << want << ' ' << currentCase();
+}
+
 TEST(VectorOps, Arctangent) {
   Sweep options = vectors;
   options.variants = 3;
@@ -171,14 +179,15 @@ TEST(VectorOps, Arctangent) {
     const Image<Qor32f> ys = y.pixels(), xs = x.pixels();
     protectSources(dst, y, x);
     EXPECT_EQ(qor::qorsAtan2_32f_A21(y.data(), x.data(), dst.data(), c.size.width), qorStsNoErr);
-    for (int i = 0; i < c.size.width; ++i) {
-      const double want = atan2(double{ys.at(i, 0)}, double{xs.at(i, 0)}), got = double{dst.at(i, 0)};
-      // 21 correct mantissa bits; angles that are no normal numbers lose bits to their own format only.
-      const double bound = std::max(fabs(want) * 0x1p-21, 0x1p-149);
-      ASSERT_TRUE(isnan(want) ? isnan(got) : fabs(got - want) <= bound && signbit(got) == signbit(want))
-          << "y " << ys.at(i, 0) << " x " << xs.at(i, 0) << " got " << got << " want " << want << ' ' << currentCase();
-    }
+    for (int i = 0; i < c.size.width; ++i) expectArctangent(dst.at(i, 0), ys.at(i, 0), xs.at(i, 0));
   });
+  for (const Qor32f y : {0.0F, -0.0F, 1.0F, -1.0F, 1e-40F, INFINITY, -INFINITY, NAN}) {
+    for (const Qor32f x : {0.0F, -0.0F, 1.0F, -1.0F, 1e-40F, 1e30F, INFINITY, -INFINITY, NAN}) {
+      Qor32f got = 7;
+      EXPECT_EQ(qor::qorsAtan2_32f_A21(&y, &x, &got, 1), qorStsNoErr);
+      expectArctangent(got, y, x);
+    }
+  }
   EXPECT_EQ(qor::qorsAtan2_32f_A21(nullptr, nullptr, nullptr, 0), qorStsNoErr);
 }
 

@@ -1,0 +1,182 @@
+// What the library asks of the core, and when it goes parallel or past the caches: against a core that the test makes.
+#include <utility>
+
+#include "frame/bands.h"
+#include "frame/image_ops.h"
+#include "frame/vector_ops.h"
+#include "qorcv/arith.h"
+#include "qorcv/version.h"
+#include "support/stand_in.h"
+#include "support/support.h"
+
+extern "C" int32_t qorJumpIndexForMergedDLL;
+
+namespace {
+using namespace qortest;
+
+TEST(Core, HelpersFollowTheMachine) {
+  StandIn core;
+  core.cores = 1;
+  EXPECT_EQ(qor::runomp(), 0);
+  for (const int shortKernel : {3, 5}) EXPECT_EQ(qor::runsepomp(shortKernel), 0);
+  for (const int longKernel : {1, 4, 7, 31}) EXPECT_EQ(qor::runsepomp(longKernel), 1);
+  core.cores = 4;
+  EXPECT_EQ(qor::runomp(), 4);
+  EXPECT_EQ(qor::runsepomp(3), 4);
+  EXPECT_EQ(qor::runsepomp(7), 5);
+  core.cacheSize = 12345;
+  EXPECT_EQ(qor::owncvGetCacheSize(), 12345);
+  core.cacheSize = -1;
+  EXPECT_EQ(qor::owncvGetCacheSize(), 0);
+  ThreadCount threads(6);
+  EXPECT_EQ(qor::owncvGetMaxNumThreads(), 6);
+  EXPECT_EQ(qor::owncvGetNumThreads(), 1);
+  EXPECT_EQ(qor::owncvGetIdThreads(), 0);
+}
+
+// Both bits selected at load: the stand-in has every feature until a test takes some away.
+TEST(Core, FeaturesSelectTheVersionRecord) {
+  EXPECT_EQ(qorJumpIndexForMergedDLL, 1);
+  StandIn core;
+  const QorLibraryVersion* plus = qorcvGetLibVersion();
+  EXPECT_STREQ(plus->name, "qorCV SSE4.1/4.2 (t6 threaded)+");
+  core.features = ~uint64_t{128};
+  const QorLibraryVersion* plain = qorcvGetLibVersion();
+  EXPECT_STREQ(plain->name, "qorCV SSE4.1/4.2 (t6 threaded)");
+  EXPECT_STREQ(plain->version, plus->version);
+}
+
+TEST(Core, ReductionsAllocateBeyondTheStack) {
+  const auto countRows = [](qor::Band b) { return Qor32s{b.rows}; };
+  const auto add = [](Qor32s& into, Qor32s from) { into += from; };
+  for (const int threads : {32, 33, 70}) {
+    ThreadCount count(threads);
+    StandIn core;
+    EXPECT_EQ(qor::reduceBands(true, 1000, Qor32s{0}, countRows, add), 1000);
+    EXPECT_EQ(core.allocations, threads > 32 ? 1 : 0);
+    EXPECT_EQ(core.frees, core.allocations);
+  }
+  ThreadCount count(40);
+  StandIn core;
+  core.allocationsAllowed = 0;
+  int bands = 0;
+  EXPECT_EQ(
+      qor::reduceBands(true, 1000, Qor32s{0}, countRows, [&](Qor32s& into, Qor32s from) { into += from, ++bands; }),
+      1000);
+  EXPECT_EQ(bands, 31) << "the stack's 32 slots serve when there is no memory";
+  EXPECT_EQ(core.frees, 0);
+}
+
+// An operation that goes parallel from one size on, at 1, 2 and 3 threads; with fewer than leastThreads never.
+template <class... A>
+void expectParallelFrom(const char* name, QorStatus (*operation)(A...), QoriSize below, QoriSize from,
+                        int leastThreads = 1) {
+  for (const int threads : {1, 2, 3}) {
+    setCase("%s, %d threads", name, threads);
+    ThreadCount count(threads);
+    EXPECT_EQ(regionsOf(operation, below), 0) << currentCase();
+    EXPECT_EQ(regionsOf(operation, from), threads >= leastThreads ? 1 : 0) << currentCase();
+  }
+}
+
+template <class... A>
+void expectAlwaysParallel(const char* name, QorStatus (*operation)(A...)) {
+  ThreadCount count(3);
+  EXPECT_EQ(regionsOf(operation, {1, 1}), 1) << name;
+}
+
+QorStatus sqrtOf(const Qor32f* s, Qor32f* d, QoriSize r) { return qor::qorsSqrt_32f(s, d, r.width); }
+QorStatus magnitudeOf(const Qor32f* x, const Qor32f* y, Qor32f* d, QoriSize r) {
+  return qor::qorsMagnitude_32f(x, y, d, r.width);
+}
+QorStatus scaledMagnitudeOf(const Qor16s* x, const Qor16s* y, Qor16s* d, QoriSize r) {
+  return qor::qorsMagnitude_16s_Sfs(x, y, d, r.width, 0);
+}
+QorStatus greaterThan(const Qor16u* s, int ss, Qor16u* d, int ds, QoriSize r) {
+  return qor::qoriThreshold_GTVal_16u_C1R(s, ss, d, ds, r, 1, 2);
+}
+
+TEST(Parallel, Thresholds) {
+  constexpr QoriSize below{0x3ffff, 1}, from{512, 512};
+  expectParallelFrom(QORTEST_NAMED(qoriAbsDiff_8u_C1R), below, from);
+  expectParallelFrom(QORTEST_NAMED(qoriAbsDiff_16u_C1R), below, from);
+  expectParallelFrom(QORTEST_NAMED(qoriAbsDiff_32f_C1R), below, from);
+  expectParallelFrom(QORTEST_NAMED(qoriAbsDiffC_8u_C1R), below, from);
+  expectParallelFrom(QORTEST_NAMED(qoriAbsDiffC_16u_C1R), below, from);
+  expectParallelFrom(QORTEST_NAMED(qoriAbsDiffC_32f_C1R), below, from);
+  // Three samples a pixel count.
+  expectParallelFrom(QORTEST_NAMED(qoriAbsDiff_8u_C3R), {87381, 1}, {87382, 1});
+
+  expectParallelFrom(QORTEST_NAMED(qor::qoriSub_16s_C1RSfs), {250, 5}, {251, 5});
+  expectParallelFrom(QORTEST_NAMED(qor::qoriSub_16u_C1RSfs), {5, 250}, {5, 251});
+  expectParallelFrom(QORTEST_NAMED(qor::qoriSub_32f_C1R), {254, 1}, {255, 1});
+  expectAlwaysParallel(QORTEST_NAMED(qor::qoriSub_8u_C1RSfs));
+  expectAlwaysParallel(QORTEST_NAMED(qor::qoriMulC_16s_C1RSfs));
+  expectAlwaysParallel(QORTEST_NAMED(qor::qoriMulC_32f_C1R));
+  expectParallelFrom(QORTEST_NAMED(greaterThan), {191, 192}, {192, 192}, 2);
+  expectParallelFrom(QORTEST_NAMED(greaterThan), {192, 191}, {192, 192}, 2);
+  expectParallelFrom(QORTEST_NAMED(sqrtOf), {4095, 1}, {4096, 1}, 2);
+  expectParallelFrom(QORTEST_NAMED(magnitudeOf), {4095, 1}, {4096, 1}, 2);
+  expectParallelFrom(QORTEST_NAMED(scaledMagnitudeOf), {4095, 1}, {4096, 1}, 2);
+}
+
+TEST(Parallel, TeamsAreAsLargeAsTheThreadCount) {
+  ThreadCount count(5);
+  StandIn core;
+  qor::forBands(100, qor::owncvGetMaxNumThreads(), [](qor::Band) {});
+  EXPECT_EQ(core.lastTeam, 5U);
+}
+
+// A product that is all zeros is filled at once.
+TEST(Parallel, ZeroProductsOpenNoRegion) {
+  GuardedImage<Qor16s> image({20, 3});
+  image.generate([](int x, int, int) { return static_cast<Qor16s>(x - 9); });
+  for (const auto& [value, factor] : {std::pair{Qor16s{0}, 0}, std::pair{Qor16s{5}, 31}}) {
+    StandIn core;
+    EXPECT_EQ(
+        qor::qoriMulC_16s_C1RSfs(image.data(), image.step(), value, image.data(), image.step(), image.size(), factor),
+        qorStsNoErr);
+    EXPECT_EQ(core.regions, 0);
+    expectSame(image, Image<Qor16s>({20, 3}));
+  }
+}
+
+// The question for the cache is asked above the stated sizes only, and an unknown cache streams: the values stay.
+TEST(Streaming, AsksForTheCacheAboveItsThresholds) {
+  for (const int cacheSize : {1 << 25, 1, -1}) {
+    for (const int more : {0, 1}) {
+      setCase("cache %d, %d more", cacheSize, more);
+      StandIn core;
+      core.cacheSize = cacheSize;
+      const auto queries = [&core] { return std::exchange(core.cacheQueries, 0); };
+      const Layout layout{.offset = 1, .guard = Guard::Before};
+      GuardedImage<Qor8u> bytes({0x80000 + more, 1}, layout);
+      EXPECT_EQ(qor::qoriSet_8u_C1R(77, bytes.data(), bytes.step(), bytes.size()), qorStsNoErr);
+      EXPECT_EQ(queries(), more) << currentCase();
+      GuardedImage<Qor16s> shorts({0x40000 + more, 1}, layout);
+      EXPECT_EQ(qor::qoriSet_16s_C1R(-777, shorts.data(), shorts.step(), shorts.size()), qorStsNoErr);
+      EXPECT_EQ(queries(), more) << currentCase();
+      GuardedImage<Qor16u> src({0x20000 + more, 1}, layout), kept({0x20000 + more, 1}, layout);
+      GuardedImage<Qor32f> floats({0x20000 + more, 1}, layout);
+      src.generate([](int x, int, int) { return static_cast<Qor16u>(x * 31); });
+      EXPECT_EQ(qor::qoriConvert_16u32f_C1R(src.data(), src.step(), floats.data(), floats.step(), src.size()), 0);
+      EXPECT_EQ(queries(), more) << currentCase();
+      // From 0x40000 bytes on, and never in place.
+      QoriSize part = {0x20000 - 1 + more, 1};
+      EXPECT_EQ(qor::qoriThreshold_GTVal_16u_C1R(src.data(), src.step(), kept.data(), kept.step(), part, 30000, 9), 0);
+      EXPECT_EQ(queries(), more) << currentCase();
+      part.width = 0x20000;
+      size_t wrong = 0;
+      for (int x = 0; x < 0x20000 - 1 + more; ++x) {
+        const Qor16u s = src.at(x, 0);
+        wrong += floats.at(x, 0) != s || kept.at(x, 0) != (s > 30000 ? 9 : s) || bytes.at(x, 0) != 77 ||
+                 shorts.at(x, 0) != -777;
+      }
+      EXPECT_EQ(wrong, 0U) << currentCase();
+      EXPECT_EQ(qor::qoriThreshold_GTVal_16u_C1R(src.data(), src.step(), src.data(), src.step(), part, 30000, 9), 0);
+      EXPECT_EQ(queries(), 0) << "in place, " << currentCase();
+    }
+  }
+}
+
+}  // namespace
