@@ -46,9 +46,10 @@ struct StandIn {
 class RegionCounter {
  public:
   template <class... A>
-  static int count(QorStatus (*operation)(A...), QoriSize size) {
+  static int count(QorStatus (*operation)(A...), QoriSize size, int cores) {
     RegionCounter arguments(size);
     StandIn core;
+    core.cores = cores;
     return arguments.run(core, [&] {
       // A braced list is evaluated in order.
       std::tuple<std::remove_cv_t<A>...> values{arguments.next<A>()...};
@@ -87,8 +88,8 @@ class RegionCounter {
 };
 
 template <class... A>
-int regionsOf(QorStatus (*operation)(A...), QoriSize size) {
-  return RegionCounter::count(operation, size);
+int regionsOf(QorStatus (*operation)(A...), QoriSize size, int cores = 4) {
+  return RegionCounter::count(operation, size, cores);
 }
 
 }  // namespace qortest
