@@ -150,39 +150,32 @@ void contractMasked(const char* name, Operation* operation) {
   }
 }
 
-constexpr TeamRule serial{0, 0};
 template <class T>
 constexpr bool isFloat = std::is_same_v<T, Qor32f>;
-template <class T>
-constexpr bool isByte = std::is_same_v<T, Qor8u>;
 
 // The members, as the library lists them; their rules are those of the header.
 TEST(Mean, OfOneChannel) {
-#define QOR_MEAN_C1MR(name, T, rule)                                                \
-  test<T>(#name, name, {true, false, false, isByte<T> ? serial : TeamRule{17, 0}}); \
+#define QOR_MEAN_C1MR(name, T, rule)                                           \
+  test<T>(#name, name, {true, false, false, meanRule<T>(false, true, false)}); \
   checkContract<T>(#name, name);
 #include "../../src/arith/mean.def"
 #undef QOR_MEAN_C1MR
 }
 
 TEST(Mean, OfAChannelOfThree) {
-#define QOR_MEAN_C3CMR(name, T, rule)                 \
-  test<T>(#name, name, {true, false, true, {17, 0}}); \
+#define QOR_MEAN_C3CMR(name, T, rule)                                        \
+  test<T>(#name, name, {true, false, true, meanRule<T>(false, true, true)}); \
   checkContract<T>(#name, name);
 #include "../../src/arith/mean.def"
 #undef QOR_MEAN_C3CMR
 }
 
 TEST(MeanStdDev, Plain) {
-#define QOR_STD_DEV_C1R(name, T, rule)       \
-  test<T>(#name, name,                       \
-          {false, true, false,               \
-           isByte<T>    ? TeamRule{0, 17}    \
-           : isFloat<T> ? TeamRule{16, 0}    \
-                        : TeamRule{17, 0}}); \
+#define QOR_STD_DEV_C1R(name, T, rule)                                         \
+  test<T>(#name, name, {false, true, false, meanRule<T>(true, false, false)}); \
   contractPlain<T>(#name, name);
-#define QOR_STD_DEV_C3CR(name, T, rule)                                                         \
-  test<T>(#name, name, {false, true, true, isFloat<T> ? serial : TeamRule{17, 0}, isFloat<T>}); \
+#define QOR_STD_DEV_C3CR(name, T, rule)                                                  \
+  test<T>(#name, name, {false, true, true, meanRule<T>(true, false, true), isFloat<T>}); \
   contractPlain<T>(#name, name);
 #include "../../src/arith/mean.def"
 #undef QOR_STD_DEV_C1R
@@ -190,11 +183,11 @@ TEST(MeanStdDev, Plain) {
 }
 
 TEST(MeanStdDev, Masked) {
-#define QOR_STD_DEV_C1MR(name, T, rule)               \
-  test<T>(#name, name, {true, true, false, {17, 0}}); \
+#define QOR_STD_DEV_C1MR(name, T, rule)                                      \
+  test<T>(#name, name, {true, true, false, meanRule<T>(true, true, false)}); \
   contractMasked<T>(#name, name);
-#define QOR_STD_DEV_C3CMR(name, T, rule)             \
-  test<T>(#name, name, {true, true, true, {17, 0}}); \
+#define QOR_STD_DEV_C3CMR(name, T, rule)                                   \
+  test<T>(#name, name, {true, true, true, meanRule<T>(true, true, true)}); \
   contractMasked<T>(#name, name);
 #include "../../src/arith/mean.def"
 #undef QOR_STD_DEV_C1MR

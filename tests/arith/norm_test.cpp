@@ -4,36 +4,12 @@
 namespace {
 using namespace qortest;
 
-enum Family { Norm, NormDiff, NormRel };
-enum Kind { Inf, L1, L2 };
-
 struct Member {
   Family family;
   Kind kind;
   bool ofThree;
   TeamRule rule;
 };
-
-// From which power of two on, for each thread, a call goes parallel: in general and on several cores. One row a family
-// and norm; 8u, 8s, 16u, 32f of one channel, then of three.
-constexpr TeamRule serial{0, 0}, p15{15, 0}, p17{17, 0}, p19{19, 0}, cores15{0, 15}, cores17{0, 17}, either{17, 15};
-constexpr TeamRule rules[3][3][8] = {
-    {{p19, p19, p19, p17, p17, p17, p17, p15},
-     {cores17, cores17, p17, p17, p17, p17, p17, p17},
-     {cores17, cores17, p17, p17, either, either, either, either}},
-    {{serial, serial, serial, serial, serial, serial, serial, serial},
-     {cores17, cores17, p17, serial, p17, cores15, cores15, serial},
-     {cores17, cores17, p17, serial, p17, p17, either, serial}},
-    {{cores17, cores17, cores17, p15, either, either, p15, p15},
-     {serial, cores17, either, serial, either, either, p15, serial},
-     {p17, p17, either, serial, either, either, p15, serial}},
-};
-
-template <class T>
-constexpr int typeIndex = std::is_same_v<T, Qor8u>    ? 0
-                          : std::is_same_v<T, Qor8s>  ? 1
-                          : std::is_same_v<T, Qor16u> ? 2
-                                                      : 3;
 
 float magnitude(float v) { return fabsf(v); }
 int64_t magnitude(int64_t v) { return v < 0 ? -v : v; }
@@ -125,12 +101,9 @@ void contractTwo(const char* name, Operation* operation, bool relative) {
 
 template <class T, class Operation>
 void test(const char* name, Operation* operation, Family family, Kind kind, bool ofThree) {
-  const Member member{family, kind, ofThree, rules[family][kind][typeIndex<T> + (ofThree ? 4 : 0)]};
-  // Around the areas that go parallel with two threads, and where seven have fewer rows. Sums of integers are the same
-  // whoever adds them.
-  Sweep options{.thresholds = {{512, 512}, {76500, 3}}};
-  if (std::is_same_v<T, float>) options.thresholds = {{512, 511}, {512, 512}, {256, 255}, {256, 256}, {76500, 3}};
-  sweep(name, options, [&](Case& c) {
+  const Member member{family, kind, ofThree, normRule<T>(family, kind, ofThree)};
+  // Parallel with two threads, serial with three, by the most frequent rule; and seven with fewer rows.
+  sweep(name, {.thresholds = {{512, 512}, {76500, 3}}}, [&](Case& c) {
     const int channels = ofThree ? 3 : 1;
     auto src1 = c.image<T>(channels), src2 = c.image<T>(family == Norm ? QoriSize{1, 1} : c.size, channels);
     auto mask = c.mask();

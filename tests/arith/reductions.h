@@ -17,6 +17,46 @@ struct TeamRule {
   int alone, withCores;
 };
 
+inline constexpr TeamRule serial{0, 0}, p15{15, 0}, p16{16, 0}, p17{17, 0}, p19{19, 0}, cores15{0, 15}, cores17{0, 17},
+    either{17, 15};
+
+template <class T>
+constexpr TeamRule meanRule(bool deviation, bool masked, bool ofThree) {
+  constexpr bool isByte = std::is_same_v<T, Qor8u>, isFloat = std::is_same_v<T, Qor32f>;
+  if (!deviation) return isByte && !ofThree ? serial : p17;
+  if (masked) return p17;
+  if (ofThree) return isFloat ? serial : p17;
+  return isByte ? cores17 : isFloat ? p16 : p17;
+}
+
+enum Family { Norm, NormDiff, NormRel };
+enum Kind { Inf, L1, L2 };
+
+// From which power of two on, for each thread, a call goes parallel: in general and on several cores. One row a family
+// and norm; 8u, 8s, 16u, 32f of one channel, then of three.
+inline constexpr TeamRule normRules[3][3][8] = {
+    {{p19, p19, p19, p17, p17, p17, p17, p15},
+     {cores17, cores17, p17, p17, p17, p17, p17, p17},
+     {cores17, cores17, p17, p17, either, either, either, either}},
+    {{serial, serial, serial, serial, serial, serial, serial, serial},
+     {cores17, cores17, p17, serial, p17, cores15, cores15, serial},
+     {cores17, cores17, p17, serial, p17, p17, either, serial}},
+    {{cores17, cores17, cores17, p15, either, either, p15, p15},
+     {serial, cores17, either, serial, either, either, p15, serial},
+     {p17, p17, either, serial, either, either, p15, serial}},
+};
+
+template <class T>
+constexpr int typeIndex = std::is_same_v<T, Qor8u>    ? 0
+                          : std::is_same_v<T, Qor8s>  ? 1
+                          : std::is_same_v<T, Qor16u> ? 2
+                                                      : 3;
+
+template <class T>
+constexpr TeamRule normRule(Family family, Kind kind, bool ofThree) {
+  return normRules[family][kind][typeIndex<T> + (ofThree ? 4 : 0)];
+}
+
 struct Rows {
   int first, end;
 };

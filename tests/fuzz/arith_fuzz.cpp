@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "arith_reductions.h"
 #include "fuzz.h"
 
 namespace {
@@ -201,7 +202,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t count) {
   Input in(data, count);
   fuzz::threads(in);
   const int value = in.ConsumeIntegral<int>();
-  switch (in.ConsumeIntegralInRange(0, 18)) {
+  switch (in.ConsumeIntegralInRange(0, 26)) {
     case 0:
       absDiff<Qor8u>(in, qoriAbsDiff_8u_C1R);
       break;
@@ -262,8 +263,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t count) {
       minMaxAny<Qor32f>(in, qoriMinMaxIndx_32f_C1R, qoriMinMaxIndx_32f_C1MR, qoriMinMaxIndx_32f_C3CR,
                         qoriMinMaxIndx_32f_C3CMR);
       break;
-    default:
+    case 18:
       fastArctan(in);
+      break;
+    default:
+      fuzz::reductions::anyMember(in, anySize(in));
       break;
   }
   return 0;
