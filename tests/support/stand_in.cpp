@@ -1,9 +1,6 @@
 #include "support/stand_in.h"
 
 #include <stdlib.h>
-#include <string.h>
-
-#include <vector>
 
 #include "qorcore.h"
 
@@ -22,11 +19,12 @@ StandIn::~StandIn() { current = outer_; }
 
 void* RegionCounter::memory(int index) const {
   // Zeros for the largest region that the tests ask for, made once.
-  static std::vector<void*> blocks;
+  static void* blocks[8] = {};
   constexpr size_t bytes = size_t{largestPixel} * 0x40000 * 8;
-  while (blocks.size() <= static_cast<size_t>(index)) blocks.push_back(calloc(bytes, 1));
+  void*& block = blocks[index];
+  if (block == nullptr) block = calloc(bytes, 1);
   EXPECT_LE(static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height) * largestPixel, bytes);
-  return blocks[static_cast<size_t>(index)];
+  return block;
 }
 
 }  // namespace qortest
