@@ -66,7 +66,7 @@ build_preset() {
   shift
   [ "$(uname -s)-$(uname -m)" = Linux-x86_64 ] || fail "qorCV is for x86-64 Linux, this is $(uname -s) on $(uname -m)"
   # The tests, the benchmarks and the tour are part of every preset, so the libraries they use are needed to configure.
-  need_packages --for 'the build' cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg-dev
+  need_packages --for 'the build' cmake ninja-build g++ pkg-config python3 libgtest-dev libbenchmark-dev libpng-dev libjpeg-dev
   if command -v ccache >/dev/null; then
     export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
   fi
