@@ -165,9 +165,9 @@ QorStatus qoriAddWeighted_32f_C1R(const Qor32f* pSrc1, int src1Step, const Qor32
  * forms take channel coi (1, 2 or 3) of three interleaved ones. The masked forms (M) take the pixels whose mask sample
  * is not 0; what stands in the others, NaN included, has no influence. Where no pixel takes part both results are 0.
  *
- * @b Precision: sums of integer samples are exact at every size. In 32f each row is summed in 32-bit float, the squares
- * formed in float, and the rows are added in 64 bits. Within a row, sample x goes to lane x mod 16; at the row's end
- * lanes that differ by 4 or 8 are added, ((0 + 4) + (8 + 12)), then those that differ by 2, then by 1. In
+ * @b Precision: sums of integer samples are exact up to 2^31 pixels. In 32f each row is summed in 32-bit float, the
+ * squares formed in float, and the rows are added in 64 bits. Within a row, sample x goes to lane x mod 16; at the
+ * row's end lanes that differ by 4 or 8 are added, ((0 + 4) + (8 + 12)), then those that differ by 2, then by 1. In
  * qoriMean_StdDev_32f_C3CR regions of less than 5000 pixels keep two float sums throughout, of the even and of the odd
  * rows, added in 64 bits at the end.
  *
@@ -315,7 +315,7 @@ QorStatus qoriMinMaxIndx_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u*
  * infinity for one above 0, and the status is the warning qorStsDivByZero. A NaN in the denominator gives NaN and
  * qorStsNoErr.
  *
- * @b Precision: integer sums are exact at every size and converted to 64-bit float once a band. In 32f differences,
+ * @b Precision: integer sums are exact up to 2^31 pixels and converted to 64-bit float once a band. In 32f differences,
  * magnitudes and squares are formed in 32-bit float; L1 and L2 sum each row in 32-bit float (lanes as in
  * qoriMean_StdDev_32f_C1R), add the rows in 64 bits and round the total of the region, or of each band of rows, to 32
  * bits before the bands are added and before the root or the quotient is taken. Inf ignores NaN, also that of the

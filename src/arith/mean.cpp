@@ -178,7 +178,7 @@ QorStatus meanStdDev(TeamRule rule, const T* pSrc, int srcStep, Masking mask, Qo
     stdDev = __builtin_sqrt(__builtin_fabs(sums.squares / count - mean * mean));
     if constexpr (isFloat) {
       // The difference has lost its digits where the mean is large beside the deviation.
-      if (0.05 * mean * mean > stdDev * stdDev) {
+      if (pStdDev != nullptr && 0.05 * mean * mean > stdDev * stdDev) {
         const SquaresAround around{splat(static_cast<Qor32f>(mean))};
         const Band all{0, 0, size.height};
         stdDev = __builtin_sqrt(reduceRows<channels>(around, size.width, all, mask, coi - 1, src) / count);
