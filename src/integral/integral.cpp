@@ -241,7 +241,7 @@ QorStatus integralFloat(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstSt
   const Plane dst{pDst, dstStep};
   const Plane src{pSrc, srcStep};
   for (ptrdiff_t x = 0; x <= roiSize.width; ++x) pDst[x] = 0;
-  for (int y = 1; y <= roiSize.height; ++y) *dst.row(y) = 0;
+  for (int y = 0; y < roiSize.height; ++y) *dst.row(y + 1) = 0;
   constexpr int chains = 2;
   int y = 0;
   for (; y <= roiSize.height - 4 * chains; y += 4 * chains)
