@@ -166,7 +166,8 @@ class HaarBatch {
 
   bool full() const { return used_ == quads * addresses; }
 
-  // A group of four neighbours, or one pixel. The pointers lead to its first sample.
+  // A group of four neighbours, or one pixel. The pointers lead to its first sample; the mask is written by run().
+  // NOLINTNEXTLINE(readability-non-const-parameter)
   void add(const T* const (&tables)[Tables::count], const N* norm, Qor8u* mask) {
     for (int t = 0; t < Tables::count; ++t) pixels_[t][used_] = tables[t];
     masks_[used_] = mask;
