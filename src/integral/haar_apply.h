@@ -287,14 +287,19 @@ enum class HaarWalk { dense, words4, words8, words16 };
 template <class Form, class Tables>
 class HaarRegion {
  public:
-  static constexpr int stripWidth = 128;  // whole words of the widest walk
+  static constexpr int stripWidth = 192;  // whole words of the widest walk
 
   using T = typename Form::T;
   using N = typename Form::N;
   using V = typename Form::V;
 
   HaarRegion(Form form, const Tables& tables, const N* pNorm, int normStep, const HaarRecord<V>& record, V threshold)
-      : form_(form), tables_(tables), pNorm_(pNorm), normStep_(normStep), record_(record), threshold_(threshold) {}
+      : form_(form), tables_(tables), pNorm_(pNorm), normStep_(normStep), record_(record), threshold_(threshold) {
+    for (int f = 0; f < record.featureCount; ++f) {
+      const HaarFeature<V>& feature = record.features[f];
+      for (int k = 0; k < feature.rectCount; ++k) reach_[Tables::tableOf(feature)].include(feature.rects[k]);
+    }
+  }
 
   // Clears the mask where the stage rejects; returns the number of candidates that remain, in 32 bits. Goes down the
   // region in strips, so narrow that the rows of the table under the windows stay in the first cache from row to row.
@@ -302,6 +307,7 @@ class HaarRegion {
     for (int left = 0; left < size.width; left += stripWidth) {
       const int right = size.width - left > stripWidth ? left + stripWidth : size.width;
       for (int y = 0; y < size.height; ++y) {
+        if (y + rowsAhead < size.height) fetch(pMask, maskStep, left, right, y + rowsAhead);
         for (int t = 0; t < Tables::count; ++t) rows_[t] = rowAt(tables_.tables[t], tables_.steps[t], y);
         norm_ = rowAt(pNorm_, normStep_, y);
         mask_ = rowAt(pMask, maskStep, y);
@@ -314,6 +320,42 @@ class HaarRegion {
   }
 
  private:
+  // The farthest corner of all features on a table.
+  struct Reach {
+    Qor32s x = 0, y = 0;
+
+    void include(const HaarRectangle<V>& r) {
+      const HaarCorner corners[] = {r.first, r.second, r.third, r.fourth};
+      for (const HaarCorner& c : corners) {
+        x = c.x > x ? c.x : x;
+        y = c.y > y ? c.y : y;
+      }
+    }
+  };
+
+  // A strip meets every row of every image at a new page, where the processor foresees nothing: its part is asked for
+  // this many rows before.
+  static constexpr int rowsAhead = 8;
+
+  // Inlined, or GCC takes a function that only asks for one without effects and drops its calls.
+  QOR_FORCE_INLINE void fetch(const Qor8u* pMask, int maskStep, int left, int right, int y) const {
+    fetchSamples(rowAt(pMask, maskStep, y), left, right);
+    fetchSamples(rowAt(pNorm_, normStep_, y), left, right);
+    for (int t = 0; t < Tables::count; ++t) {
+      const int64_t row = static_cast<int64_t>(tables_.steps[t]) * reach_[t].y;
+      fetchSamples(rowAt(tables_.tables[t], tables_.steps[t], y), row / static_cast<int64_t>(sizeof(T)) + left,
+                   row / static_cast<int64_t>(sizeof(T)) + right + reach_[t].x);
+    }
+  }
+
+  // Windows beyond every sensible size are not worth it.
+  template <class S>
+  QOR_FORCE_INLINE static void fetchSamples(const S* row, int64_t first, int64_t end) {
+    constexpr int64_t line = 64 / sizeof(S), most = 16 * line + stripWidth;
+    if (end - first > most) end = first + most;
+    for (int64_t x = first; x < end; x += line) _mm_prefetch(reinterpret_cast<const char*>(row + x), _MM_HINT_T0);
+  }
+
   void collectRow(int left, int right, HaarWalk walk) {
     const bool split = walk != HaarWalk::dense;
     int x = left;
@@ -377,6 +419,7 @@ class HaarRegion {
   const HaarRecord<V>& record_;
   V threshold_;
   Qor32u passed_ = 0;
+  Reach reach_[Tables::count] = {};
   const T* rows_[Tables::count] = {};
   const N* norm_ = nullptr;
   Qor8u* mask_ = nullptr;
