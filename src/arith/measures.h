@@ -57,6 +57,7 @@ struct Sum<Qor8u> {
   V64s sums = zero<Qor64s>();
 
   void add(const Pixels<Qor8u>& x) { sums = sums + sumOfEights(x.v[0]); }
+  void addDistance(const Pixels<Qor8u>& x, const Pixels<Qor8u>& y) { sums = sums + distanceOfEights(x.v[0], y.v[0]); }
   void drain(Total& total, int64_t) const { total += sum(sums); }
 };
 

@@ -278,8 +278,9 @@ inline V32s nearest(V32f a) { return {_mm_cvtps_epi32(a.v)}; }
 
 inline V32f toFloat(V64f lo, V64f hi) { return {_mm_movelh_ps(_mm_cvtpd_ps(lo.v), _mm_cvtpd_ps(hi.v))}; }
 
-// ---- sums of neighbours: products of pairs added in 32 bits, byte sums of eights in 64 bits
+// ---- sums of neighbours: products of pairs added in 32 bits; of eight bytes, or of their differences, in 64 bits
 inline V32s multiplyAdd(V16s a, V16s b) { return {_mm_madd_epi16(a.v, b.v)}; }
+inline V64s distanceOfEights(V8u a, V8u b) { return {_mm_sad_epu8(a.v, b.v)}; }
 inline V64s sumOfEights(V8u a) { return {_mm_sad_epu8(a.v, _mm_setzero_si128())}; }
 
 // ---- all lanes into one value; integers wrap
