@@ -1,8 +1,8 @@
 // Rows of an image with its border, for filters that read around a pixel: a pointer a row, and the columns beside it.
 //
-// A border argument is a rule in its low four bits and a flag for every side whose pixels stand in memory; rule 6, or all
-// four flags, is memory on every side. Where the rules cross, rows count first and columns second: a pixel above the image
-// is that of the repeated row, or the constant, in its column.
+// A border argument is a rule in its low four bits and a flag for every side whose pixels stand in memory; rule 6, or
+// all four flags, is memory on every side. Where the rules cross, rows count first and columns second: a pixel above
+// the image is that of the repeated row, or the constant, in its column.
 #pragma once
 
 #include "frame/base.h"
@@ -27,8 +27,8 @@ constexpr bool isBorder(QoriBorderType border, Qor32u rules) {
 }
 constexpr Qor32u ruleBit(QoriBorderType rule) { return Qor32u{1} << rule; }
 
-// The position that stands for position i of n, or `outside` for the constant. Reflections go back and forth between the
-// ends, but a far end with pixels in memory is read beyond.
+// The position that stands for position i of n, or `outside` for the constant. Reflections go back and forth between
+// the ends, but a far end with pixels in memory is read beyond.
 constexpr int outside = -0x7fffffff - 1;
 constexpr int borderPosition(int i, int n, QoriBorderType rule, bool lowInMemory, bool highInMemory) {
   if (rule == qorBorderMirror && n == 1 && !lowInMemory && !highInMemory) return 0;
@@ -50,8 +50,8 @@ constexpr int borderPosition(int i, int n, QoriBorderType rule, bool lowInMemory
   return i;
 }
 
-// An image whose rows may be asked for beyond its top and bottom. Where the rule is the constant, constantRow is a row of
-// it, as long as the reader reads.
+// An image whose rows may be asked for beyond its top and bottom. Where the rule is the constant, constantRow is a row
+// of it, as long as the reader reads.
 template <class T>
 struct BorderRows {
   Plane<const T> image;

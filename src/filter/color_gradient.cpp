@@ -85,8 +85,8 @@ struct L1 {
     const V16u u = load(p), v = load(p + 8), w = load(p + 16);
     const Planes s = planesOf(u, v, w);
     const auto mean = [](V32s sum) { return (sum * splat(Qor32s{5461}) + splat(Qor32s{8192})) >> 14; };
-    return {narrowToU(mean(widenLo(s.a) + widenLo(s.b) + widenLo(s.c)),
-                      mean(widenHi(s.a) + widenHi(s.b) + widenHi(s.c)))};
+    return {
+        narrowToU(mean(widenLo(s.a) + widenLo(s.b) + widenLo(s.c)), mean(widenHi(s.a) + widenHi(s.b) + widenHi(s.c)))};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
     const Qor32f* const p = samples(pixels);
@@ -116,20 +116,21 @@ struct L1 {
 };
 
 // The integer forms round sqrt(S / 3) to nearest, S being the sum of squares: the result is the largest k with
-// S >= 3 k (k - 1) + 3 / 4, that is with S > 3 k (k - 1). In between nothing can fall, and both neighbours are far enough
-// from k - 1/2 for one rounded product and one rounded root: at S = 3 k (k - 1) the root lies 1 / (8 k) below, at the next
-// S 1 / (24 k) above. For bytes that is 1.6e-4 against an error of 4.6e-5 in 32-bit float, three units of 2^-24 in 255;
-// for 16 bits 6.3e-7 against 2.2e-11 in 64-bit float. S itself is exact: below 2^18, and below 2^34.
+// S >= 3 k (k - 1) + 3 / 4, that is with S > 3 k (k - 1). In between nothing can fall, and both neighbours are far
+// enough from k - 1/2 for one rounded product and one rounded root: at S = 3 k (k - 1) the root lies 1 / (8 k) below,
+// at the next S 1 / (24 k) above. For bytes that is 1.6e-4 against an error of 4.6e-5 in 32-bit float, three units of
+// 2^-24 in 255; for 16 bits 6.3e-7 against 2.2e-11 in 64-bit float. S itself is exact: below 2^18, and below 2^34.
 struct L2 {
   Block<Qor8u, 1> operator()(const Color<Qor8u>* pixels) const {
     const Qor8u* const p = samples(pixels);
-    return {narrowToU(narrowToS(root<false>(p), root<false>(p + 12)),
-                      narrowToS(root<false>(p + 24), root<true>(p + 36)))};
+    return {
+        narrowToU(narrowToS(root<false>(p), root<false>(p + 12)), narrowToS(root<false>(p + 24), root<true>(p + 36)))};
   }
   Block<Qor16u, 1> operator()(const Color<Qor16u>* pixels) const {
     const Qor16u* const p = samples(pixels);
     const L1::Planes s = L1::planesOf(load(p), load(p + 8), load(p + 16));
-    return {narrowToU(roots(widenLo(s.a), widenLo(s.b), widenLo(s.c)), roots(widenHi(s.a), widenHi(s.b), widenHi(s.c)))};
+    return {
+        narrowToU(roots(widenLo(s.a), widenLo(s.b), widenLo(s.c)), roots(widenHi(s.a), widenHi(s.b), widenHi(s.c)))};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
     const Qor32f* const p = samples(pixels);
@@ -174,10 +175,9 @@ int teamFor(QoriSize roiSize) {
 template <class T>
 QorStatus gradientColorToGray(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, QoriNorm norm) {
   const bool known = norm == qoriNormInf || norm == qoriNormL1 || norm == qoriNormL2;
-  const QorStatus status =
-      firstFailure(nullCheck(pSrc, pDst), sizeCheck(roiSize), stepCheck<T>(int64_t{3} * roiSize.width, srcStep),
-                   stepCheck<T>(roiSize.width, dstStep), evenCheck<T>(srcStep, dstStep),
-                   known ? qorStsNoErr : qorStsBadArgErr);
+  const QorStatus status = firstFailure(
+      nullCheck(pSrc, pDst), sizeCheck(roiSize), stepCheck<T>(int64_t{3} * roiSize.width, srcStep),
+      stepCheck<T>(roiSize.width, dstStep), evenCheck<T>(srcStep, dstStep), known ? qorStsNoErr : qorStsBadArgErr);
   if (status != qorStsNoErr) return status;
   const auto run = [&](auto kernel) {
     const auto row = [kernel](ptrdiff_t n, T* d, const Color<T>* s) {
@@ -207,9 +207,9 @@ QorStatus gradientColorToGray(const T* pSrc, int srcStep, T* pDst, int dstStep, 
 }  // namespace
 }  // namespace qor
 
-#define QOR_COLOR_GRADIENT(name, T)                                                               \
+#define QOR_COLOR_GRADIENT(name, T)                                                                   \
   QOR_BODY(name)(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, QoriNorm norm) { \
-    return qor::gradientColorToGray(pSrc, srcStep, pDst, dstStep, roiSize, norm);                 \
+    return qor::gradientColorToGray(pSrc, srcStep, pDst, dstStep, roiSize, norm);                     \
   }
 QOR_COLOR_GRADIENT(qoriGradientColorToGray_8u_C3C1R, Qor8u)
 QOR_COLOR_GRADIENT(qoriGradientColorToGray_16u_C3C1R, Qor16u)

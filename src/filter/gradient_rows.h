@@ -5,8 +5,8 @@
 //     Sobel5   [1 4 6 4 1]^T [1 2 0 -2 -1]     [-1 -2 0 2 1]^T [1 4 6 4 1]
 //     Scharr3  [-3 0  3; -10 0 10; -3 0  3]    [-3 -10 -3;  0 0 0; 3 10 3]
 //
-// Bytes give exact 16-bit results: at most 1020, 12240 and 4080. Floats are summed in the order of the formulas below, the
-// same for every pixel.
+// Bytes give exact 16-bit results: at most 1020, 12240 and 4080. Floats are summed in the order of the formulas below,
+// the same for every pixel.
 #pragma once
 
 #include "filter/border_rows.h"
@@ -139,8 +139,8 @@ struct Sobel5 {
   }
 };
 
-// All rows of an image, border included. Columns beside the image are staged with their neighbours in copies of a block's
-// surroundings; all others are read where they stand.
+// All rows of an image, border included. Columns beside the image are staged with their neighbours in copies of a
+// block's surroundings; all others are read where they stand.
 template <class Kernel, class S>
 class GradientRows {
  public:

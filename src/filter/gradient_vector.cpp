@@ -29,12 +29,12 @@ void magnitudeL1(const T* gx, const T* gy, T* dst, ptrdiff_t n) {
 
 // Root of a sum of squares S, to nearest: the k with k (k - 1) < S <= k (k + 1).
 //
-// Below 2^24, S is exact in 32-bit float. For Sobel 3x3 it is below 2^21 and the root below 2^10.5, half a unit of whose
-// last place is 2^-14 at most; k + 1/2 lies 1 / (8 k + 4) or more away from every root, which is more. So the rounded root
-// stays on the right side, and rounding it to an integer gives k.
+// Below 2^24, S is exact in 32-bit float. For Sobel 3x3 it is below 2^21 and the root below 2^10.5, half a unit of
+// whose last place is 2^-14 at most; k + 1/2 lies 1 / (8 k + 4) or more away from every root, which is more. So the
+// rounded root stays on the right side, and rounding it to an integer gives k.
 //
-// Otherwise, up to 2^29, that integer is off by one at most, and d = S - k * k tells: too small where d > k, too large where
-// d <= -k. S = 0 alone would give -1, which the unsigned saturation of the narrowing mends.
+// Otherwise, up to 2^29, that integer is off by one at most, and d = S - k * k tells: too small where d > k, too large
+// where d <= -k. S = 0 alone would give -1, which the unsigned saturation of the narrowing mends.
 template <bool corrected>
 inline V32s rootOf(V32s sum) {
   const V32s k = nearest(sqrt(toFloat(sum)));
@@ -49,8 +49,8 @@ void magnitudeL2(const Qor16s* gx, const Qor16s* gy, Qor16s* dst, ptrdiff_t n) {
   const auto kernel = [](const Qor16s* px, const Qor16s* py) {
     const __m128i x = load(px).v, y = load(py).v;
     const V16s lo{_mm_unpacklo_epi16(x, y)}, hi{_mm_unpackhi_epi16(x, y)};
-    return Block<Qor16s, 1>{as<Qor16s>(
-        narrowToU(rootOf<corrected>(multiplyAdd(lo, lo)), rootOf<corrected>(multiplyAdd(hi, hi))))};
+    return Block<Qor16s, 1>{
+        as<Qor16s>(narrowToU(rootOf<corrected>(multiplyAdd(lo, lo)), rootOf<corrected>(multiplyAdd(hi, hi))))};
   };
   mapRow<8, Stores::cached, 1>(dst, n, kernel, gx, gy);
 }
@@ -61,9 +61,9 @@ void magnitudeL2(const Qor32f* gx, const Qor32f* gy, Qor32f* dst, int n) {
 }
 
 // ---- angle
-// In 16 bits the smaller of |x| and |y|, the larger, and what becomes of their angle a: pi / 2 - a where |y| > |x|, pi - a
-// where x < 0, both signs turned where y < 0. The three offsets 0, pi / 2 and pi are put together from halves: those of
-// pi / 2 and pi have their low half in common.
+// In 16 bits the smaller of |x| and |y|, the larger, and what becomes of their angle a: pi / 2 - a where |y| > |x|, pi
+// - a where x < 0, both signs turned where y < 0. The three offsets 0, pi / 2 and pi are put together from halves:
+// those of pi / 2 and pi have their low half in common.
 struct Angle {
   Block<Qor32f, 2> operator()(const Qor16s* px, const Qor16s* py) const {
     const V16s x = load(px), y = load(py), ax = as<Qor16s>(abs(x)), ay = as<Qor16s>(abs(y));
@@ -127,8 +127,8 @@ struct Arguments {
   }
 };
 
-// Row by row, so that magnitude and angle find the components in the cache: in their destination or, if that is not wanted,
-// in a row of scratch behind the row of the constant.
+// Row by row, so that magnitude and angle find the components in the cache: in their destination or, if that is not
+// wanted, in a row of scratch behind the row of the constant.
 template <class Kernel, bool x, bool y, class S>
 void sweep(const Arguments<S>& a) {
   using D = Component<S>;
@@ -207,12 +207,21 @@ QorStatus qoriGradientVectorGetBufferSize(QoriSize roiSize, QoriMaskSize mask, Q
   return qorStsNoErr;
 }
 
-#define QOR_GRADIENT_VECTOR(name, operation, S, D)                                                                \
-  QorStatus name(const S* pSrc, int srcStep, D* pGx, int gxStep, D* pGy, int gyStep, D* pMag, int magStep,        \
-                 Qor32f* pAngle, int angleStep, QoriSize roiSize, QoriMaskSize mask, QorNormType norm,            \
-                 QoriBorderType borderType, S borderValue, Qor8u* pBuffer) {                                      \
-    return operation<S>({{pSrc, srcStep}, {pGx, gxStep}, {pGy, gyStep}, {pMag, magStep}, {pAngle, angleStep}, roiSize, \
-                         mask, norm, borderType, borderValue, pBuffer});                                          \
+#define QOR_GRADIENT_VECTOR(name, operation, S, D)                                                         \
+  QorStatus name(const S* pSrc, int srcStep, D* pGx, int gxStep, D* pGy, int gyStep, D* pMag, int magStep, \
+                 Qor32f* pAngle, int angleStep, QoriSize roiSize, QoriMaskSize mask, QorNormType norm,     \
+                 QoriBorderType borderType, S borderValue, Qor8u* pBuffer) {                               \
+    return operation<S>({{pSrc, srcStep},                                                                  \
+                         {pGx, gxStep},                                                                    \
+                         {pGy, gyStep},                                                                    \
+                         {pMag, magStep},                                                                  \
+                         {pAngle, angleStep},                                                              \
+                         roiSize,                                                                          \
+                         mask,                                                                             \
+                         norm,                                                                             \
+                         borderType,                                                                       \
+                         borderValue,                                                                      \
+                         pBuffer});                                                                        \
   }
 QOR_GRADIENT_VECTOR(qoriGradientVectorSobel_8u16s_C1R, sobel, Qor8u, Qor16s)
 QOR_GRADIENT_VECTOR(qoriGradientVectorSobel_32f_C1R, sobel, Qor32f, Qor32f)

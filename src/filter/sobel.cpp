@@ -24,9 +24,8 @@ void derive(Plane<const S> src, Plane<Component<S>> dst, QoriSize roiSize, QoriB
 template <bool x, class S>
 QorStatus sobel(const S* pSrc, int srcStep, Component<S>* pDst, int dstStep, QoriSize roiSize, QoriMaskSize maskSize,
                 QoriBorderType border, S value, Qor8u* pBuffer) {
-  const bool goodBorder =
-      isBorder(border, ruleBit(qorBorderConst) | ruleBit(qorBorderRepl) | ruleBit(qorBorderMirror) |
-                           ruleBit(qorBorderMirrorR) | ruleBit(qorBorderInMem));
+  const bool goodBorder = isBorder(border, ruleBit(qorBorderConst) | ruleBit(qorBorderRepl) | ruleBit(qorBorderMirror) |
+                                               ruleBit(qorBorderMirrorR) | ruleBit(qorBorderInMem));
   const QorStatus status =
       firstFailure(nullCheck(pSrc, pDst, pBuffer), sizeCheck(roiSize), evenCheck<S>(srcStep),
                    evenCheck<Component<S>>(dstStep), maskCheck(maskSize), goodBorder ? qorStsNoErr : qorStsBadArgErr);
@@ -68,9 +67,9 @@ QorStatus bufferSizeOfFloats(QoriSize roiSize, QoriMaskSize maskSize, int* pBuff
 QorStatus bufferSizeOfTypes(QoriSize roiSize, QoriMaskSize maskSize, QorDataType srcDataType, QorDataType dstDataType,
                             int numChannels, int* pBufferSize) {
   const bool floats = srcDataType == qor32f && dstDataType == qor32f;
-  const QorStatus status = firstFailure(nullCheck(pBufferSize), sizeCheck(roiSize), maskCheck(maskSize),
-                                        floats ? qorStsNoErr : qorStsDataTypeErr,
-                                        numChannels == 1 ? qorStsNoErr : qorStsChannelErr);
+  const QorStatus status =
+      firstFailure(nullCheck(pBufferSize), sizeCheck(roiSize), maskCheck(maskSize),
+                   floats ? qorStsNoErr : qorStsDataTypeErr, numChannels == 1 ? qorStsNoErr : qorStsChannelErr);
   return status == qorStsNoErr ? bufferSizeOfFloats(roiSize, maskSize, pBufferSize) : status;
 }
 

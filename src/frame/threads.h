@@ -25,8 +25,8 @@ constexpr Band bandOf(int thread, int count, int height) {
   return {thread, thread * rows, thread == count - 1 ? height - thread * rows : rows};
 }
 
-// Thread t of count begins at the row nearest to t * height / count, a quotient of 32-bit floats. The quotient of the last
-// bound may lie beside the height, which stands for it.
+// Thread t of count begins at the row nearest to t * height / count, a quotient of 32-bit floats. The quotient of the
+// last bound may lie beside the height, which stands for it.
 constexpr Band roundedBandOf(int thread, int count, int height) {
   const auto begin = [=](int t) {
     if (t == count) return height;
