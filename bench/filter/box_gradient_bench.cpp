@@ -11,8 +11,7 @@ namespace {
 
 const Register box([] {
   for (const int side : {3, 15, 63}) {
-    const std::string text = "/" + std::to_string(side) + "x" + std::to_string(side);
-    Row row("qoriFilterBoxBorder_32f_C1R" + text);
+    Row row(std::string("qoriFilterBoxBorder_32f_C1R/") + (side == 3 ? "3x3" : side == 15 ? "15x15" : "63x63"));
     if (side == 15) row.budget(10);
     row.threads(2, ultraHd, 1.6).run([side](Setup& s) {
       const auto a = s.random<Qor32f>({.margin = side / 2}), d = s.blank<Qor32f>();
@@ -68,7 +67,7 @@ const Register vectors([] {
 
 const Register derivatives([] {
   for (const int mask : {33, 55}) {
-    Row("qoriFilterSobelVertBorder_8u16s_C1R/" + std::to_string(mask)).run([=](Setup& s) {
+    Row(std::string("qoriFilterSobelVertBorder_8u16s_C1R/") + (mask == 33 ? "3x3" : "5x5")).run([=](Setup& s) {
       const auto a = s.random<Qor8u>();
       const auto d = s.blank<Qor16s>();
       int bytes = 0;
