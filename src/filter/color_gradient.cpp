@@ -181,7 +181,8 @@ QorStatus gradientColorToGray(const T* pSrc, int srcStep, T* pDst, int dstStep, 
   if (status != qorStsNoErr) return status;
   const auto run = [&](auto kernel) {
     const auto row = [kernel](ptrdiff_t n, T* d, const Color<T>* s) {
-      mapRow<Vec<T>::lanes, Stores::cached, 1>(d, n, kernel, s);
+      constexpr bool heavy = std::is_same_v<decltype(kernel), const L2>;
+      mapRow<Vec<T>::lanes, Stores::cached, heavy ? 1 : 4>(d, n, kernel, s);
     };
     const auto work = [&](Band band) {
       forEachRow(roiSize.width, band.first, band.rows, row, Plane{pDst, dstStep},

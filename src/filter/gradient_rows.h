@@ -49,8 +49,12 @@ struct GradientOut {
 template <int block, class At>
 inline void forBlocks(ptrdiff_t n, const At& at) {
   ptrdiff_t i = 0;
-  for (; i <= n - block; i += block) at(i);
-  if (i < n) at(n - block);
+  for (; i <= n - 2 * block; i += 2 * block) {
+    at(i);
+    at(i + block);
+  }
+  if (i <= n - block) at(i);
+  if (n % block != 0) at(n - block);
 }
 
 // The diagonals' differences serve both components.
@@ -189,24 +193,40 @@ class GradientRows {
  private:
   S pick(const S* row, int position) const { return position == outside ? source_.constantRow[0] : row[position]; }
 
+  // Pixels x to x + n - 1 of a row, at most a block. The ends of rows with enough pixels are copied as a whole.
   template <class Out>
   [[gnu::noinline]] void stage(const S* const* rows, int x, int n, const Out& out) const {
-    const int width = source_.size.width, last = x + n + radius;
-    S copies[side][block + 2 * radius] = {};
+    constexpr int inside = block + radius;
+    const int width = source_.size.width;
+    S copies[side][block + 2 * radius];
     const S* staged[side];
     for (int j = 0; j < side; ++j) {
-      S* to = copies[j];
-      int i = x - radius;
-      for (; i < 0; ++i) *to++ = pick(rows[j], left_[-1 - i]);
-      for (; i < width && i < last; ++i) *to++ = rows[j][i];
-      for (; i < last; ++i) *to++ = pick(rows[j], right_[i - width]);
-      staged[j] = copies[j] + radius;
+      S* const to = copies[j];
+      if (x == 0 && width >= inside) {
+        for (int i = 0; i < radius; ++i) to[i] = pick(rows[j], left_[radius - 1 - i]);
+        __builtin_memcpy(to + radius, rows[j], inside * sizeof(S));
+      } else if (x == width - block && x >= radius) {
+        __builtin_memcpy(to, rows[j] + x - radius, inside * sizeof(S));
+        for (int i = 0; i < radius; ++i) to[inside + i] = pick(rows[j], right_[i]);
+      } else {
+        stageAny(rows[j], x, n, to);
+      }
+      staged[j] = to + radius;
     }
     D gx[block], gy[block];
     Kernel::run(staged, block, Out{gx, gy});
-    for (int i = 0; i < n; ++i) {
-      if constexpr (Out::wantsX) out.gx[x + i] = gx[i];
-      if constexpr (Out::wantsY) out.gy[x + i] = gy[i];
+    if constexpr (Out::wantsX) __builtin_memcpy(out.gx + x, gx, static_cast<size_t>(n) * sizeof(D));
+    if constexpr (Out::wantsY) __builtin_memcpy(out.gy + x, gy, static_cast<size_t>(n) * sizeof(D));
+  }
+
+  [[gnu::noinline]] void stageAny(const S* row, int x, int n, S* to) const {
+    const int width = source_.size.width, first = x - radius;
+    for (int i = 0; i < block + 2 * radius; ++i) {
+      const int at = first + i;
+      to[i] = i >= n + 2 * radius ? S{}
+              : at < 0            ? pick(row, left_[-1 - at])
+              : at < width        ? row[at]
+                                  : pick(row, right_[at - width]);
     }
   }
 
