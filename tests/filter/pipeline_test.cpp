@@ -1,3 +1,5 @@
+#include <array>
+
 #include "filter/pipeline_reference.h"
 #include "qorcv/filter.h"
 
@@ -322,6 +324,64 @@ TEST(Pipeline, Columns) {
 #define QOR_COLUMN_PIPELINE_32F(name, sizeName, channels) \
   testColumns<Qor32f, Qor32f, Qor32f, Qor8u*>(QORTEST_NAMED(name), sizeName, Pipeline::Floats, channels);
 #include "../../src/filter/column_pipeline.def"
+}
+
+// The reported bytes, and the checks of a query.
+void testQuery(const char* name, SizeQuery query, const std::function<int64_t(int64_t T, int64_t W, int64_t K)>& piece,
+               bool threads = true, bool extra = false) {
+  for (const int T : threadCounts) {
+    const ThreadCount count(T);
+    for (const auto& [W, H, K] : {std::array{1, 1, 1}, {641, 479, 5}, {0x10003, 0x7fff, 31}, {INT_MAX, 3, INT_MAX}}) {
+      const int64_t lists = threads ? T * (32 + 8 * (int64_t{H} + K)) + (extra ? 16 * T : 0) : 0;
+      EXPECT_EQ(scratchSize(query, {W, H}, K), static_cast<int>(lists + piece(T, W, K))) << name << " at " << W;
+    }
+  }
+  Contract contract(name, query);
+  QORTEST_ARGUMENTS(contract, roiSize, kernelSize, pBufferSize);
+  contract.null(pBufferSize);
+  contract.size(roiSize);
+  contract.range(kernelSize, qorStsSizeErr, 1, INT_MAX);
+  contract.run();
+}
+
+TEST(Pipeline, ScratchSizes) {
+  const auto linear = [](int64_t perTap, int64_t fixed) {
+    return [=](int64_t T, int64_t, int64_t K) { return T * (perTap * K + fixed); };
+  };
+#define ROW(tag) QORTEST_NAMED(qoriFilterRowBorderPipelineGetBufferSize_##tag)
+  testQuery(ROW(8u16s_C1R), linear(36, 112));
+  testQuery(ROW(8u16s_C3R), linear(60, 112));
+  testQuery(ROW(16s_C1R), linear(48, 80));
+  testQuery(ROW(16s_C3R), linear(40, 64));
+  testQuery(ROW(32f_C1R), linear(64, 64), true, true);
+  testQuery(ROW(32f_C3R), linear(192, 64));
+  testQuery(ROW(Low_16s_C1R), linear(24, 64));
+  testQuery(ROW(Low_16s_C3R), linear(208, 64));
+  testQuery(
+      ROW(16u_C1R), [](int64_t, int64_t, int64_t K) { return 48 * K + 80; }, false);
+  testQuery(
+      ROW(16u_C3R), [](int64_t, int64_t, int64_t K) { return 112 * K + 80; }, false);
+
+  const auto columns = [](int64_t perColumn, int64_t multiple) {
+    return [=](int64_t T, int64_t W, int64_t) {
+      return T * (perColumn * ((W + multiple - 1) / multiple * multiple) + 32);
+    };
+  };
+  const auto taps = [](int64_t, int64_t, int64_t K) { return 16 * K + 32; };
+#define COLUMN(tag) QORTEST_NAMED(qoriFilterColumnPipelineGetBufferSize_##tag)
+  testQuery(COLUMN(16s_C1R), columns(12, 4));
+  testQuery(COLUMN(16s8u_C1R), columns(12, 4));
+  testQuery(COLUMN(16s8s_C1R), columns(12, 4));
+  testQuery(COLUMN(16s_C3R), columns(36, 4));
+  testQuery(COLUMN(16s8u_C3R), columns(36, 4));
+  testQuery(COLUMN(16s8s_C3R), columns(36, 4));
+  testQuery(COLUMN(Low_16s_C1R), columns(12, 8));
+  testQuery(COLUMN(Low_16s_C3R), columns(36, 8));
+  testQuery(COLUMN(16u_C1R), taps, false);
+  testQuery(COLUMN(32f_C1R), taps, false);
+  testQuery(COLUMN(32f_C3R), taps, false);
+  testQuery(
+      COLUMN(16u_C3R), [](int64_t, int64_t W, int64_t) { return 36 * ((3 * W + 3) / 4 * 4) + 32; }, false);
 }
 
 // Results that can be checked on paper.
