@@ -87,9 +87,9 @@ struct State {
   template <int count>
   void advance() {
     if constexpr (count < rows) {
-      M* const oldest[count] = {row[0]};
-      for (int i = 0; i < rows - count; ++i) row[i] = row[i + count];
-      for (int i = 0; i < count; ++i) row[rows - count + i] = oldest[i];
+      M* before[rows];
+      for (int i = 0; i < rows; ++i) before[i] = row[i];
+      for (int i = 0; i < rows; ++i) row[i] = before[(i + count) % rows];
     }
   }
 };
