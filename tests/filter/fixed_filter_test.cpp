@@ -69,9 +69,12 @@ struct Member {
   }
 };
 
-#define MEMBER(S, D, name, size, F, extra, small)                             \
-  Member<S, D>{#name, filters::F, [](const Call<S, D>& c) { return invoke(name, c); }, \
-               [](QoriSize s, int m, int* b) { return invoke(size, s, m, b); }, {extra, small}},
+#define MEMBER(S, D, name, size, F, extra, small)                               \
+  Member<S, D>{#name,                                                           \
+               filters::F,                                                      \
+               [](const Call<S, D>& c) { return invoke(name, c); },             \
+               [](QoriSize s, int m, int* b) { return invoke(size, s, m, b); }, \
+               {extra, small}},
 const Member<Qor8u, Qor16s> to16s[] = {
 #define QOR_FIXED_8U16S(name, size, F, extra) MEMBER(Qor8u, Qor16s, name, size, F, extra, false)
 #define QOR_SCHARR_8U16S(name, size, F, extra) MEMBER(Qor8u, Qor16s, name, size, F, extra, true)
@@ -94,8 +97,8 @@ const Member<Qor32f, Qor32f> to32f[] = {
            false)};
 #undef QOR_FIXED_32F
 #undef QOR_SCHARR_32F
-const Member<Qor8u, Qor8u> to8u[] = {MEMBER(Qor8u, Qor8u, qoriFilterLowpassBorder_8u_C1R,
-                                            qoriFilterLowpassGetBufferSize_8u_C1R, Lowpass, 368, false)};
+const Member<Qor8u, Qor8u> to8u[] = {
+    MEMBER(Qor8u, Qor8u, qoriFilterLowpassBorder_8u_C1R, qoriFilterLowpassGetBufferSize_8u_C1R, Lowpass, 368, false)};
 
 template <class Test>
 void forAllMembers(Test test) {
@@ -115,7 +118,8 @@ Image<D> reference(const Member<S, D>& m, const Call<S, D>& c) {
     const int column = static_cast<int>(i) % width;
     if constexpr (std::is_same_v<D, Qor8s>) {
       const bool cut = (m.filter.isLaplacian && K == 5) || column >= width / 4 * 4;
-      const float quotient = std::clamp(static_cast<float>(sum) * (1.0F / static_cast<float>(c.divisor)), -128.F, 127.F);
+      const float quotient =
+          std::clamp(static_cast<float>(sum) * (1.0F / static_cast<float>(c.divisor)), -128.F, 127.F);
       want.samples[i] = static_cast<D>(cut ? truncf(quotient) : nearbyintf(quotient));
     } else if constexpr (std::is_same_v<D, Qor8u>) {
       want.samples[i] = static_cast<D>(K == 3 ? ((sum + 5) * 7280) >> 16 : (sum * 2621) >> 16);
