@@ -12,11 +12,101 @@ extern "C" {
 #endif
 
 /**
+ * @defgroup pipelines Row and column pipelines
+ * @{
+ */
+QorStatus qoriFilterRowBorderPipeline_8u16s_C1R(const Qor8u* pSrc, int srcStep, Qor16s* const* ppDst, QoriSize roiSize,
+                                                const Qor16s* pKernel, int kernelSize, int xAnchor,
+                                                QoriBorderType borderType, Qor8u borderValue, int divisor,
+                                                Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_8u16s_C3R(const Qor8u* pSrc, int srcStep, Qor16s* const* ppDst, QoriSize roiSize,
+                                                const Qor16s* pKernel, int kernelSize, int xAnchor,
+                                                QoriBorderType borderType, const Qor8u* pBorderValue, int divisor,
+                                                Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_16s_C1R(const Qor16s* pSrc, int srcStep, Qor16s* const* ppDst, QoriSize roiSize,
+                                              const Qor16s* pKernel, int kernelSize, int xAnchor,
+                                              QoriBorderType borderType, Qor16s borderValue, int divisor,
+                                              Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_16s_C3R(const Qor16s* pSrc, int srcStep, Qor16s* const* ppDst, QoriSize roiSize,
+                                              const Qor16s* pKernel, int kernelSize, int xAnchor,
+                                              QoriBorderType borderType, const Qor16s* pBorderValue, int divisor,
+                                              Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_16u_C1R(const Qor16u* pSrc, int srcStep, Qor16u* const* ppDst, QoriSize roiSize,
+                                              const Qor16u* pKernel, int kernelSize, int xAnchor,
+                                              QoriBorderType borderType, Qor16u borderValue, int divisor,
+                                              Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_16u_C3R(const Qor16u* pSrc, int srcStep, Qor16u* const* ppDst, QoriSize roiSize,
+                                              const Qor16u* pKernel, int kernelSize, int xAnchor,
+                                              QoriBorderType borderType, const Qor16u* pBorderValue, int divisor,
+                                              Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize,
+                                              const Qor32f* pKernel, int kernelSize, int xAnchor,
+                                              QoriBorderType borderType, Qor32f borderValue, Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_32f_C3R(const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize,
+                                              const Qor32f* pKernel, int kernelSize, int xAnchor,
+                                              QoriBorderType borderType, const Qor32f* pBorderValue, Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_Low_16s_C1R(const Qor16s* pSrc, int srcStep, Qor16s* const* ppDst,
+                                                  QoriSize roiSize, const Qor16s* pKernel, int kernelSize, int xAnchor,
+                                                  QoriBorderType borderType, Qor16s borderValue, int divisor,
+                                                  Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipeline_Low_16s_C3R(const Qor16s* pSrc, int srcStep, Qor16s* const* ppDst,
+                                                  QoriSize roiSize, const Qor16s* pKernel, int kernelSize, int xAnchor,
+                                                  QoriBorderType borderType, const Qor16s* pBorderValue, int divisor,
+                                                  Qor8u* pBuffer);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_8u16s_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_8u16s_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_16s_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_16s_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_16u_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_16u_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_32f_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_32f_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_Low_16s_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterRowBorderPipelineGetBufferSize_Low_16s_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipeline_16s_C1R(const Qor16s* const* ppSrc, Qor16s* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor16s* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_16s_C3R(const Qor16s* const* ppSrc, Qor16s* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor16s* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_16s8s_C1R(const Qor16s* const* ppSrc, Qor8s* pDst, int dstStep, QoriSize roiSize,
+                                             const Qor16s* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_16s8s_C3R(const Qor16s* const* ppSrc, Qor8s* pDst, int dstStep, QoriSize roiSize,
+                                             const Qor16s* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_16s8u_C1R(const Qor16s* const* ppSrc, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                             const Qor16s* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_16s8u_C3R(const Qor16s* const* ppSrc, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                             const Qor16s* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_16u_C1R(const Qor16u* const* ppSrc, Qor16u* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor16u* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_16u_C3R(const Qor16u* const* ppSrc, Qor16u* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor16u* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_32f_C1R(const Qor32f* const* ppSrc, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor32f* pKernel, int kernelSize, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_32f_C3R(const Qor32f* const* ppSrc, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor32f* pKernel, int kernelSize, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_Low_16s_C1R(const Qor16s* const* ppSrc, Qor16s* pDst, int dstStep, QoriSize roiSize,
+                                               const Qor16s* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipeline_Low_16s_C3R(const Qor16s* const* ppSrc, Qor16s* pDst, int dstStep, QoriSize roiSize,
+                                               const Qor16s* pKernel, int kernelSize, int divisor, Qor8u* pBuffer);
+QorStatus qoriFilterColumnPipelineGetBufferSize_16s_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_16s_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_16s8s_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_16s8s_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_16s8u_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_16s8u_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_16u_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_16u_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_32f_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_32f_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_Low_16s_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterColumnPipelineGetBufferSize_Low_16s_C3R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+/** @} */
+
+/**
  * @defgroup gaussian Gaussian filters
  *
  * Smoothing by a Gaussian of standard deviation sigma, cut to K taps a direction (K odd, at least 3), as two passes:
- * along the rows by qoriFilterRowBorderPipeline_*(), anchor K / 2, then down the columns by qoriFilterColumnPipeline_*(),
- * both with the same taps. With d = (sigma + sigma) * sigma, all in 32-bit float,
+ * along the rows by qoriFilterRowBorderPipeline_*() with the anchor K / 2, then down the columns by
+ * qoriFilterColumnPipeline_*(), both with the same taps. With d = (sigma + sigma) * sigma, all in 32-bit float,
  *
  *     g[i] = exp(-(i - K / 2)^2 / d),    s = sum of g[i], i ascending,    t[i] = g[i] / s
  *
@@ -38,15 +128,15 @@ extern "C" {
  * pass. 8u passes through rows of 16s. So tiles that span the full width equal the whole image.
  *
  * @b Border: a rule, qorBorderConst, qorBorderRepl or qorBorderInMem, and flags. Along the rows the rule alone decides:
- * qorBorderInMemLeft and qorBorderInMemRight are accepted and ignored. K / 2 rows above (below) the region are read with
- * qorBorderInMem or the flag qorBorderInMemTop (qorBorderInMemBottom) and filtered along themselves; otherwise
+ * qorBorderInMemLeft and qorBorderInMemRight are accepted and ignored. K / 2 rows above (below) the region are read
+ * with qorBorderInMem or the flag qorBorderInMemTop (qorBorderInMemBottom) and filtered along themselves; otherwise
  * qorBorderRepl repeats the filtered first (last) row, and under qorBorderConst these rows are the border value itself,
  * in all forms. A region of one row replicates vertically under every rule but qorBorderConst, whatever the flags.
  *
  * qoriFilterGaussBorder_32f_C1R() needs no record: it makes the taps on each call, from a sigma of any value (a NaN
  * makes all results NaN). Its rules are qorBorderConst, qorBorderRepl, qorBorderWrap, qorBorderMirror and
  * qorBorderMirrorR, in both directions, with the flags qorBorderInMemTop and qorBorderInMemBottom for the vertical one.
- * Reflections go on between the ends of a row or column that is shorter than K / 2; with a single pixel the edge repeats.
+ * Reflections go on between the ends of a row or column shorter than K / 2; of a single pixel, the edge repeats.
  *
  * @b Region: only the region of the source is read, and what the border reads around it: K / 2 pixels left and right of
  * each row with qorBorderInMem, K / 2 rows above and below, columns as in the rows of the region. All pixels of the
@@ -66,12 +156,12 @@ extern "C" {
  * Results do not depend on it.
  *
  * @b Statuses, in the order of the checks. qoriFilterGaussianGetBufferSize(): qorStsNullPtrErr; qorStsSizeErr for a
- * height or width below 1; qorStsBadArgErr for K below 3 or even; qorStsDataTypeErr for a type other than qor8u, qor16u,
- * qor16s, qor32f; qorStsNumChannelsErr for channels other than 1 and 3. qoriFilterGaussianInit(): the same, then
- * qorStsBadArgErr for a sigma that is not above 0, qorStsBorderErr for a border other than the three rules and the four
- * flags. qoriFilterGaussianBorder_*(): qorStsNullPtrErr; qorStsStepErr for a step below the width in bytes;
- * qorStsSizeErr for a height or width below 1; qorStsBadArgErr for K, then qorStsBorderErr for the border in the record;
- * qorStsBadArgErr for a shift in the record of an integer type outside 0 to 30; qorStsNotEvenStepErr for a step that is
+ * height or width below 1; qorStsBadArgErr for K below 3 or even; qorStsDataTypeErr for a type other than qor8u,
+ * qor16u, qor16s, qor32f; qorStsNumChannelsErr for channels other than 1 and 3. qoriFilterGaussianInit(): the same,
+ * then qorStsBadArgErr for a sigma that is not above 0, qorStsBorderErr for a border other than the three rules and the
+ * four flags. qoriFilterGaussianBorder_*(): qorStsNullPtrErr; qorStsStepErr for a step below the width in bytes;
+ * qorStsSizeErr for a height or width below 1; qorStsBadArgErr for K, then qorStsBorderErr for the border in the
+ * record; qorStsBadArgErr for a shift in the record of an integer type outside 0 to 30; qorStsNotEvenStepErr for a step that is
  * not a multiple of the sample; qorStsDataTypeErr for a record of another type. qoriFilterGaussGetBufferSize_32f_C1R():
  * qorStsNullPtrErr; qorStsSizeErr; qorStsBadArgErr for K. qoriFilterGaussBorder_32f_C1R(): qorStsNullPtrErr;
  * qorStsSizeErr; qorStsStepErr; qorStsBadArgErr for K or the border; qorStsNotEvenStepErr.

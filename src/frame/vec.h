@@ -163,6 +163,7 @@ inline V16u operator+(V16u a, V16u b) { return {_mm_add_epi16(a.v, b.v)}; }
 inline V16u operator-(V16u a, V16u b) { return {_mm_sub_epi16(a.v, b.v)}; }
 inline V16s operator+(V16s a, V16s b) { return {_mm_add_epi16(a.v, b.v)}; }
 inline V16s operator-(V16s a, V16s b) { return {_mm_sub_epi16(a.v, b.v)}; }
+inline V16s operator*(V16s a, V16s b) { return {_mm_mullo_epi16(a.v, b.v)}; }
 inline V32s operator+(V32s a, V32s b) { return {_mm_add_epi32(a.v, b.v)}; }
 inline V32s operator-(V32s a, V32s b) { return {_mm_sub_epi32(a.v, b.v)}; }
 inline V32s operator*(V32s a, V32s b) { return {_mm_mullo_epi32(a.v, b.v)}; }
@@ -275,6 +276,7 @@ inline V32f toFloat(V32s a) { return {_mm_cvtepi32_ps(a.v)}; }
 inline V64f toDoubleLo(V32s a) { return {_mm_cvtepi32_pd(a.v)}; }
 inline V64f toDoubleHi(V32s a) { return {_mm_cvtepi32_pd(_mm_unpackhi_epi64(a.v, a.v))}; }
 inline V32s nearest(V32f a) { return {_mm_cvtps_epi32(a.v)}; }
+inline V32s truncated(V32f a) { return {_mm_cvttps_epi32(a.v)}; }
 
 inline V32f toFloat(V64f lo, V64f hi) { return {_mm_movelh_ps(_mm_cvtpd_ps(lo.v), _mm_cvtpd_ps(hi.v))}; }
 
