@@ -161,10 +161,11 @@ QorStatus qoriFilterColumnPipelineGetBufferSize_Low_16s_C3R(QoriSize roiSize, in
  * then qorStsBadArgErr for a sigma that is not above 0, qorStsBorderErr for a border other than the three rules and the
  * four flags. qoriFilterGaussianBorder_*(): qorStsNullPtrErr; qorStsStepErr for a step below the width in bytes;
  * qorStsSizeErr for a height or width below 1; qorStsBadArgErr for K, then qorStsBorderErr for the border in the
- * record; qorStsBadArgErr for a shift in the record of an integer type outside 0 to 30; qorStsNotEvenStepErr for a step that is
- * not a multiple of the sample; qorStsDataTypeErr for a record of another type. qoriFilterGaussGetBufferSize_32f_C1R():
- * qorStsNullPtrErr; qorStsSizeErr; qorStsBadArgErr for K. qoriFilterGaussBorder_32f_C1R(): qorStsNullPtrErr;
- * qorStsSizeErr; qorStsStepErr; qorStsBadArgErr for K or the border; qorStsNotEvenStepErr.
+ * record; qorStsBadArgErr for a shift in the record of an integer type outside 0 to 30; qorStsNotEvenStepErr for a step
+ * that is not a multiple of the sample; qorStsDataTypeErr for a record of another type.
+ * qoriFilterGaussGetBufferSize_32f_C1R(): qorStsNullPtrErr; qorStsSizeErr; qorStsBadArgErr for K.
+ * qoriFilterGaussBorder_32f_C1R(): qorStsNullPtrErr; qorStsSizeErr; qorStsStepErr; qorStsBadArgErr for K or the border;
+ * qorStsNotEvenStepErr.
  * @{
  */
 typedef struct QoriFilterGaussianSpec QoriFilterGaussianSpec; /**< taps of one Gaussian and how they are applied */
@@ -178,24 +179,21 @@ QorStatus qoriFilterGaussianBorder_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u*
 QorStatus qoriFilterGaussianBorder_8u_C3R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
                                           const Qor8u* pBorderValue, const QoriFilterGaussianSpec* pSpec,
                                           Qor8u* pBuffer);
-QorStatus qoriFilterGaussianBorder_16s_C1R(const Qor16s* pSrc, int srcStep, Qor16s* pDst, int dstStep,
-                                           QoriSize roiSize, Qor16s borderValue, const QoriFilterGaussianSpec* pSpec,
+QorStatus qoriFilterGaussianBorder_16s_C1R(const Qor16s* pSrc, int srcStep, Qor16s* pDst, int dstStep, QoriSize roiSize,
+                                           Qor16s borderValue, const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_16s_C3R(const Qor16s* pSrc, int srcStep, Qor16s* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor16s* pBorderValue, const QoriFilterGaussianSpec* pSpec,
                                            Qor8u* pBuffer);
-QorStatus qoriFilterGaussianBorder_16s_C3R(const Qor16s* pSrc, int srcStep, Qor16s* pDst, int dstStep,
-                                           QoriSize roiSize, const Qor16s* pBorderValue,
-                                           const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
-QorStatus qoriFilterGaussianBorder_16u_C1R(const Qor16u* pSrc, int srcStep, Qor16u* pDst, int dstStep,
-                                           QoriSize roiSize, Qor16u borderValue, const QoriFilterGaussianSpec* pSpec,
+QorStatus qoriFilterGaussianBorder_16u_C1R(const Qor16u* pSrc, int srcStep, Qor16u* pDst, int dstStep, QoriSize roiSize,
+                                           Qor16u borderValue, const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_16u_C3R(const Qor16u* pSrc, int srcStep, Qor16u* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor16u* pBorderValue, const QoriFilterGaussianSpec* pSpec,
                                            Qor8u* pBuffer);
-QorStatus qoriFilterGaussianBorder_16u_C3R(const Qor16u* pSrc, int srcStep, Qor16u* pDst, int dstStep,
-                                           QoriSize roiSize, const Qor16u* pBorderValue,
-                                           const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
-QorStatus qoriFilterGaussianBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep,
-                                           QoriSize roiSize, Qor32f borderValue, const QoriFilterGaussianSpec* pSpec,
+QorStatus qoriFilterGaussianBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                           Qor32f borderValue, const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_32f_C3R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor32f* pBorderValue, const QoriFilterGaussianSpec* pSpec,
                                            Qor8u* pBuffer);
-QorStatus qoriFilterGaussianBorder_32f_C3R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep,
-                                           QoriSize roiSize, const Qor32f* pBorderValue,
-                                           const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
 QorStatus qoriFilterGaussGetBufferSize_32f_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
 QorStatus qoriFilterGaussBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
                                         int kernelSize, Qor32f sigma, QoriBorderType borderType, Qor32f borderValue,
