@@ -194,8 +194,6 @@ QorStatus filterColumns(const T* const* ppSrc, D* pDst, int dstStep, QoriSize ro
                                                          pBuffer);                                                    \
   }                                                                                                                   \
   QOR_COLUMN_SIZE(sizeName, Arithmetic, channels)
-#include "filter/column_pipeline.def"
-
 #define QOR_COLUMN_PIPELINE_32F(name, sizeName, channels)                                                           \
   QOR_BODY(name)                                                                                                    \
   (const Qor32f* const* ppSrc, Qor32f* pDst, int dstStep, QoriSize roiSize, const Qor32f* pKernel, int kernelSize,  \
@@ -204,5 +202,4 @@ QorStatus filterColumns(const T* const* ppSrc, D* pDst, int dstStep, QoriSize ro
                                                              pBuffer);                                              \
   }                                                                                                                 \
   QOR_COLUMN_SIZE(sizeName, ColumnOfFloats, channels)
-QOR_COLUMN_PIPELINE_32F(qoriFilterColumnPipeline_32f_C1R, qoriFilterColumnPipelineGetBufferSize_32f_C1R, 1)
-QOR_COLUMN_PIPELINE_32F(qoriFilterColumnPipeline_32f_C3R, qoriFilterColumnPipelineGetBufferSize_32f_C3R, 3)
+#include "filter/column_pipeline.def"

@@ -329,19 +329,20 @@ QorStatus filterRowBorder(const T* pSrc, int srcStep, D* const* ppDst, QoriSize 
                                                     borderType, pBorderValue, divisor, pBuffer);                   \
   }                                                                                                                \
   QOR_ROW_SIZE(sizeName, Arithmetic, 3)
+#define QOR_ROW_PIPELINE_32F_C1(name, sizeName)                                                                    \
+  QOR_BODY(name)                                                                                                   \
+  (const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize, \
+   int xAnchor, QoriBorderType borderType, Qor32f borderValue, Qor8u* pBuffer) {                                   \
+    return qor::filterRowBorder<qor::RowOfFloats, 1>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,  \
+                                                     borderType, &borderValue, 1, pBuffer);                        \
+  }                                                                                                                \
+  QOR_ROW_SIZE(sizeName, RowOfFloats, 1)
+#define QOR_ROW_PIPELINE_32F_C3(name, sizeName)                                                                    \
+  QOR_BODY(name)                                                                                                   \
+  (const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize, \
+   int xAnchor, QoriBorderType borderType, const Qor32f* pBorderValue, Qor8u* pBuffer) {                           \
+    return qor::filterRowBorder<qor::RowOfFloats, 3>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,  \
+                                                     borderType, pBorderValue, 1, pBuffer);                        \
+  }                                                                                                                \
+  QOR_ROW_SIZE(sizeName, RowOfFloats, 3)
 #include "filter/row_pipeline.def"
-
-QOR_BODY(qoriFilterRowBorderPipeline_32f_C1R)
-(const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize,
- int xAnchor, QoriBorderType borderType, Qor32f borderValue, Qor8u* pBuffer) {
-  return qor::filterRowBorder<qor::RowOfFloats, 1>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,
-                                                   borderType, &borderValue, 1, pBuffer);
-}
-QOR_BODY(qoriFilterRowBorderPipeline_32f_C3R)
-(const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize,
- int xAnchor, QoriBorderType borderType, const Qor32f* pBorderValue, Qor8u* pBuffer) {
-  return qor::filterRowBorder<qor::RowOfFloats, 3>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,
-                                                   borderType, pBorderValue, 1, pBuffer);
-}
-QOR_ROW_SIZE(qoriFilterRowBorderPipelineGetBufferSize_32f_C1R, RowOfFloats, 1)
-QOR_ROW_SIZE(qoriFilterRowBorderPipelineGetBufferSize_32f_C3R, RowOfFloats, 3)
