@@ -391,6 +391,103 @@ QorStatus qoriFilterLowpassGetBufferSize_32f_C1R(QoriSize roiSize, QoriMaskSize 
  */
 QorStatus qoriGenSobelKernel_16s(Qor16s* pDst, int kernelSize, int dx, int sign);
 QorStatus qoriGenSobelKernel_32f(Qor32f* pDst, int kernelSize, int dx, int sign);
+
+ * @defgroup gaussian Gaussian filters
+ *
+ * Smoothing by a Gaussian of standard deviation sigma, cut to K taps a direction (K odd, at least 3), as two passes:
+ * along the rows by qoriFilterRowBorderPipeline_*() with the anchor K / 2, then down the columns by
+ * qoriFilterColumnPipeline_*(), both with the same taps. With d = (sigma + sigma) * sigma, all in 32-bit float,
+ *
+ *     g[i] = exp(-(i - K / 2)^2 / d),    s = sum of g[i], i ascending,    t[i] = g[i] / s
+ *
+ * A sigma so small that d is 0 gives the middle tap alone, one so large that d is infinite gives equal taps.
+ *
+ * @b Record: qoriFilterGaussianInit() fills memory of the caller's, of the size that qoriFilterGaussianGetBufferSize()
+ * reports, at any address. It holds five 32-bit integers: K, 20, the data type, the border, the shift (12 for 8u, 15
+ * for 16u and 16s, 0 for 32f); and from byte 32 on the taps: 8u and 16s as Qor16s, 16u as Qor16u, each
+ *
+ *     tap[i] = truncate(t[i] * 2^shift + 0.5)
+ *
+ * with the product in 32-bit float, 32f as t[i] four times in a row. Integer taps are not corrected: their sum may
+ * differ from 2^shift a little. A tap of 32768 (16s, very small sigma) wraps to -32768. A record holds no pointer, so a
+ * copy of its bytes is a record. Only the scratch depends on the region: a record serves regions of any size and, as
+ * taps do not depend on channels, C1 and C3; scratch serves the region that it was reported for and smaller ones.
+ *
+ * @b Rounding: as the two pipelines round, the integer ones with the divisor 2^shift in each pass: to nearest, ties to
+ * even, but towards zero in the first and last K / 2 columns (rows pass) and in the remainder columns of the second
+ * pass. 8u passes through rows of 16s. So tiles that span the full width equal the whole image.
+ *
+ * @b Border: a rule, qorBorderConst, qorBorderRepl or qorBorderInMem, and flags. Along the rows the rule alone decides:
+ * qorBorderInMemLeft and qorBorderInMemRight are accepted and ignored. K / 2 rows above (below) the region are read
+ * with qorBorderInMem or the flag qorBorderInMemTop (qorBorderInMemBottom) and filtered along themselves; otherwise
+ * qorBorderRepl repeats the filtered first (last) row, and under qorBorderConst these rows are the border value itself,
+ * in all forms. A region of one row replicates vertically under every rule but qorBorderConst, whatever the flags.
+ *
+ * qoriFilterGaussBorder_32f_C1R() needs no record: it makes the taps on each call, from a sigma of any value (a NaN
+ * makes all results NaN). Its rules are qorBorderConst, qorBorderRepl, qorBorderWrap, qorBorderMirror and
+ * qorBorderMirrorR, in both directions, with the flags qorBorderInMemTop and qorBorderInMemBottom for the vertical one.
+ * Reflections go on between the ends of a row or column shorter than K / 2; of a single pixel, the edge repeats.
+ *
+ * @b Region: only the region of the source is read, and what the border reads around it: K / 2 pixels left and right of
+ * each row with qorBorderInMem, K / 2 rows above and below, columns as in the rows of the region. All pixels of the
+ * region are written. @b In @b place: yes, with one step, but under qorBorderWrap. @b Scratch: any address;
+ * qoriFilterGaussianInit() asks for it and leaves it alone. Sizes scale with the number of threads at the time of the
+ * query and wrap in 32 bits:
+ *
+ *     m = min(height, K),  w = (width + K) * channels rounded up to 8,  R and C as the pipelines' queries report for
+ *     width by m (qoriFilterGaussGetBufferSize_32f_C1R: width by K)
+ *     32f:       record 16 K + 32    scratch 4 K w + 4 (m + K) w + 8 (m + K) + R + C + 192
+ *     integers:  record 8 K + 36     scratch 2 (m + K) w + 2 (v (K - 1) + 16) + 8 (height + K) + R + C + 160,
+ *                                    v = (width + K - 1) * channels rounded up to 8
+ *     qoriFilterGaussGetBufferSize_32f_C1R:  16 ceil(K / 4) + b K + 2 K a + 16 K + R + C + 192,
+ *                                    a = 16 ceil((width + K) / 4), b = 32 ceil((width + K) / 8)
+ *
+ * @b Threads: inside the row pipeline, when a band of min(height, K) rows has 32768 pixels or more for each thread.
+ * Results do not depend on it.
+ *
+ * @b Statuses, in the order of the checks. qoriFilterGaussianGetBufferSize(): qorStsNullPtrErr; qorStsSizeErr for a
+ * height or width below 1; qorStsBadArgErr for K below 3 or even; qorStsDataTypeErr for a type other than qor8u,
+ * qor16u, qor16s, qor32f; qorStsNumChannelsErr for channels other than 1 and 3. qoriFilterGaussianInit(): the same,
+ * then qorStsBadArgErr for a sigma that is not above 0, qorStsBorderErr for a border other than the three rules and the
+ * four flags. qoriFilterGaussianBorder_*(): qorStsNullPtrErr; qorStsStepErr for a step below the width in bytes;
+ * qorStsSizeErr for a height or width below 1; qorStsBadArgErr for K, then qorStsBorderErr for the border in the
+ * record; qorStsBadArgErr for a shift in the record of an integer type outside 0 to 30; qorStsNotEvenStepErr for a step
+ * that is not a multiple of the sample; qorStsDataTypeErr for a record of another type.
+ * qoriFilterGaussGetBufferSize_32f_C1R(): qorStsNullPtrErr; qorStsSizeErr; qorStsBadArgErr for K.
+ * qoriFilterGaussBorder_32f_C1R(): qorStsNullPtrErr; qorStsSizeErr; qorStsStepErr; qorStsBadArgErr for K or the border;
+ * qorStsNotEvenStepErr.
+ * @{
+ */
+typedef struct QoriFilterGaussianSpec QoriFilterGaussianSpec; /**< taps of one Gaussian and how they are applied */
+
+QorStatus qoriFilterGaussianGetBufferSize(QoriSize roiSize, int kernelSize, QorDataType dataType, int numChannels,
+                                          int* pSpecSize, int* pBufferSize);
+QorStatus qoriFilterGaussianInit(QoriSize roiSize, int kernelSize, Qor32f sigma, QoriBorderType borderType,
+                                 QorDataType dataType, int numChannels, QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                          Qor8u borderValue, const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_8u_C3R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                          const Qor8u* pBorderValue, const QoriFilterGaussianSpec* pSpec,
+                                          Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_16s_C1R(const Qor16s* pSrc, int srcStep, Qor16s* pDst, int dstStep, QoriSize roiSize,
+                                           Qor16s borderValue, const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_16s_C3R(const Qor16s* pSrc, int srcStep, Qor16s* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor16s* pBorderValue, const QoriFilterGaussianSpec* pSpec,
+                                           Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_16u_C1R(const Qor16u* pSrc, int srcStep, Qor16u* pDst, int dstStep, QoriSize roiSize,
+                                           Qor16u borderValue, const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_16u_C3R(const Qor16u* pSrc, int srcStep, Qor16u* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor16u* pBorderValue, const QoriFilterGaussianSpec* pSpec,
+                                           Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                           Qor32f borderValue, const QoriFilterGaussianSpec* pSpec, Qor8u* pBuffer);
+QorStatus qoriFilterGaussianBorder_32f_C3R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor32f* pBorderValue, const QoriFilterGaussianSpec* pSpec,
+                                           Qor8u* pBuffer);
+QorStatus qoriFilterGaussGetBufferSize_32f_C1R(QoriSize roiSize, int kernelSize, int* pBufferSize);
+QorStatus qoriFilterGaussBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                        int kernelSize, Qor32f sigma, QoriBorderType borderType, Qor32f borderValue,
+                                        Qor8u* pBuffer);
 /** @} */
 
 #ifdef __cplusplus
