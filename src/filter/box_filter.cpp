@@ -1,6 +1,6 @@
 #include "filter/box_filter.h"
 
-#include "filter/border_rows.h"
+#include "filter/bordered_image.h"
 #include "frame/bands.h"
 #include "frame/checks.h"
 #include "frame/image_ops.h"
@@ -62,7 +62,7 @@ struct Window {
 
 // Filters rows of the region with the columns that stand in memory beside it.
 struct BoxRows {
-  BorderRows<Qor32f> source;
+  BorderedImage<Qor32f> source;
   int left, right;  // columns in memory that windows reach
   QoriSize mask;
   Plane<Qor32f> dst;

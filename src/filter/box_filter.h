@@ -8,7 +8,7 @@
 // the result is the same on every number of threads, and tiles differ by rounding alone; where all sums are exact, as
 // those of integers below 2^24 are, nothing drifts.
 //
-// The border is a rule with flags as border_rows.h has it: rules 0, with the value behind pBorderValue, 1 and 6. In
+// The border is a rule with flags as bordered_image.h has it: rules 0, with the value behind pBorderValue, 1 and 6. In
 // place, and any other overlap of source and destination, is allowed: the source is then copied to the scratch first.
 // Scratch: the reported size, at any byte. Threads: from 0x40000 pixels on, unless in place.
 //

@@ -9,7 +9,7 @@
 // the same for every pixel.
 #pragma once
 
-#include "filter/border_rows.h"
+#include "filter/bordered_image.h"
 
 namespace qor {
 
@@ -230,7 +230,7 @@ class GradientRows {
     }
   }
 
-  BorderRows<S> source_;
+  BorderedImage<S> source_;
   int left_[radius], right_[radius];
 };
 

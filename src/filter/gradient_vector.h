@@ -10,7 +10,7 @@
 // angle has 21 correct bits. From 32f every step is rounded to 32-bit float in an order that is the same for all
 // pixels, so tiles join without a seam; magnitude and angle are those of qorsMagnitude_32f and qorsAtan2_32f_A21.
 //
-// The border is a rule with flags as border_rows.h has it: rules 0, 1 and 6. No output may share memory with the
+// The border is a rule with flags as bordered_image.h has it: rules 0, 1 and 6. No output may share memory with the
 // source. Scratch: the reported size, at any byte. All runs on the calling thread, but for magnitudes of long float
 // rows.
 //

@@ -53,7 +53,7 @@ constexpr int borderPosition(int i, int n, QoriBorderType rule, bool lowInMemory
 // An image whose rows may be asked for beyond its top and bottom. Where the rule is the constant, constantRow is a row
 // of it, as long as the reader reads.
 template <class T>
-struct BorderRows {
+struct BorderedImage {
   Plane<const T> image;
   QoriSize size;
   QoriBorderType rule;
