@@ -471,7 +471,7 @@ QorStatus qoriFilterGaussBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f*
  *
  * The integer forms are means over the channels, so that they fit the sample; the float forms are not divided. L1
  * divides in fixed point: ((a + b + c) * 1365 + 2048) >> 12 in 8u, ((a + b + c) * 5461 + 8192) >> 14 in 16u, so in 16u
- * the largest samples give 65532. L2 of integers is exact, rounded to nearest; ties do not occur. In 32f every step is
+ * the largest samples give 65531. L2 of integers is exact, rounded to nearest; ties do not occur. In 32f every step is
  * rounded to 32-bit float, from left to right, and the root is correctly rounded. There max is (x > y ? x : y) from
  * left to right, so of NaNs only one in the last channel is sure to be kept; L1 and L2 keep all.
  *

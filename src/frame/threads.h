@@ -31,7 +31,8 @@ constexpr Band roundedBandOf(int thread, int count, int height) {
   const auto begin = [=](int t) {
     if (t == count) return height;
     const Qor32f quotient = static_cast<Qor32f>(int64_t{t} * height) / static_cast<Qor32f>(count);
-    const int row = static_cast<int>(quotient + 0.5F);
+    const Qor32f raised = quotient + 0.5F;
+    const int row = static_cast<int>(raised);
     return row < height ? row : height;
   };
   const int first = begin(thread);
