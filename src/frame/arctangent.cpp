@@ -1,25 +1,12 @@
 // Four-quadrant arctangent in radians.
 #include <math.h>
 
-#include "frame/checks.h"
+#include "frame/arctangent.h"
 #include "frame/row.h"
 #include "frame/vector_ops.h"
 
 namespace qor {
 namespace {
-
-// (atan(t) / t - 1) / t^2 in powers of t^2 on [0, 1], by interpolation at the nodes of Chebyshev. The relative error of
-// the angle is 2.5e-8; with the rounding of the steps it stays below 2^-22.
-constexpr Qor32f coefficients[] = {-0x1.555554p-2F, 0x1.99983cp-3F,  -0x1.246cd2p-3F, 0x1.c3f168p-4F, -0x1.6295f8p-4F,
-                                   0x1.0001c6p-4F,  -0x1.25dc12p-5F, 0x1.ba9f66p-7F,  -0x1.38de56p-9F};
-
-// atan(t) for t in [0, 1].
-inline V32f arctanOfFraction(V32f t) {
-  const V32f z = t * t;
-  V32f p = splat(coefficients[8]);
-  for (int i = 7; i >= 0; --i) p = p * z + splat(coefficients[i]);
-  return t + t * (z * p);
-}
 
 QOR_FORCE_INLINE Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {
   const V32f y = load(pY), x = load(pX), sign = splat(-0.0F);

@@ -11,7 +11,7 @@ namespace qor {
 
 // Runs work(band) for the bands of height rows over a team; a thread without rows does nothing. A runtime that declines
 // to fork gives a team of one, which takes the whole height.
-template <class Work>
+template <Band split(int thread, int count, int height) = bandOf, class Work>
 void forBands(int height, int team, const Work& work) {
   int count = 1;
 #pragma omp parallel num_threads(team) default(none) shared(height, work, count)
@@ -19,7 +19,7 @@ void forBands(int height, int team, const Work& work) {
 #pragma omp master
     count = owncvGetNumThreads();
 #pragma omp barrier
-    const Band band = bandOf(owncvGetIdThreads(), count, height);
+    const Band band = split(owncvGetIdThreads(), count, height);
     if (band.rows > 0) work(band);
   }
 }

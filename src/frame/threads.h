@@ -25,6 +25,20 @@ constexpr Band bandOf(int thread, int count, int height) {
   return {thread, thread * rows, thread == count - 1 ? height - thread * rows : rows};
 }
 
+// Thread t of count begins at the row nearest to t * height / count, a quotient of 32-bit floats. The quotient of the
+// last bound may lie beside the height, which stands for it.
+constexpr Band roundedBandOf(int thread, int count, int height) {
+  const auto begin = [=](int t) {
+    if (t == count) return height;
+    const Qor32f quotient = static_cast<Qor32f>(int64_t{t} * height) / static_cast<Qor32f>(count);
+    const Qor32f raised = quotient + 0.5F;
+    const int row = static_cast<int>(raised);
+    return row < height ? row : height;
+  };
+  const int first = begin(thread);
+  return {thread, first, begin(thread + 1) - first};
+}
+
 // Partial results on the caller's stack up to this many threads, allocated beyond.
 constexpr int stackSlots = 32;
 

@@ -41,13 +41,18 @@ struct Block {
   Vec<T> v[count];
 };
 
-// ---- memory: addresses need no alignment, but for stream
+// ---- memory: addresses need no alignment, but for stream and loadAligned
 template <class T>
 inline Vec<T> load(const T* p) {
   return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
 }
 inline V32f load(const Qor32f* p) { return {_mm_loadu_ps(p)}; }
 inline V64f load(const Qor64f* p) { return {_mm_loadu_pd(p)}; }
+template <class T>
+inline Vec<T> loadAligned(const T* p) {
+  return {_mm_load_si128(reinterpret_cast<const __m128i*>(p))};
+}
+inline V32f loadAligned(const Qor32f* p) { return {_mm_load_ps(p)}; }
 template <class T>
 inline void store(T* p, Vec<T> a) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v);
@@ -163,6 +168,7 @@ inline V16u operator+(V16u a, V16u b) { return {_mm_add_epi16(a.v, b.v)}; }
 inline V16u operator-(V16u a, V16u b) { return {_mm_sub_epi16(a.v, b.v)}; }
 inline V16s operator+(V16s a, V16s b) { return {_mm_add_epi16(a.v, b.v)}; }
 inline V16s operator-(V16s a, V16s b) { return {_mm_sub_epi16(a.v, b.v)}; }
+inline V16s operator*(V16s a, V16s b) { return {_mm_mullo_epi16(a.v, b.v)}; }
 inline V32s operator+(V32s a, V32s b) { return {_mm_add_epi32(a.v, b.v)}; }
 inline V32s operator-(V32s a, V32s b) { return {_mm_sub_epi32(a.v, b.v)}; }
 inline V32s operator*(V32s a, V32s b) { return {_mm_mullo_epi32(a.v, b.v)}; }
@@ -187,9 +193,15 @@ inline V16s subSat(V16s a, V16s b) { return {_mm_subs_epi16(a.v, b.v)}; }
 inline V32f sqrt(V32f a) { return {_mm_sqrt_ps(a.v)}; }
 inline V64f sqrt(V64f a) { return {_mm_sqrt_pd(a.v)}; }
 
+// The upper half of the product, and half of it more closely: (a * b + 2^14) >> 15.
+inline V16u multiplyHigh(V16u a, V16u b) { return {_mm_mulhi_epu16(a.v, b.v)}; }
+inline V16s multiplyHighRounded(V16s a, V16s b) { return {_mm_mulhrs_epi16(a.v, b.v)}; }
+
 // ---- shifts by a count that may be a variable
 inline V16u operator>>(V16u a, int n) { return {_mm_srl_epi16(a.v, _mm_cvtsi32_si128(n))}; }
 inline V16u operator<<(V16u a, int n) { return {_mm_sll_epi16(a.v, _mm_cvtsi32_si128(n))}; }
+inline V16s operator>>(V16s a, int n) { return {_mm_sra_epi16(a.v, _mm_cvtsi32_si128(n))}; }
+inline V16s operator<<(V16s a, int n) { return {_mm_sll_epi16(a.v, _mm_cvtsi32_si128(n))}; }
 inline V32s operator>>(V32s a, int n) { return {_mm_sra_epi32(a.v, _mm_cvtsi32_si128(n))}; }
 inline V32s operator<<(V32s a, int n) { return {_mm_sll_epi32(a.v, _mm_cvtsi32_si128(n))}; }
 
@@ -275,6 +287,7 @@ inline V32f toFloat(V32s a) { return {_mm_cvtepi32_ps(a.v)}; }
 inline V64f toDoubleLo(V32s a) { return {_mm_cvtepi32_pd(a.v)}; }
 inline V64f toDoubleHi(V32s a) { return {_mm_cvtepi32_pd(_mm_unpackhi_epi64(a.v, a.v))}; }
 inline V32s nearest(V32f a) { return {_mm_cvtps_epi32(a.v)}; }
+inline V32s truncated(V32f a) { return {_mm_cvttps_epi32(a.v)}; }
 
 inline V32f toFloat(V64f lo, V64f hi) { return {_mm_movelh_ps(_mm_cvtpd_ps(lo.v), _mm_cvtpd_ps(hi.v))}; }
 

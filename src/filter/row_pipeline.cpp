@@ -1,0 +1,348 @@
+// Rows of an image filtered along themselves, with a border, into rows that the caller points at.
+#include "filter/border_row.h"
+#include "filter/pipeline.h"
+#include "filter/tap_sums.h"
+#include "frame/bands.h"
+#include "frame/bodies.h"
+
+namespace qor {
+namespace {
+
+// ---- a row
+
+// Kernels make 16 or 8 results at a time; what a span is read beyond its last result.
+constexpr ptrdiff_t lanes = 8;
+
+// Results of n neighbouring samples whose spans may be read up to the next multiple of 8.
+template <Section section, int channels, class T, class D, class Filter>
+void filterPadded(const T* spans, D* dst, ptrdiff_t n, const Filter& filter) {
+  ptrdiff_t x = 0;
+  for (; x <= n - lanes; x += lanes) filter.template run<section, 2>(dst + x, RowSpan<channels, T>{spans + x});
+  if (x < n) {
+    D last[lanes];
+    filter.template run<section, 2>(last, RowSpan<channels, T>{spans + x});
+    __builtin_memcpy(dst + x, last, static_cast<size_t>(n - x) * sizeof(D));
+  }
+}
+
+// Results of n neighbouring samples whose spans are read exactly. The last block reaches back over the one before: a
+// row is no destination of its own.
+template <int channels, class T, class D, class Filter>
+void filterInside(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged, const Filter& filter) {
+  constexpr Section inside = Section::inside;
+  if (n < lanes) {
+    const ptrdiff_t reach = ptrdiff_t{kernelSize - 1} * channels;
+    for (ptrdiff_t i = 0; i < n + reach; ++i) staged[i] = spans[i];
+    filterPadded<inside, channels>(staged, dst, n, filter);
+    return;
+  }
+  ptrdiff_t x = 0;
+  for (; x <= n - 2 * lanes; x += 2 * lanes) filter.template run<inside, 4>(dst + x, RowSpan<channels, T>{spans + x});
+  if (x <= n - lanes) {
+    filter.template run<inside, 2>(dst + x, RowSpan<channels, T>{spans + x});
+    x += lanes;
+  }
+  if (x < n) filter.template run<inside, 2>(dst + n - lanes, RowSpan<channels, T>{spans + n - lanes});
+}
+
+// The image and how it is read.
+template <int channels, class T>
+struct RowSource {
+  const T* first;
+  int step;
+  int width, kernelSize, anchor;
+  QoriBorderType border;
+  const T* value;
+};
+
+// One row in its three sections.
+template <int channels, class T, class D, class Inside, class Edge>
+void filterRow(const RowSource<channels, T>& source, const T* row, D* dst, T* staged, const Inside& inside,
+               const Edge& edge) {
+  const ptrdiff_t width = source.width, kernelSize = source.kernelSize, anchor = source.anchor;
+  const ptrdiff_t left = anchor < width ? anchor : width;
+  const ptrdiff_t behind = kernelSize - 1 - anchor, right = behind < width - left ? behind : width - left;
+  if (kernelSize > 1) {
+    const ptrdiff_t spans =
+        fillBorder<channels>(staged, row, source.width, source.kernelSize, source.anchor, source.border, source.value);
+    filterPadded<Section::edge, channels>(staged, dst, left * channels, edge);
+    filterPadded<Section::edge, channels>(staged + spans, dst + (width - right) * channels, right * channels, edge);
+  }
+  if (width >= kernelSize) {
+    filterInside<channels>(row, dst + anchor * channels, (width - kernelSize + 1) * channels, source.kernelSize, staged,
+                           inside);
+  }
+}
+
+// All rows, in bands of the team or at once. Each thread stages in its own piece of the scratch behind the taps.
+template <int channels, class T, class D, class Inside, class Edge>
+void filterRows(bool parallel, const RowSource<channels, T>& source, D* const* rows, int height, void* pieces,
+                size_t pieceBytes, const Inside& inside, const Edge& edge) {
+  forBandsIf(parallel, height, [&](Band band) {
+    T* const staged = reinterpret_cast<T*>(static_cast<Qor8u*>(pieces) + static_cast<size_t>(band.thread) * pieceBytes);
+    for (int y = band.first; y < band.first + band.rows; ++y) {
+      filterRow(source, rowAt(source.first, source.step, y), rows[y], staged, inside, edge);
+    }
+  });
+}
+
+// A filter whose inside is made as its edges are, without rounding.
+template <class Filter>
+struct AsEdge {
+  Filter filter;
+
+  template <Section, int groups, class Span>
+  QOR_FORCE_INLINE void run(typename Filter::Result* dst, const Span& span) const {
+    filter.template run<Section::edge, groups>(dst, span);
+  }
+};
+
+// ---- arithmetic by member
+
+template <int channels, class T, class Tap, class D>
+struct RowCall {
+  RowSource<channels, T> source;
+  D* const* rows;
+  int height;
+  const Tap* taps;
+  int divisor;
+  Qor8u* scratch;
+
+  int kernelSize() const { return source.kernelSize; }
+  QoriSize size() const { return {source.width, height}; }
+};
+
+// Room for float taps at the front of the scratch.
+inline Qor32f* tapRoom(Qor8u* scratch) { return static_cast<Qor32f*>(aligned16(scratch)); }
+inline void* behindTaps(Qor32f* taps, ptrdiff_t count) { return taps + (count + 3) / 4 * 4; }
+
+// Calls f(std::integral_constant): 3 and 5 taps have kernels of their own, 0 stands for any number.
+template <class F>
+void withKernelSize(int kernelSize, const F& f) {
+  if (kernelSize == 3) return f(std::integral_constant<int, 3>());
+  if (kernelSize == 5) return f(std::integral_constant<int, 5>());
+  f(std::integral_constant<int, 0>());
+}
+
+// 8u16s: exact sums times the reciprocal. With a divisor of 1 the product changes nothing: sums that a float rounds lie
+// far outside 16 bits.
+template <int channels>
+struct RowOfBytes {
+  static ScratchSize scratch(QoriSize, int kernelSize) {
+    return {0, (channels == 1 ? 36U : 60U) * static_cast<Qor32u>(kernelSize) + 112};
+  }
+  static void run(const RowCall<channels, Qor8u, Qor16s, Qor16s>& call) {
+    withKernelSize(call.kernelSize(), [&](auto K) {
+      using Sum = IntegerSum<PairTaps<K>>;
+      const Scaled<Qor16s, Sum> filter{Sum{PairTaps<K>(call.taps, call.kernelSize())}, splat(inverseOf(call.divisor))};
+      filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, aligned16(call.scratch),
+                 scratch(call.size(), call.kernelSize()).perThread, filter, filter);
+    });
+  }
+};
+
+template <int channels>
+struct RowOfSigned {
+  static ScratchSize scratch(QoriSize, int kernelSize) {
+    const auto K = static_cast<Qor32u>(kernelSize);
+    return {0, channels == 1 ? 48 * K + 80 : 40 * K + 64};
+  }
+
+  using Call = RowCall<channels, Qor16s, Qor16s, Qor16s>;
+
+  template <class Inside, class Edge>
+  static void run(const Call& call, void* pieces, const Inside& inside, const Edge& edge) {
+    filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, pieces,
+               scratch(call.size(), call.kernelSize()).perThread, inside, edge);
+  }
+
+  // 3 or 5 taps: exact sums times the reciprocal if they fit, else taps times the reciprocal; at the edges a float sum
+  // times the reciprocal.
+  template <int K>
+  static void runShort(const Call& call) {
+    const Qor32f inverse = inverseOf(call.divisor);
+    Qor32f plain[K], divided[K];
+    floatTaps(plain, call.taps, K, 1.0F);
+    floatTaps(divided, call.taps, K, inverse);
+    using Floats = FloatSum<FloatTaps<K>>;
+    using Exact = IntegerSum<PairTaps<K>>;
+    const Scaled<Qor16s, Floats> edge{Floats{FloatTaps<K>(plain)}, splat(inverse)};
+    if (channels == 1 && absoluteSum(call.taps, K) < exactTapLimit) {
+      run(call, aligned16(call.scratch), Scaled<Qor16s, Exact>{Exact{PairTaps<K>(call.taps)}, splat(inverse)}, edge);
+    } else {
+      run(call, aligned16(call.scratch), Plain<Qor16s, Floats>{Floats{FloatTaps<K>(divided)}}, edge);
+    }
+  }
+
+  // Any other number: sums of pairs times the reciprocal, unless a tap of -32768 may overflow a pair; at the edges, and
+  // in a short row everywhere, taps times the reciprocal.
+  static void runLong(const Call& call) {
+    constexpr int longestTruncated = 15;
+    const Qor32f inverse = inverseOf(call.divisor);
+    Qor32f* const divided = tapRoom(call.scratch);
+    floatTaps(divided, call.taps, call.kernelSize(), inverse);
+    void* const pieces = behindTaps(divided, call.kernelSize());
+    using Floats = FloatSum<FloatTaps<0>>;
+    using Pairs = PairSum<PairTaps<0>>;
+    using Divided = Plain<Qor16s, Floats>;
+    const Divided edge{Floats{FloatTaps<0>(divided, call.kernelSize())}};
+    bool lowest = false;
+    for (int i = 0; i < call.kernelSize(); ++i) lowest = lowest || call.taps[i] == bottomOf<Qor16s>;
+    if (call.source.width - call.kernelSize() <= longestTruncated) {
+      run(call, pieces, AsEdge<Divided>{edge}, edge);
+    } else if (channels == 1 && lowest) {
+      run(call, pieces, edge, edge);
+    } else {
+      run(call, pieces, Scaled<Qor16s, Pairs>{Pairs{PairTaps<0>(call.taps, call.kernelSize())}, splat(inverse)}, edge);
+    }
+  }
+
+  static void run(const Call& call) {
+    if (call.kernelSize() == 3) {
+      runShort<3>(call);
+    } else if (call.kernelSize() == 5) {
+      runShort<5>(call);
+    } else {
+      runLong(call);
+    }
+  }
+};
+
+// 16u: a float sum times the reciprocal.
+template <int channels>
+struct RowOfUnsigned {
+  static ScratchSize scratch(QoriSize, int kernelSize) {
+    return {(channels == 1 ? 48U : 112U) * static_cast<Qor32u>(kernelSize) + 80, 0, false};
+  }
+  static void run(const RowCall<channels, Qor16u, Qor16u, Qor16u>& call) {
+    Qor32f* const plain = tapRoom(call.scratch);
+    floatTaps(plain, call.taps, call.kernelSize(), 1.0F);
+    withKernelSize(call.kernelSize(), [&](auto K) {
+      using Sum = FloatSum<FloatTaps<K>>;
+      const Scaled<Qor16u, Sum> filter{Sum{FloatTaps<K>(plain, call.kernelSize())}, splat(inverseOf(call.divisor))};
+      filterRows(false, call.source, call.rows, call.height, behindTaps(plain, call.kernelSize()), 0, filter, filter);
+    });
+  }
+};
+
+// 32f: the float sum.
+template <int channels>
+struct RowOfFloats {
+  static ScratchSize scratch(QoriSize, int kernelSize) {
+    const auto K = static_cast<Qor32u>(kernelSize);
+    const Qor32u team = static_cast<Qor32u>(owncvGetMaxNumThreads());
+    return {channels == 1 ? 16 * team : 0, channels == 1 ? 64 * K + 64 : 192 * K + 64};
+  }
+  static void run(const RowCall<channels, Qor32f, Qor32f, Qor32f>& call) {
+    const bool parallel = pipelineGoesParallel(call.size()) && (channels == 3 || runsepomp(call.kernelSize()) != 0);
+    withKernelSize(call.kernelSize(), [&](auto K) {
+      using Sum = FloatSum<FloatTaps<K>>;
+      const Plain<Qor32f, Sum> filter{Sum{FloatTaps<K>(call.taps, call.kernelSize())}};
+      filterRows(parallel, call.source, call.rows, call.height, aligned16(call.scratch),
+                 scratch(call.size(), call.kernelSize()).perThread, filter, filter);
+    });
+  }
+};
+
+// Low_16s. The binomial shape wraps in 16 bits in every column.
+template <int channels>
+struct RowOfLow {
+  static ScratchSize scratch(QoriSize, int kernelSize) {
+    const auto K = static_cast<Qor32u>(kernelSize);
+    return {0, channels == 1 ? 24 * K + 64 : 208 * K + 64};
+  }
+  template <int K, bool wrapsEverywhere>
+  static void run(const RowCall<channels, Qor16s, Qor16s, Qor16s>& call) {
+    const Low<K, wrapsEverywhere> filter{LowTaps<K>(call.taps, call.kernelSize()),
+                                         PairTaps<K>(call.taps, call.kernelSize()), splat(lowScale(call.divisor))};
+    filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, aligned16(call.scratch),
+               scratch(call.size(), call.kernelSize()).perThread, filter, filter);
+  }
+  static void run(const RowCall<channels, Qor16s, Qor16s, Qor16s>& call) {
+    const Qor16s* const k = call.taps;
+    const RowSource<channels, Qor16s>& s = call.source;
+    if (s.kernelSize == 5 && s.border == qorBorderRepl && s.anchor == 2 && k[0] == k[4] && k[1] == k[3] &&
+        s.width - 2 > 8 && call.divisor == 16) {
+      run<5, true>(call);
+    } else {
+      withKernelSize(s.kernelSize, [&](auto K) { run<K, false>(call); });
+    }
+  }
+};
+
+// ---- a call
+
+constexpr QorStatus kernelCheck(int kernelSize, int anchor) {
+  if (kernelSize < 1) return qorStsSizeErr;
+  return anchor < 0 || anchor >= kernelSize ? qorStsAnchorErr : qorStsNoErr;
+}
+
+constexpr QorStatus pipelineBorderCheck(QoriBorderType border) {
+  return border == qorBorderConst || border == qorBorderRepl || border == qorBorderInMem ? qorStsNoErr
+                                                                                         : qorStsBadArgErr;
+}
+
+template <class T>
+constexpr QorStatus rowDivisorCheck(int divisor) {
+  return divisor == 0 || (std::is_same_v<T, Qor16u> && divisor < 0) ? qorStsBadArgErr : qorStsNoErr;
+}
+
+template <template <int> class Arithmetic, int channels, class T, class Tap, class D>
+QorStatus filterRowBorder(const T* pSrc, int srcStep, D* const* ppDst, QoriSize roiSize, const Tap* pKernel,
+                          int kernelSize, int xAnchor, QoriBorderType borderType, const T* value, int divisor,
+                          Qor8u* pBuffer) {
+  QorStatus status = firstFailure(nullCheck(pSrc, ppDst, pKernel, pBuffer), sizeCheck(roiSize));
+  if (status != qorStsNoErr) return status;
+  status = firstFailure(rowsCheck(ppDst, roiSize.height), nullCheck(value), kernelCheck(kernelSize, xAnchor),
+                        stepCheck<T>(int64_t{roiSize.width} * channels, srcStep), evenCheck<T>(srcStep),
+                        pipelineBorderCheck(borderType), rowDivisorCheck<T>(divisor));
+  if (status != qorStsNoErr) return status;
+  Arithmetic<channels>::run({{pSrc, srcStep, roiSize.width, kernelSize, xAnchor, borderType, value},
+                             ppDst,
+                             roiSize.height,
+                             pKernel,
+                             divisor,
+                             pBuffer});
+  return qorStsNoErr;
+}
+
+}  // namespace
+}  // namespace qor
+
+#define QOR_ROW_SIZE(name, Arithmetic, channels)                                                     \
+  QOR_BODY(name)(QoriSize roiSize, int kernelSize, int* pBufferSize) {                               \
+    return qor::reportScratch(roiSize, kernelSize, pBufferSize, qor::Arithmetic<channels>::scratch); \
+  }
+#define QOR_ROW_PIPELINE_C1(name, sizeName, T, Tap, D, Arithmetic)                                                 \
+  QOR_BODY(name)                                                                                                   \
+  (const T* pSrc, int srcStep, D* const* ppDst, QoriSize roiSize, const Tap* pKernel, int kernelSize, int xAnchor, \
+   QoriBorderType borderType, T borderValue, int divisor, Qor8u* pBuffer) {                                        \
+    return qor::filterRowBorder<qor::Arithmetic, 1>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,   \
+                                                    borderType, &borderValue, divisor, pBuffer);                   \
+  }                                                                                                                \
+  QOR_ROW_SIZE(sizeName, Arithmetic, 1)
+#define QOR_ROW_PIPELINE_C3(name, sizeName, T, Tap, D, Arithmetic)                                                 \
+  QOR_BODY(name)                                                                                                   \
+  (const T* pSrc, int srcStep, D* const* ppDst, QoriSize roiSize, const Tap* pKernel, int kernelSize, int xAnchor, \
+   QoriBorderType borderType, const T* pBorderValue, int divisor, Qor8u* pBuffer) {                                \
+    return qor::filterRowBorder<qor::Arithmetic, 3>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,   \
+                                                    borderType, pBorderValue, divisor, pBuffer);                   \
+  }                                                                                                                \
+  QOR_ROW_SIZE(sizeName, Arithmetic, 3)
+#define QOR_ROW_PIPELINE_32F_C1(name, sizeName)                                                                    \
+  QOR_BODY(name)                                                                                                   \
+  (const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize, \
+   int xAnchor, QoriBorderType borderType, Qor32f borderValue, Qor8u* pBuffer) {                                   \
+    return qor::filterRowBorder<qor::RowOfFloats, 1>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,  \
+                                                     borderType, &borderValue, 1, pBuffer);                        \
+  }                                                                                                                \
+  QOR_ROW_SIZE(sizeName, RowOfFloats, 1)
+#define QOR_ROW_PIPELINE_32F_C3(name, sizeName)                                                                    \
+  QOR_BODY(name)                                                                                                   \
+  (const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize, \
+   int xAnchor, QoriBorderType borderType, const Qor32f* pBorderValue, Qor8u* pBuffer) {                           \
+    return qor::filterRowBorder<qor::RowOfFloats, 3>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,  \
+                                                     borderType, pBorderValue, 1, pBuffer);                        \
+  }                                                                                                                \
+  QOR_ROW_SIZE(sizeName, RowOfFloats, 3)
+#include "filter/row_pipeline.def"

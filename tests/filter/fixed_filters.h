@@ -1,0 +1,185 @@
+// The fixed filters as their header defines them, pixel by pixel, and the table of their members for the tests.
+#pragma once
+
+#include <math.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "qorcv/filter.h"
+#include "support/support.h"
+
+namespace qortest {
+
+// Kernels by the number of taps; along the row and down the columns. The Laplacian has taps of its own.
+struct Filter {
+  std::vector<int> along3, down3, along5, down5;
+  bool isLaplacian = false;
+
+  const std::vector<int>& along(int K) const { return K == 3 ? along3 : along5; }
+  const std::vector<int>& down(int K) const { return K == 3 ? down3 : down5; }
+};
+
+namespace filters {
+inline const std::vector<int> sobel3{1, 2, 1}, dx3{-1, 0, 1}, dxNeg3{1, 0, -1}, d2x3{1, -2, 1}, avr3{1, 1, 1},
+    scharr{3, 10, 3}, sobel5{1, 4, 6, 4, 1}, dx5{-1, -2, 0, 2, 1}, dxNeg5{1, 2, 0, -2, -1}, d2x5{1, 0, -2, 0, 1},
+    avr5{1, 1, 1, 1, 1};
+inline const Filter SobelHoriz{sobel3, dx3, sobel5, dx5}, SobelVert{dxNeg3, sobel3, dxNeg5, sobel5},
+    SobelNegVert{dx3, sobel3, dx5, sobel5}, SobelHorizSecond{sobel3, d2x3, sobel5, d2x5},
+    SobelVertSecond{d2x3, sobel3, d2x5, sobel5}, SobelCross{dxNeg3, dx3, dxNeg5, dx5}, ScharrHoriz{scharr, dx3, {}, {}},
+    ScharrVert{dx3, scharr, {}, {}}, Lowpass{avr3, avr3, avr5, avr5}, Laplacian{{1, 0, 1}, {}, sobel5, d2x5, true};
+}  // namespace filters
+
+struct Sides {
+  bool top, bottom, left, right;
+};
+
+// The sides on which memory around the region is read.
+inline Sides memorySides(int border) {
+  const int rule = border & 15;
+  if (rule == qorBorderInMem || (border & 240) == 240) return {true, true, true, true};
+  const bool columns = rule == qorBorderConst || rule == qorBorderRepl;
+  return {(border & 16) != 0, (border & 32) != 0, columns && (border & 64) != 0, columns && (border & 128) != 0};
+}
+
+// Walks from the edge to position p outside 0..n-1 and returns the position that it repeats, or `value`. A reflection
+// turns at the far end unless that side is open.
+constexpr int value = -1000;
+inline int walk(int rule, int p, int n, bool farEndOpen) {
+  if (rule == qorBorderConst) return value;
+  if (rule == qorBorderMirror && n == 1 && !farEndOpen) rule = qorBorderMirrorR;
+  const int steps = p < 0 ? -p : p - n + 1, away = p < 0 ? -1 : 1;
+  int at = away < 0 ? 0 : n - 1, direction = -away;
+  if (rule == qorBorderWrap) at = away < 0 ? 0 : n - 1, direction = away;
+  for (int i = 0; i < steps; ++i) {
+    const int next = at + direction;
+    if (rule == qorBorderRepl) break;
+    if (rule == qorBorderMirrorR && i == 0) continue;
+    if (rule == qorBorderWrap) {
+      at = (next + n) % n;
+    } else if (farEndOpen || (next >= 0 && next < n)) {
+      at = next;
+    } else {
+      direction = -direction;
+      if (rule == qorBorderMirror) at += direction;
+    }
+  }
+  return at;
+}
+
+// Sums of samples under taps: the outermost pair first, each pair before its weight, the middle last. Exact in int.
+template <class A>
+A fold(const std::vector<int>& taps, const std::vector<A>& samples) {
+  A sum = 0;
+  bool first = true;
+  const size_t K = taps.size();
+  const auto add = [&](A term) {
+    sum = first ? term : sum + term;
+    first = false;
+  };
+  for (size_t i = 0; i < K / 2; ++i) {
+    const int left = taps[i], right = taps[K - 1 - i];
+    if (left == 0 && right == 0) continue;
+    const A a = samples[i], b = samples[K - 1 - i];
+    add(static_cast<A>(std::abs(left)) * (left == right ? a + b : left > right ? a - b : b - a));
+  }
+  if (taps[K / 2] != 0) add(static_cast<A>(taps[K / 2]) * samples[K / 2]);
+  return sum;
+}
+
+// The sums of a filter under a border: int for 8u, float for 32f.
+template <class S>
+class FilterSums {
+ public:
+  using A = std::conditional_t<std::is_same_v<S, Qor32f>, float, int>;
+
+  FilterSums(const GuardedImage<S>& src, int K, int border, S borderValue)
+      : src_(src), K_(K), border_(border), sides_(memorySides(border)), constant_(borderValue) {}
+
+  std::vector<A> of(const Filter& f) const {
+    if (!f.isLaplacian) return separable(f.along(K_), f.down(K_));
+    if (K_ == 5) {
+      std::vector<A> a = separable(filters::sobel5, filters::d2x5), b = separable(filters::d2x5, filters::sobel5);
+      for (size_t i = 0; i < a.size(); ++i) a[i] += b[i];
+      return a;
+    }
+    std::vector<A> a = separable({1, 0, 1}, {1, 0, 1});
+    for (size_t i = 0; i < a.size(); ++i) {
+      const int width = src_.size().width, index = static_cast<int>(i);
+      a[i] = A{2} * a[i] - A{8} * static_cast<A>(src_.at(index % width, index / width));
+    }
+    return a;
+  }
+
+ private:
+  std::vector<A> separable(const std::vector<int>& along, const std::vector<int>& down) const {
+    const QoriSize size = src_.size();
+    const int reach = K_ / 2;
+    std::vector<std::vector<A>> rows;
+    for (int y = -reach; y < size.height + reach; ++y) rows.push_back(filtered(y, along));
+    std::vector<A> sums, samples(static_cast<size_t>(K_));
+    for (int y = 0; y < size.height; ++y) {
+      for (int x = 0; x < size.width; ++x) {
+        for (int j = 0; j < K_; ++j)
+          samples[static_cast<size_t>(j)] = rows[static_cast<size_t>(y + j)][static_cast<size_t>(x)];
+        sums.push_back(fold(down, samples));
+      }
+    }
+    return sums;
+  }
+
+  // Row y, which may lie outside, under the taps along it.
+  std::vector<A> filtered(int y, const std::vector<int>& taps) const {
+    const QoriSize size = src_.size();
+    int row = y;
+    if (y < 0 && !sides_.top) row = walk(border_ & 15, y, size.height, sides_.bottom);
+    if (y >= size.height && !sides_.bottom) row = walk(border_ & 15, y, size.height, sides_.top);
+    std::vector<A> result, samples(taps.size());
+    for (int x = 0; x < size.width; ++x) {
+      if (row == value) {
+        int total = 0;
+        for (const int tap : taps) total += tap;
+        result.push_back(static_cast<A>(constant_) * static_cast<A>(total));
+        continue;
+      }
+      for (int i = 0; i < K_; ++i) samples[static_cast<size_t>(i)] = pixel(x + i - K_ / 2, row);
+      result.push_back(fold(taps, samples));
+    }
+    return result;
+  }
+
+  A pixel(int x, int row) const {
+    const int width = src_.size().width;
+    int column = x;
+    // With a flag for either side a reflection along the row repeats the edge.
+    const int rule = (border_ & 15) == qorBorderMirror && (border_ & 192) != 0 ? int{qorBorderMirrorR} : border_ & 15;
+    if ((x < 0 && !sides_.left) || (x >= width && !sides_.right)) column = walk(rule, x, width, false);
+    return column == value ? static_cast<A>(constant_) : static_cast<A>(src_.at(column, row));
+  }
+
+  const GuardedImage<S>& src_;
+  int K_, border_;
+  Sides sides_;
+  S constant_;
+};
+
+// What a member stores.
+inline Qor16s stored(int sum, Qor16s) { return static_cast<Qor16s>(sum); }
+inline Qor32f stored(float sum, Qor32f) { return sum; }
+
+inline Qor8s quotient(int sum, int divisor, bool truncates) {
+  const float exact = static_cast<float>(sum) * (1.0F / static_cast<float>(divisor));
+  const float clamped = std::clamp(exact, -128.0F, 127.0F);
+  return static_cast<Qor8s>(truncates ? truncf(clamped) : nearbyintf(clamped));
+}
+
+// Every legal border argument.
+inline std::vector<int> allBorders() {
+  std::vector<int> borders;
+  for (int flags = 0; flags < 256; flags += 16) {
+    for (const int rule : {0, 1, 2, 3, 4, 6}) borders.push_back(rule | flags);
+  }
+  return borders;
+}
+
+}  // namespace qortest
