@@ -117,7 +117,10 @@ struct PairTaps<0> {
 
   PairTaps(const Qor16s* first, int kernelSize) : tap(first), taps(kernelSize) {}
   ptrdiff_t count() const { return taps; }
-  V16s operator[](ptrdiff_t i) const { return as<Qor16s>(splat(tapPair(tap, i, taps))); }
+  V16s operator[](ptrdiff_t i) const {
+    if (i + 1 == taps) return as<Qor16s>(splat(tapPair(tap, i, taps)));
+    return as<Qor16s>(splat(static_cast<Qor32s>(_mm_cvtsi128_si32(_mm_loadu_si32(tap + i)))));
+  }
 };
 
 // Single taps in 16 bits.
@@ -208,41 +211,48 @@ struct PairSum {
 
 // ---- results
 
+// 32-bit integers to samples, saturated.
+template <class D, int groups>
+QOR_FORCE_INLINE void storeIntegers(D* dst, const V32s (&sum)[groups]) {
+  // Four lanes go twice through the packs, and one half is stored.
+  constexpr int last = groups - 1;
+  for (int g = 0; g < groups; g += sizeof(D) == 1 ? 4 : 2) {
+    const V32s a = sum[g], b = g + 1 > last ? a : sum[g + 1];
+    __m128i packed;
+    if constexpr (sizeof(D) == 2) {
+      packed = std::is_signed_v<D> ? narrowToS(a, b).v : narrowToU(a, b).v;
+    } else {
+      const V16s low = narrowToS(a, b);
+      const V16s high = g + 2 > last ? low : narrowToS(sum[g + 2], g + 3 > last ? a : sum[g + 3]);
+      packed = std::is_signed_v<D> ? narrowToS(low, high).v : narrowToU(low, high).v;
+    }
+    constexpr int bytes = groups * 4 * static_cast<int>(sizeof(D));
+    D* const to = dst + 4 * g;
+    if constexpr (bytes == 4) {
+      _mm_storeu_si32(to, packed);
+    } else if constexpr (bytes == 8) {
+      _mm_storeu_si64(to, packed);
+    } else {
+      static_assert(bytes % 16 == 0);
+      store(to, Vec<D>{packed});
+    }
+  }
+}
+
 // Floats to samples. Sums above the top are cut before the conversion, which turns what lies outside 32 bits into the
 // lowest integer; below the bottom that is right, and the saturating packs do the rest.
 template <Section section, class D, int groups>
-inline void storeSums(D* dst, const V32f (&sum)[groups]) {
+QOR_FORCE_INLINE void storeSums(D* dst, const V32f (&sum)[groups]) {
   if constexpr (std::is_same_v<D, Qor32f>) {
     for (int g = 0; g < groups; ++g) store(dst + 4 * g, sum[g]);
   } else {
     const V32f top = splat(static_cast<Qor32f>(topOf<D>));
-    const auto converted = [&](int g) {
+    V32s integers[groups];
+    for (int g = 0; g < groups; ++g) {
       const V32f cut = min(sum[g], top);
-      return section == Section::inside ? nearest(cut) : truncated(cut);
-    };
-    // Four lanes go twice through the packs, and one half is stored.
-    constexpr int last = groups - 1;
-    for (int g = 0; g < groups; g += sizeof(D) == 1 ? 4 : 2) {
-      const V32s a = converted(g), b = g + 1 > last ? a : converted(g + 1);
-      __m128i packed;
-      if constexpr (sizeof(D) == 2) {
-        packed = std::is_signed_v<D> ? narrowToS(a, b).v : narrowToU(a, b).v;
-      } else {
-        const V16s low = narrowToS(a, b);
-        const V16s high = g + 2 > last ? low : narrowToS(converted(g + 2), g + 3 > last ? a : converted(g + 3));
-        packed = std::is_signed_v<D> ? narrowToS(low, high).v : narrowToU(low, high).v;
-      }
-      constexpr int bytes = groups * 4 * static_cast<int>(sizeof(D));
-      D* const to = dst + 4 * g;
-      if constexpr (bytes == 4) {
-        _mm_storeu_si32(to, packed);
-      } else if constexpr (bytes == 8) {
-        _mm_storeu_si64(to, packed);
-      } else {
-        static_assert(bytes % 16 == 0);
-        store(to, Vec<D>{packed});
-      }
+      integers[g] = section == Section::inside ? nearest(cut) : truncated(cut);
     }
+    storeIntegers(dst, integers);
   }
 }
 
