@@ -35,22 +35,40 @@ QOR_FORCE_INLINE ptrdiff_t filterBlocks(const T* const* rows, D* dst, ptrdiff_t 
 // Exact sums take eight columns at least: the four that full blocks may leave have the same bits by the plain rule.
 template <class Filter>
 constexpr int leastGroups = 1;
-template <class D, class Taps, bool folds>
-constexpr int leastGroups<ExactColumns<D, Taps, folds>> = 2;
+template <class D, int K, bool folds>
+constexpr int leastGroups<ExactColumns<D, K, folds>> = 2;
 
-// One row of n results: full blocks, then the remainder columns.
-template <ptrdiff_t block, int least, class T, class D, class Inside, class Edge>
-void filterColumnRow(const T* const* rows, D* dst, ptrdiff_t n, const Inside& inside, const Edge& edge) {
+// A filter of any number of taps looks up taps and rows for every block, so it takes twice the columns. 5 taps over
+// converted samples would spill with four groups.
+template <int K, class Filter>
+constexpr int mostGroups = K == 0 ? 8 : 4;
+template <class D, class Sum>
+constexpr int mostGroups<5, Plain<D, Sum>> = sizeof(D) < 4 ? 2 : 4;
+template <class D, class Sum>
+constexpr int mostGroups<5, Scaled<D, Sum>> = 2;
+
+// One row of n results: full blocks, then the remainder columns. The filters are copied, and the addresses of a few
+// rows, since the compiler has to take a store of bytes for one that may change what they refer to.
+template <int K, ptrdiff_t block, int least, class T, class D, class Inside, class Edge>
+void filterColumnRow(const T* const* rows, D* dst, ptrdiff_t n, const Inside& insideFilter, const Edge& edge) {
   constexpr int leastInside = leastGroups < Inside >> least ? leastGroups<Inside> : least;
+  const Inside inside = insideFilter;
   const ptrdiff_t full = n - n % block;
-  ptrdiff_t x = filterBlocks<Section::inside, 4, leastInside>(rows, dst, 0, full, inside);
+  ptrdiff_t x = 0;
+  if constexpr (K == 0) {
+    x = filterBlocks<Section::inside, mostGroups<K, Inside>, leastInside>(rows, dst, 0, full, inside);
+  } else {
+    const T* local[K];
+    for (int i = 0; i < K; ++i) local[i] = rows[i];
+    x = filterBlocks<Section::inside, mostGroups<K, Inside>, leastInside>(local, dst, 0, full, inside);
+  }
   if (leastInside > least) x = filterBlocks<Section::inside, least, least>(rows, dst, x, full, edge);
   if (x == n) return;
   x = filterBlocks<Section::edge, least, least>(rows, dst, x, n, edge);
   if (x == n) return;
   D last[4 * least];
   edge.template run<Section::edge, least>(last, LastColumns<T>{rows, x, static_cast<int>(n - x)});
-  __builtin_memcpy(dst + x, last, static_cast<size_t>(n - x) * sizeof(D));
+  copyFirst<4 * least>(dst + x, last, n - x);
 }
 
 template <class T, class Tap, class D>
@@ -66,21 +84,13 @@ struct ColumnCall {
   Qor8u* scratch;
 };
 
-template <ptrdiff_t block, int least, class T, class Tap, class D, class Inside, class Edge>
+template <int K, ptrdiff_t block, int least, class T, class Tap, class D, class Inside, class Edge>
 void filterAllColumns(bool parallel, const ColumnCall<T, Tap, D>& call, const Inside& inside, const Edge& edge) {
   forBandsIf(parallel, call.size.height, [&](Band band) {
     for (int y = band.first; y < band.first + band.rows; ++y) {
-      filterColumnRow<block, least>(call.rows + y, rowAt(call.dst, call.dstStep, y), call.samples, inside, edge);
+      filterColumnRow<K, block, least>(call.rows + y, rowAt(call.dst, call.dstStep, y), call.samples, inside, edge);
     }
   });
-}
-
-// Calls f(std::integral_constant): 3 and 5 taps have kernels of their own, 0 stands for any number.
-template <class F>
-void withKernelSize(int kernelSize, const F& f) {
-  if (kernelSize == 3) return f(std::integral_constant<int, 3>());
-  if (kernelSize == 5) return f(std::integral_constant<int, 5>());
-  f(std::integral_constant<int, 0>());
 }
 
 // ---- arithmetic by member
@@ -106,15 +116,15 @@ void filterSigned(bool parallel, const ColumnCall<Qor16s, Qor16s, D>& call, Qor3
     const Plain<D, Sum> plain{Sum{FloatTaps<K>(divided, call.kernelSize)}};
     constexpr int half = (K + 1) / 2;
     if (folds) {
-      const ExactColumns<D, PairTaps<half>, true> filter{
+      const ExactColumns<D, K, true> filter{
           PairTaps<half>(call.taps, (call.kernelSize + 1) / 2), {call.divisor, range}, call.kernelSize};
-      filterAllColumns<blockOf<K>, 1>(parallel, call, filter, plain);
+      filterAllColumns<K, blockOf<K>, 1>(parallel, call, filter, plain);
     } else if (exact) {
-      const ExactColumns<D, PairTaps<K>, false> filter{
+      const ExactColumns<D, K, false> filter{
           PairTaps<K>(call.taps, call.kernelSize), {call.divisor, range}, call.kernelSize};
-      filterAllColumns<blockOf<K>, 1>(parallel, call, filter, plain);
+      filterAllColumns<K, blockOf<K>, 1>(parallel, call, filter, plain);
     } else {
-      filterAllColumns<blockOf<K>, 1>(parallel, call, plain, plain);
+      filterAllColumns<K, blockOf<K>, 1>(parallel, call, plain, plain);
     }
   });
 }
@@ -145,7 +155,7 @@ struct ColumnOfUnsigned {
     const auto of = [&](auto K, const auto& taps) {
       using Sum = FloatSum<std::remove_cvref_t<decltype(taps)>>;
       const Scaled<Qor16u, Sum> filter{Sum{taps}, inverse};
-      filterAllColumns<blockOf<K>, 1>(false, call, filter, filter);
+      filterAllColumns<K, blockOf<K>, 1>(false, call, filter, filter);
     };
     withKernelSize(call.kernelSize, [&](auto K) {
       if constexpr (K == 0) {
@@ -167,7 +177,7 @@ struct ColumnOfFloats {
     withKernelSize(call.kernelSize, [&](auto K) {
       using Sum = FloatSum<FloatTaps<K>>;
       const Plain<Qor32f, Sum> filter{Sum{FloatTaps<K>(call.taps, call.kernelSize)}};
-      filterAllColumns<shortBlock, 1>(false, call, filter, filter);
+      filterAllColumns<K, shortBlock, 1>(false, call, filter, filter);
     });
   }
 };
@@ -178,19 +188,14 @@ struct ColumnOfLow {
   static ScratchSize scratch(QoriSize size, int) {
     return {0, 12 * channels * roundUp(static_cast<Qor32u>(size.width), 8) + 32};
   }
-  template <int K, bool wrapsEverywhere>
-  static void run(const ColumnCall<Qor16s, Qor16s, Qor16s>& call) {
-    const Low<K, wrapsEverywhere> filter{LowTaps<K>(call.taps, call.kernelSize),
-                                         PairTaps<K>(call.taps, call.kernelSize), splat(lowScale(call.divisor))};
-    filterAllColumns<lowBlock, 2>(columnsGoParallel(call.size, call.kernelSize), call, filter, filter);
-  }
   static void run(const ColumnCall<Qor16s, Qor16s, Qor16s>& call) {
     const Qor16s* const k = call.taps;
-    if (call.kernelSize == 5 && k[0] == k[4] && k[1] == k[3] && call.divisor == 16 && call.size.height >= 3) {
-      run<5, true>(call);
-    } else {
-      withKernelSize(call.kernelSize, [&](auto K) { run<K, false>(call); });
-    }
+    const bool binomial =
+        call.kernelSize == 5 && k[0] == k[4] && k[1] == k[3] && call.divisor == 16 && call.size.height >= 3;
+    withLowFilter(k, call.kernelSize, lowScale(call.divisor), binomial, [&](const auto& filter) {
+      constexpr int K = std::remove_cvref_t<decltype(filter)>::kernelSize;
+      filterAllColumns<K, lowBlock, 2>(columnsGoParallel(call.size, call.kernelSize), call, filter, filter);
+    });
   }
 };
 

@@ -245,23 +245,45 @@ struct SmallTaps {
 
 // ---- columns: interleaved rows, two taps at a time.
 
-// The columns of a kernel that is the same on both sides, over samples of which two add up to less than 2^15: rows at
-// one distance from the middle are added first.
-template <class T>
-struct FoldedSpan {
-  ColumnSpan<T> span;
-  ptrdiff_t last;  // tap
-
-  V16s words(ptrdiff_t tap, int group) const {
-    const V16s above = span.words(tap, group);
-    return 2 * tap == last ? above : above + span.words(last - tap, group);
+// Adds the products of two taps.
+template <int groups, class First, class Second>
+QOR_FORCE_INLINE void addPair(V32s (&sum)[groups], V16s pair, const First& first, const Second& second) {
+  for (int g = 0; g < groups; g += 2) {
+    const V16s a = first(g / 2), b = second(g / 2);
+    sum[g] = sum[g] + multiplyAdd(V16s{_mm_unpacklo_epi16(a.v, b.v)}, pair);
+    sum[g + 1] = sum[g + 1] + multiplyAdd(V16s{_mm_unpackhi_epi16(a.v, b.v)}, pair);
   }
-};
+}
 
-template <class D, class Taps, bool folds>
+// The sums of a kernel that is the same on both sides, over samples of which two add up to less than 2^15: rows at one
+// distance from the middle are added first.
+template <int K, int groups>
+QOR_FORCE_INLINE void addFolded(V32s (&sum)[groups], const PairTaps<(K + 1) / 2>& taps, const ColumnSpan<Qor16s>& span,
+                                ptrdiff_t kernelSize) {
+  const ptrdiff_t last = (K == 0 ? kernelSize : K) - 1, half = (last + 1) / 2;
+  const auto folded = [&](ptrdiff_t tap) {
+    const Qor16s* const above = span.rows[tap] + span.x;
+    const Qor16s* const below = span.rows[last - tap] + span.x;
+    return [=](int g) { return load(above + 8 * g) + load(below + 8 * g); };
+  };
+  const auto middle = [&](int g) { return span.words(half, g); };
+  ptrdiff_t i = 0;
+  for (; i + 1 < half; i += 2) addPair(sum, taps[i], folded(i), folded(i + 1));
+  if (last % 2 == 0) {
+    if (i < half) {
+      addPair(sum, taps[i], folded(i), middle);
+    } else {
+      addPair(sum, taps[i], middle, middle);
+    }
+  } else if (i < half) {
+    addPair(sum, taps[i], folded(i), folded(i));
+  }
+}
+
+template <class D, int K, bool folds>
 struct ExactColumns {
   using Result = D;
-  Taps taps;
+  PairTaps<folds ? (K + 1) / 2 : K> taps;
   QuotientByAddition quotient;
   int kernelSize;
 
@@ -269,11 +291,10 @@ struct ExactColumns {
   QOR_FORCE_INLINE void run(D* dst, const Span& span) const {
     V32s sum[groups];
     for (int g = 0; g < groups; ++g) sum[g] = quotient.start();
-    const auto add = [&](int g, V32s products) { sum[g] = sum[g] + products; };
     if constexpr (folds) {
-      forEachPair<groups>(taps, FoldedSpan<Qor16s>{span, kernelSize - 1}, add);
+      addFolded<K>(sum, taps, span, kernelSize);
     } else {
-      forEachPair<groups>(taps, span, add);
+      forEachPair<groups>(taps, span, [&](int g, V32s products) { sum[g] = sum[g] + products; });
     }
     for (int g = 0; g < groups; ++g) sum[g] = quotient(sum[g]);
     storeIntegers(dst, sum);

@@ -22,6 +22,14 @@ template <class Quotient>
 constexpr int mostGroups<NeighbourSum<NeighbourTaps<0>, Quotient>> = 8;
 template <>
 constexpr int mostGroups<NeighbourPairSum<NeighbourTaps<0>>> = 8;
+template <class D>
+constexpr int mostGroups<Plain<D, FloatSum<FloatTaps<0>>>> = 8;
+template <class D>
+constexpr int mostGroups<Scaled<D, FloatSum<FloatTaps<0>>>> = 8;
+template <class D>
+constexpr int mostGroups<Plain<D, FloatSum<FloatTaps<5>>>> = sizeof(D) < 4 ? 2 : 4;
+template <class D>
+constexpr int mostGroups<Scaled<D, FloatSum<FloatTaps<5>>>> = 2;
 
 // Results of n neighbouring samples whose spans may be read for up to 15 results more.
 template <Section section, int channels, class T, class D, class Filter>
@@ -33,7 +41,7 @@ void filterPadded(const T* spans, D* dst, ptrdiff_t n, const Filter& filter) {
   if (x < n) {
     D last[lanes];
     filter.template run<section, groups>(last, RowSpan<channels, T>{spans + x});
-    __builtin_memcpy(dst + x, last, static_cast<size_t>(n - x) * sizeof(D));
+    copyFirst<lanes>(dst + x, last, n - x);
   }
 }
 
@@ -49,7 +57,9 @@ QOR_FORCE_INLINE ptrdiff_t filterBlocks(const T* spans, D* dst, ptrdiff_t x, ptr
 // Results of n neighbouring samples whose spans are read exactly. The last block reaches back over the one before: a
 // row is no destination of its own.
 template <int channels, class T, class D, class Filter>
-void filterInside(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged, const Filter& filter) {
+void filterInside(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged, const Filter& outer) {
+  const Filter filter =
+      outer;  // in registers: a store may change what a reference refers to, for all the compiler knows
   constexpr ptrdiff_t lanes = 4 * leastGroups<Filter>;
   if (n < lanes) {
     const ptrdiff_t reach = ptrdiff_t{kernelSize - 1} * channels;
@@ -130,14 +140,6 @@ struct RowCall {
 // Room for float taps at the front of the scratch.
 inline Qor32f* tapRoom(Qor8u* scratch) { return static_cast<Qor32f*>(aligned16(scratch)); }
 inline void* behindTaps(Qor32f* taps, ptrdiff_t count) { return taps + (count + 3) / 4 * 4; }
-
-// Calls f(std::integral_constant): 3 and 5 taps have kernels of their own, 0 stands for any number.
-template <class F>
-void withKernelSize(int kernelSize, const F& f) {
-  if (kernelSize == 3) return f(std::integral_constant<int, 3>());
-  if (kernelSize == 5) return f(std::integral_constant<int, 5>());
-  f(std::integral_constant<int, 0>());
-}
 
 // 8u16s: exact sums times the reciprocal. With a divisor of 1 the product changes nothing: sums that a float rounds lie
 // far outside 16 bits.
@@ -316,22 +318,15 @@ struct RowOfLow {
     const auto K = static_cast<Qor32u>(kernelSize);
     return {0, channels == 1 ? 24 * K + 64 : 208 * K + 64};
   }
-  template <int K, bool wrapsEverywhere>
-  static void run(const RowCall<channels, Qor16s, Qor16s, Qor16s>& call) {
-    const Low<K, wrapsEverywhere> filter{LowTaps<K>(call.taps, call.kernelSize()),
-                                         PairTaps<K>(call.taps, call.kernelSize()), splat(lowScale(call.divisor))};
-    filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, aligned16(call.scratch),
-               scratch(call.size(), call.kernelSize()).perThread, filter, filter);
-  }
   static void run(const RowCall<channels, Qor16s, Qor16s, Qor16s>& call) {
     const Qor16s* const k = call.taps;
     const RowSource<channels, Qor16s>& s = call.source;
-    if (s.kernelSize == 5 && s.border == qorBorderRepl && s.anchor == 2 && k[0] == k[4] && k[1] == k[3] &&
-        s.width - 2 > 8 && call.divisor == 16) {
-      run<5, true>(call);
-    } else {
-      withKernelSize(s.kernelSize, [&](auto K) { run<K, false>(call); });
-    }
+    const bool binomial = s.kernelSize == 5 && s.border == qorBorderRepl && s.anchor == 2 && k[0] == k[4] &&
+                          k[1] == k[3] && s.width - 2 > 8 && call.divisor == 16;
+    withLowFilter(k, s.kernelSize, lowScale(call.divisor), binomial, [&](const auto& filter) {
+      filterRows(pipelineGoesParallel(call.size()), s, call.rows, call.height, aligned16(call.scratch),
+                 scratch(call.size(), s.kernelSize).perThread, filter, filter);
+    });
   }
 };
 

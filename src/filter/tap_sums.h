@@ -62,6 +62,14 @@ struct LastColumns {
   }
 };
 
+// Calls f(std::integral_constant): 3 and 5 taps have kernels of their own, 0 stands for any number.
+template <class F>
+void withKernelSize(int kernelSize, const F& f) {
+  if (kernelSize == 3) return f(std::integral_constant<int, 3>());
+  if (kernelSize == 5) return f(std::integral_constant<int, 5>());
+  f(std::integral_constant<int, 0>());
+}
+
 // ---- taps. A kernel size known to the compiler keeps them in registers; 0 stands for any other.
 
 template <int K>
@@ -153,11 +161,19 @@ struct FloatSum {
 
   template <int groups, class Span>
   QOR_FORCE_INLINE void operator()(const Span& span, V32f (&sum)[groups]) const {
-    const V32f first = taps[0];
-    for (int g = 0; g < groups; ++g) sum[g] = span.floats(0, g) * first;
-    for (ptrdiff_t i = 1; i < taps.count(); ++i) {
-      const V32f tap = taps[i];
-      for (int g = 0; g < groups; ++g) sum[g] = sum[g] + span.floats(i, g) * tap;
+    if constexpr (requires { typename std::integral_constant<ptrdiff_t, Taps::count()>; }) {
+      // One group after the other: the compiler spills what it may load early.
+      for (int g = 0; g < groups; ++g) {
+        sum[g] = span.floats(0, g) * taps[0];
+        for (ptrdiff_t i = 1; i < taps.count(); ++i) sum[g] = sum[g] + span.floats(i, g) * taps[i];
+      }
+    } else {
+      const V32f first = taps[0];
+      for (int g = 0; g < groups; ++g) sum[g] = span.floats(0, g) * first;
+      for (ptrdiff_t i = 1; i < taps.count(); ++i) {
+        const V32f tap = taps[i];
+        for (int g = 0; g < groups; ++g) sum[g] = sum[g] + span.floats(i, g) * tap;
+      }
     }
   }
 };
@@ -210,6 +226,21 @@ struct PairSum {
 };
 
 // ---- results
+
+// The first count of the results, fewer than there are: by halves, since copies of a few samples are what the edges of
+// every row end with.
+template <int most, class D>
+QOR_FORCE_INLINE void copyFirst(D* dst, const D* from, ptrdiff_t count) {
+  if constexpr (most > 1) {
+    constexpr int half = most / 2;
+    if ((count & half) != 0) {
+      __builtin_memcpy(dst, from, half * sizeof(D));
+      dst += half;
+      from += half;
+    }
+    copyFirst<half>(dst, from, count);
+  }
+}
 
 // 32-bit integers to samples, saturated.
 template <class D, int groups>
@@ -286,13 +317,22 @@ struct Scaled {
   }
 };
 
-// The members of low precision. Inside, products and sums wrap in 16 bits; then sum * scale >> 14, saturated. At the
-// edges the sum has 32 bits, its product with scale wraps, and the low 16 bits of the shifted product are stored;
-// wrapsEverywhere makes the edges wrap as the inside does. A scale of 16384, for a divisor of 1, gives the sum itself
-// both ways.
-template <int K, bool wrapsEverywhere>
+// How a 16-bit sum becomes sum * scale >> 14, saturated. A scale of 16384, for a divisor of 1, leaves the sum as it is;
+// one whose fourfold has 16 bits needs no more than the high half of the product with that, which cannot saturate.
+enum class LowScale { none, highHalf, any };
+
+constexpr LowScale lowScaleKind(Qor32s scale) {
+  return scale == 16384 ? LowScale::none : scale >= -8192 && scale < 8192 ? LowScale::highHalf : LowScale::any;
+}
+
+// The members of low precision. Inside, products and sums wrap in 16 bits and are scaled as above. At the edges the sum
+// has 32 bits, its product with scale wraps, and the low 16 bits of the product >> 14 are stored; wrapsEverywhere makes
+// the edges wrap as the inside does. folds: the taps are the same on both sides, and samples are added before they are
+// multiplied, which changes nothing in arithmetic that wraps.
+template <int K, LowScale kind, bool folds, bool wrapsEverywhere>
 struct Low {
   using Result = Qor16s;
+  static constexpr int kernelSize = K;
   LowTaps<K> taps;
   PairTaps<K> pairs;
   V32s scale;
@@ -300,15 +340,7 @@ struct Low {
   template <Section section, int groups, class Span>
   QOR_FORCE_INLINE void run(Qor16s* dst, const Span& span) const {
     if constexpr (section == Section::inside || wrapsEverywhere) {
-      // Beside a zero, for the multiply-and-add of pairs. |sum * scale| is at most 2^29.
-      const V16s factor = as<Qor16s>(scale & splat(Qor32s{0xffff}));
-      for (int g = 0; g < groups / 2; ++g) {
-        V16s sum = span.words(0, g) * taps[0];
-        for (ptrdiff_t i = 1; i < taps.count(); ++i) sum = sum + span.words(i, g) * taps[i];
-        const V32s lo = multiplyAdd(V16s{_mm_unpacklo_epi16(sum.v, sum.v)}, factor) >> 14;
-        const V32s hi = multiplyAdd(V16s{_mm_unpackhi_epi16(sum.v, sum.v)}, factor) >> 14;
-        store(dst + 8 * g, narrowToS(lo, hi));
-      }
+      for (int g = 0; g < groups / 2; ++g) store(dst + 8 * g, scaled(wrapped(span, g)));
     } else {
       V32s sums[groups];
       IntegerSum<PairTaps<K>>{pairs}.integers(span, sums);
@@ -319,6 +351,67 @@ struct Low {
       }
     }
   }
+
+ private:
+  template <class Span>
+  QOR_FORCE_INLINE V16s wrapped(const Span& span, int group) const {
+    if constexpr (folds) {
+      V16s sum = span.words(K / 2, group) * taps[K / 2];
+      for (int i = 0; i < K / 2; ++i) {
+        sum = sum + (span.words(i, group) + span.words(K - 1 - i, group)) * taps[i];
+      }
+      return sum;
+    } else {
+      V16s sum = span.words(0, group) * taps[0];
+      for (ptrdiff_t i = 1; i < taps.count(); ++i) sum = sum + span.words(i, group) * taps[i];
+      return sum;
+    }
+  }
+
+  QOR_FORCE_INLINE V16s scaled(V16s sum) const {
+    if constexpr (kind == LowScale::none) {
+      return sum;
+    } else if constexpr (kind == LowScale::highHalf) {
+      // The low halves of the lanes of scale, in every 16 bits: (sum * 4 * scale) >> 16.
+      return {_mm_mulhi_epi16(sum.v, _mm_packs_epi32((scale << 2).v, (scale << 2).v))};
+    } else {
+      // Beside a zero, for the multiply-and-add of pairs. |sum * scale| is at most 2^29.
+      const V16s factor = as<Qor16s>(scale & splat(Qor32s{0xffff}));
+      return narrowToS(multiplyAdd(V16s{_mm_unpacklo_epi16(sum.v, sum.v)}, factor) >> 14,
+                       multiplyAdd(V16s{_mm_unpackhi_epi16(sum.v, sum.v)}, factor) >> 14);
+    }
+  }
 };
+
+// Calls f(filter) for the taps and the divisor.
+template <class F>
+void withLowFilter(const Qor16s* taps, int kernelSize, Qor32s scale, bool wrapsEverywhere, const F& f) {
+  const auto of = [&](auto K, auto kind, auto folds, auto wraps) {
+    f(Low<K, kind, folds, wraps>{LowTaps<K>(taps, kernelSize), PairTaps<K>(taps, kernelSize), splat(scale)});
+  };
+  const auto scaledBy = [&](auto kind) {
+    withKernelSize(kernelSize, [&](auto K) {
+      bool folds = K != 0;
+      for (int i = 0; i < K / 2; ++i) folds = folds && taps[i] == taps[K - 1 - i];
+      if constexpr (K == 0) {
+        of(K, kind, std::false_type(), std::false_type());
+      } else if (!folds) {
+        of(K, kind, std::false_type(), std::false_type());
+      } else if (K == 5 && kind == LowScale::highHalf && wrapsEverywhere) {
+        of(K, kind, std::true_type(), std::true_type());
+      } else {
+        of(K, kind, std::true_type(), std::false_type());
+      }
+    });
+  };
+  switch (lowScaleKind(scale)) {
+    case LowScale::none:
+      return scaledBy(std::integral_constant<LowScale, LowScale::none>());
+    case LowScale::highHalf:
+      return scaledBy(std::integral_constant<LowScale, LowScale::highHalf>());
+    default:
+      return scaledBy(std::integral_constant<LowScale, LowScale::any>());
+  }
+}
 
 }  // namespace qor
