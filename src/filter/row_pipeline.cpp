@@ -84,17 +84,18 @@ struct RowSource {
 template <int channels, class T, class D, class Inside, class Edge>
 void filterRow(const RowSource<channels, T>& source, const T* row, D* dst, T* staged, const Inside& inside,
                const Edge& edge) {
-  const ptrdiff_t width = source.width, kernelSize = source.kernelSize, anchor = source.anchor;
+  const int kernelSize = Edge::kernelSize != 0 ? Edge::kernelSize : source.kernelSize;
+  const ptrdiff_t width = source.width, anchor = source.anchor;
   const ptrdiff_t left = anchor < width ? anchor : width;
   const ptrdiff_t behind = kernelSize - 1 - anchor, right = behind < width - left ? behind : width - left;
   if (kernelSize > 1) {
     const ptrdiff_t spans =
-        fillBorder<channels>(staged, row, source.width, source.kernelSize, source.anchor, source.border, source.value);
+        fillBorder<channels>(staged, row, source.width, kernelSize, source.anchor, source.border, source.value);
     filterPadded<Section::edge, channels>(staged, dst, left * channels, edge);
     filterPadded<Section::edge, channels>(staged + spans, dst + (width - right) * channels, right * channels, edge);
   }
   if (width >= kernelSize) {
-    filterInside<channels>(row, dst + anchor * channels, (width - kernelSize + 1) * channels, source.kernelSize, staged,
+    filterInside<channels>(row, dst + anchor * channels, (width - kernelSize + 1) * channels, kernelSize, staged,
                            inside);
   }
 }

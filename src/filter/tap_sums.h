@@ -74,6 +74,7 @@ void withKernelSize(int kernelSize, const F& f) {
 
 template <int K>
 struct FloatTaps {
+  static constexpr int size = K;
   V32f tap[K];
 
   explicit FloatTaps(const Qor32f* taps, int = K) {
@@ -84,6 +85,7 @@ struct FloatTaps {
 };
 template <>
 struct FloatTaps<0> {
+  static constexpr int size = 0;
   const Qor32f* tap;
   ptrdiff_t taps;
 
@@ -94,6 +96,7 @@ struct FloatTaps<0> {
 
 // Converted where they are used, for members whose scratch does not hold them.
 struct WordTaps {
+  static constexpr int size = 0;
   const Qor16u* tap;
   ptrdiff_t taps;
 
@@ -110,6 +113,7 @@ inline Qor32s tapPair(const Qor16s* tap, ptrdiff_t i, ptrdiff_t count) {
 
 template <int K>
 struct PairTaps {
+  static constexpr int size = K;
   V16s pair[(K + 1) / 2];
 
   explicit PairTaps(const Qor16s* taps, int = K) {
@@ -120,6 +124,7 @@ struct PairTaps {
 };
 template <>
 struct PairTaps<0> {
+  static constexpr int size = 0;
   const Qor16s* tap;
   ptrdiff_t taps;
 
@@ -291,6 +296,7 @@ QOR_FORCE_INLINE void storeSums(D* dst, const V32f (&sum)[groups]) {
 template <class D, class Sum>
 struct Plain {
   using Result = D;
+  static constexpr int kernelSize = decltype(Sum::taps)::size;
   Sum sum;
 
   template <Section section, int groups, class Span>
@@ -305,6 +311,7 @@ struct Plain {
 template <class D, class Sum>
 struct Scaled {
   using Result = D;
+  static constexpr int kernelSize = decltype(Sum::taps)::size;
   Sum sum;
   V32f inverse;
 
