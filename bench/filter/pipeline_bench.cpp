@@ -47,7 +47,20 @@ auto rows(Operation* operation, Query* query, const Taps<Tap>& taps, Divisor... 
   };
 }
 
-// Sources of few values, as the rows of a filtered image have.
+auto colourRows(const Taps<Qor16s>& taps, int divisor) {
+  return [=](Setup& s) {
+    const auto src = s.random<Qor8u>({.channels = 3});
+    const auto dst = s.blank<Qor16s>({.channels = 3});
+    const auto black = s.blank<Qor8u>({.channels = 3, .size = {1, 1}});
+    const int K = static_cast<int>(taps.size());
+    return [=, roi = s.roi(), scratch = scratchOf(s, qoriFilterRowBorderPipelineGetBufferSize_8u16s_C3R, K),
+            pointers = rowsOf(dst)] {
+      return qoriFilterRowBorderPipeline_8u16s_C3R(src.p, src.step, pointers.data(), roi, taps.data(), K, K / 2,
+                                                   qorBorderRepl, black.p, divisor, scratch);
+    };
+  };
+}
+
 template <class T, class D, class Tap, class Operation, class Query, class... Divisor>
 auto columns(Operation* operation, Query* query, const Taps<Tap>& taps, Divisor... divisor) {
   return [=](Setup& s) {
@@ -158,6 +171,10 @@ const Register pipelines([] {
     taps.front() = 100;
     Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=" + std::to_string(K) + ":by=4096")
         .run(rows<Qor8u, S>(ROW(8u16s_C1R), taps, 4096));
+    if (K == 5 || K == 15) {
+      taps.back() = taps.front();
+      Row("qoriFilterRowBorderPipeline_8u16s_C3R:K=" + std::to_string(K) + ":by=4096").run(colourRows(taps, 4096));
+    }
     Row("filterByteColumns_16s8u_C1R:K=" + std::to_string(K) + ":by=4096").run(byteColumns(K));
   }
   Row("qoriFilterRowBorderPipeline_32f_C1R:and_column:K=15").pixel(4).budget(30).run(bothPasses());

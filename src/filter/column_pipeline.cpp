@@ -36,7 +36,7 @@ QOR_FORCE_INLINE ptrdiff_t filterBlocks(const T* const* rows, D* dst, ptrdiff_t 
 template <class Filter>
 constexpr int leastGroups = 1;
 template <class D, int K, bool folds>
-constexpr int leastGroups<ExactColumns<D, K, folds>> = 2;
+constexpr int leastGroups<ExactSum<D, K, folds>> = 2;
 
 // A filter of any number of taps looks up taps and rows for every block, so it takes twice the columns. 5 taps over
 // converted samples would spill with four groups.
@@ -109,19 +109,15 @@ void filterSigned(bool parallel, const ColumnCall<Qor16s, Qor16s, D>& call, Qor3
   floatTaps(divided, call.taps, call.kernelSize, inverseOf(call.divisor));
   const SumRange range(call.taps, call.kernelSize, low, high);
   const bool exact = QuotientByAddition::serves(call.divisor, range);
-  bool folds = exact && high <= topOf<Qor16s> / 2;
-  for (int i = 0; i < call.kernelSize / 2; ++i) folds = folds && call.taps[i] == call.taps[call.kernelSize - 1 - i];
+  const bool folds = exact && high <= topOf<Qor16s> / 2 && isSymmetric(call.taps, call.kernelSize);
   withKernelSize(call.kernelSize, [&](auto K) {
     using Sum = FloatSum<FloatTaps<K>>;
     const Plain<D, Sum> plain{Sum{FloatTaps<K>(divided, call.kernelSize)}};
-    constexpr int half = (K + 1) / 2;
     if (folds) {
-      const ExactColumns<D, K, true> filter{
-          PairTaps<half>(call.taps, (call.kernelSize + 1) / 2), {call.divisor, range}, call.kernelSize};
+      const ExactSum<D, K, true> filter(call.taps, call.kernelSize, call.divisor, range);
       filterAllColumns<K, blockOf<K>, 1>(parallel, call, filter, plain);
     } else if (exact) {
-      const ExactColumns<D, K, false> filter{
-          PairTaps<K>(call.taps, call.kernelSize), {call.divisor, range}, call.kernelSize};
+      const ExactSum<D, K, false> filter(call.taps, call.kernelSize, call.divisor, range);
       filterAllColumns<K, blockOf<K>, 1>(parallel, call, filter, plain);
     } else {
       filterAllColumns<K, blockOf<K>, 1>(parallel, call, plain, plain);

@@ -243,7 +243,7 @@ struct SmallTaps {
   }
 };
 
-// ---- columns: interleaved rows, two taps at a time.
+// ---- columns, and rows of several channels: what stands under two taps is interleaved.
 
 // Adds the products of two taps.
 template <int groups, class First, class Second>
@@ -257,14 +257,12 @@ QOR_FORCE_INLINE void addPair(V32s (&sum)[groups], V16s pair, const First& first
 
 // The sums of a kernel that is the same on both sides, over samples of which two add up to less than 2^15: rows at one
 // distance from the middle are added first.
-template <int K, int groups>
-QOR_FORCE_INLINE void addFolded(V32s (&sum)[groups], const PairTaps<(K + 1) / 2>& taps, const ColumnSpan<Qor16s>& span,
+template <int K, int groups, class Span>
+QOR_FORCE_INLINE void addFolded(V32s (&sum)[groups], const PairTaps<(K + 1) / 2>& taps, const Span& span,
                                 ptrdiff_t kernelSize) {
   const ptrdiff_t last = (K == 0 ? kernelSize : K) - 1, half = (last + 1) / 2;
   const auto folded = [&](ptrdiff_t tap) {
-    const Qor16s* const above = span.rows[tap] + span.x;
-    const Qor16s* const below = span.rows[last - tap] + span.x;
-    return [=](int g) { return load(above + 8 * g) + load(below + 8 * g); };
+    return [=](int g) { return span.words(tap, g) + span.words(last - tap, g); };
   };
   const auto middle = [&](int g) { return span.words(half, g); };
   ptrdiff_t i = 0;
@@ -281,11 +279,14 @@ QOR_FORCE_INLINE void addFolded(V32s (&sum)[groups], const PairTaps<(K + 1) / 2>
 }
 
 template <class D, int K, bool folds>
-struct ExactColumns {
+struct ExactSum {
   using Result = D;
   PairTaps<folds ? (K + 1) / 2 : K> taps;
   QuotientByAddition quotient;
   int kernelSize;
+
+  ExactSum(const Qor16s* first, int count, int divisor, const SumRange& range)
+      : taps(first, folds ? (count + 1) / 2 : count), quotient(divisor, range), kernelSize(count) {}
 
   template <Section, int groups, class Span>
   QOR_FORCE_INLINE void run(D* dst, const Span& span) const {

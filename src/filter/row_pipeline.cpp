@@ -22,6 +22,8 @@ template <class Quotient>
 constexpr int mostGroups<NeighbourSum<NeighbourTaps<0>, Quotient>> = 8;
 template <>
 constexpr int mostGroups<NeighbourPairSum<NeighbourTaps<0>>> = 8;
+template <class D, bool folds>
+constexpr int mostGroups<ExactSum<D, 0, folds>> = 8;
 template <class D>
 constexpr int mostGroups<Plain<D, FloatSum<FloatTaps<0>>>> = 8;
 template <class D>
@@ -177,12 +179,26 @@ struct RowOfBytes {
     }
   }
 
+  template <int K, class Edge>
+  static void runChannels(const Call& call, const Edge& edge) {
+    const int kernelSize = call.kernelSize();
+    void* const pieces = aligned16(call.scratch);
+    const SumRange range(call.taps, kernelSize, 0, topOf<Qor8u>);
+    if (!QuotientByAddition::serves(call.divisor, range)) {
+      run(call, pieces, edge, edge);
+    } else if (isSymmetric(call.taps, kernelSize)) {
+      run(call, pieces, ExactSum<Qor16s, K, true>(call.taps, kernelSize, call.divisor, range), edge);
+    } else {
+      run(call, pieces, ExactSum<Qor16s, K, false>(call.taps, kernelSize, call.divisor, range), edge);
+    }
+  }
+
   static void run(const Call& call) {
     withKernelSize(call.kernelSize(), [&](auto K) {
       using Sum = IntegerSum<PairTaps<K>>;
       const Scaled<Qor16s, Sum> plain{Sum{PairTaps<K>(call.taps, call.kernelSize())}, splat(inverseOf(call.divisor))};
       if constexpr (channels == 3) {
-        run(call, aligned16(call.scratch), plain, plain);
+        runChannels<K>(call, plain);
       } else {
         if constexpr (K != 0) {
           if (SmallTaps<K>::serves(call.taps, call.divisor)) {

@@ -390,6 +390,14 @@ struct Low {
   }
 };
 
+template <class Tap>
+bool isSymmetric(const Tap* taps, int kernelSize) {
+  for (int i = 0; i < kernelSize / 2; ++i) {
+    if (taps[i] != taps[kernelSize - 1 - i]) return false;
+  }
+  return true;
+}
+
 // Calls f(filter) for the taps and the divisor.
 template <class F>
 void withLowFilter(const Qor16s* taps, int kernelSize, Qor32s scale, bool wrapsEverywhere, const F& f) {
@@ -398,11 +406,9 @@ void withLowFilter(const Qor16s* taps, int kernelSize, Qor32s scale, bool wrapsE
   };
   const auto scaledBy = [&](auto kind) {
     withKernelSize(kernelSize, [&](auto K) {
-      bool folds = K != 0;
-      for (int i = 0; i < K / 2; ++i) folds = folds && taps[i] == taps[K - 1 - i];
       if constexpr (K == 0) {
         of(K, kind, std::false_type(), std::false_type());
-      } else if (!folds) {
+      } else if (!isSymmetric(taps, K)) {
         of(K, kind, std::false_type(), std::false_type());
       } else if (K == 5 && kind == LowScale::highHalf && wrapsEverywhere) {
         of(K, kind, std::true_type(), std::true_type());
