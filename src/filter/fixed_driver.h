@@ -78,7 +78,7 @@ constexpr ptrdiff_t threadScratch(int width) {
 
 // Rows of the result in one sweep: they share sums and loads of intermediate rows, as far as registers go.
 template <class F, class S>
-constexpr int rowsAtOnce = 2;
+constexpr int rowsAtOnce = 4;
 
 template <class F, class S, class D, class Store>
 void filterBand(const FixedCall<S, D>& call, const Store& store, Band band) {
