@@ -76,9 +76,12 @@ constexpr ptrdiff_t threadScratch(int width) {
   return F::taps * F::planes * paddedWidth(width) * static_cast<ptrdiff_t>(sizeof(Intermediate<S>)) + 15;
 }
 
-// Rows of the result in one sweep: they share sums and loads of intermediate rows, as far as registers go.
-template <class F, class S>
-constexpr int rowsAtOnce = 4;
+// Rows of the result in one sweep: as many as share sums and loads of intermediate rows without running out of
+// registers. Measured: more rows spill more than they share.
+template <class F>
+constexpr int rowsAtOnce = F::taps == 3 ? 4 : F::planes == 2 ? 1 : 2;
+template <>
+inline constexpr int rowsAtOnce<Lowpass<5>> = 4;
 
 template <class F, class S, class D, class Store>
 void filterBand(const FixedCall<S, D>& call, const Store& store, Band band) {
@@ -130,7 +133,7 @@ void filterBand(const FixedCall<S, D>& call, const Store& store, Band band) {
   };
   // In place a row must be filtered along before it is overwritten, so rows go one by one.
   if (static_cast<const void*>(call.source.first) != call.result.first) {
-    sweepRows(std::integral_constant<int, rowsAtOnce<F, S>>());
+    sweepRows(std::integral_constant<int, rowsAtOnce<F>>());
   }
   sweepRows(std::integral_constant<int, 1>());
 
