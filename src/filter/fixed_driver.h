@@ -77,11 +77,15 @@ constexpr ptrdiff_t threadScratch(int width) {
 }
 
 // Rows of the result in one sweep: as many as share sums and loads of intermediate rows without running out of
-// registers. Measured: more rows spill more than they share.
-template <class F>
-constexpr int rowsAtOnce = F::taps == 3 ? 4 : F::planes == 2 ? 1 : 2;
+// registers. Sums that go on from row to row need few of them.
+template <class F, class S>
+constexpr int rowsAtOnce = F::taps == 3 ? 4 : 2;
+template <class Along>
+inline constexpr int rowsAtOnce<Separable<Along, Sobel, 5>, Qor8u> = 4;
+template <class S>
+inline constexpr int rowsAtOnce<Lowpass<5>, S> = 4;
 template <>
-inline constexpr int rowsAtOnce<Lowpass<5>> = 4;
+inline constexpr int rowsAtOnce<Laplacian<5>, Qor32f> = 1;
 
 template <class F, class S, class D, class Store>
 void filterBand(const FixedCall<S, D>& call, const Store& store, Band band) {
@@ -104,7 +108,7 @@ void filterBand(const FixedCall<S, D>& call, const Store& store, Band band) {
   M* constantRow = aligned + rows * stride;
   const auto fillConstant = [&](M* row) {
     for (int p = 0; p < F::planes; ++p) {
-      const M value = static_cast<M>(static_cast<M>(call.value) * static_cast<M>(F::constant(p)));
+      const M value = static_cast<M>(static_cast<M>(call.value) * static_cast<M>(F::template constant<M>(p)));
       for (ptrdiff_t x = 0; x < state.plane; ++x) row[p * state.plane + x] = value;
     }
   };
@@ -133,7 +137,7 @@ void filterBand(const FixedCall<S, D>& call, const Store& store, Band band) {
   };
   // In place a row must be filtered along before it is overwritten, so rows go one by one.
   if (static_cast<const void*>(call.source.first) != call.result.first) {
-    sweepRows(std::integral_constant<int, rowsAtOnce<F>>());
+    sweepRows(std::integral_constant<int, rowsAtOnce<F, S>>());
   }
   sweepRows(std::integral_constant<int, 1>());
 
