@@ -161,6 +161,13 @@ enum class Quotient {
   truncated,  // towards zero everywhere
 };
 
+// The first n columns: those of full fours as the first 16 samples of all have them, the others from the next 16.
+inline void storeColumns(Qor8s* dst, ptrdiff_t n, const Qor8s* all) {
+  const size_t fours = static_cast<size_t>(n) & ~size_t{3};
+  memcpy(dst, all, fours);
+  memcpy(dst + fours, all + 16 + fours, static_cast<size_t>(n) - fours);
+}
+
 // 8s: the sum times the 32-bit float 1 / divisor, clamped.
 template <Quotient quotient>
 class StoreQuotient {
@@ -174,9 +181,7 @@ class StoreQuotient {
     Qor8s all[32];
     (*this)(all, lo, hi);
     store(all + 16, cut(lo, hi));
-    const size_t fours = static_cast<size_t>(n) & ~size_t{3};
-    memcpy(dst, all, fours);
-    memcpy(dst + fours, all + 16 + fours, static_cast<size_t>(n) - fours);
+    storeColumns(dst, n, all);
   }
 
  private:
@@ -198,34 +203,41 @@ class StoreQuotient {
 };
 
 // The same for a divisor of 2^shift, in 16 bits: the product is exact then.
+template <Quotient quotient>
 class StoreShifted {
  public:
   // A shift of 15 takes every sum to 0, as the larger ones do.
   explicit StoreShifted(int shift)
-      : cut_(1 << shift),
-        shift_(shift < 15 ? shift : 15),
+      : shift_(shift < 15 ? shift : 15),
         belowHalf_(static_cast<Qor16s>(shift_ == 0 ? 0 : (1 << (shift_ - 1)) - 1)),
-        one_(shift_ == 0 ? 0 : 1) {}
+        belowOne_(static_cast<Qor16s>((1 << shift_) - 1)) {}
 
-  void operator()(Qor8s* dst, V16s lo, V16s hi) const { store(dst, narrowToS(rounded(lo), rounded(hi))); }
+  void operator()(Qor8s* dst, V16s lo, V16s hi) const {
+    if constexpr (quotient == Quotient::nearest) {
+      store(dst, narrowToS(rounded(lo), rounded(hi)));
+    } else {
+      store(dst, narrowToS(cut(lo), cut(hi)));
+    }
+  }
   void first(Qor8s* dst, ptrdiff_t n, V16s lo, V16s hi) const {
-    Qor8s all[16];
+    Qor8s all[32];
     (*this)(all, lo, hi);
-    cut_.first(dst, n, lo, hi);
-    memcpy(dst, all, static_cast<size_t>(n) & ~size_t{3});
+    store(all + 16, narrowToS(cut(lo), cut(hi)));
+    storeColumns(dst, n, all);
   }
 
  private:
   // A tie gets one more when that makes an odd quotient even. Nothing overflows: a sum is below 2^14, the bias at most
   // that.
   V16s rounded(V16s sum) const {
-    const V16s odd = (sum >> shift_) & splat(one_);
+    const V16s odd = (sum >> shift_) & splat(static_cast<Qor16s>(shift_ != 0));
     return (sum + splat(belowHalf_) + odd) >> shift_;
   }
+  // A negative sum is lifted to the next multiple.
+  V16s cut(V16s sum) const { return (sum + ((sum >> 15) & splat(belowOne_))) >> shift_; }
 
-  StoreQuotient<Quotient::truncated> cut_;
   int shift_;
-  Qor16s belowHalf_, one_;
+  Qor16s belowHalf_, belowOne_;
 };
 
 }  // namespace qor

@@ -363,6 +363,7 @@ TEST(FixedFilter, KnownValues) {
   EXPECT_EQ(meanOf(55), 254);
   // Above a black image the constant 200 makes 4 * 200 of every column. Beside it, the row below gathers one 200 in the
   // first column and in the last. By -10 that is 80 inside and (200 - 800) / -10 at the ends.
+  image.generate([](int, int, int) { return Qor8u{0}; });
   EXPECT_EQ(qoriFilterSobelHorizBorder_8u8s_C1R(image.data(), image.step(), edges.data(), edges.step(), image.size(),
                                                 33, qorBorderConst, 200, -10, buffer.data()),
             qorStsNoErr);
