@@ -192,11 +192,13 @@ template <class Small, class Large, class S, class D, class Filter>
 QorStatus filterChecked(const FixedCall<S, D>& call, QorStatus further, QoriMaskSize maskSize, const Filter& filter) {
   const QorStatus status = firstFailure(fixedCheck(call), further, maskCheck(maskSize));
   if (status != qorStsNoErr) return status;
-  if (maskSize == qorMskSize3x3) {
-    filter(Small());
-  } else {
-    filter(Large());
+  if constexpr (!std::is_same_v<Small, Large>) {
+    if (maskSize == qorMskSize5x5) {
+      filter(Large());
+      return status;
+    }
   }
+  filter(Small());
   return status;
 }
 
