@@ -210,8 +210,9 @@ QorStatus qoriFilterColumnPipelineGetBufferSize_Low_16s_C3R(QoriSize roiSize, in
  *   even in the columns of full blocks of four, but truncated towards zero in the width % 4 columns behind the last of
  *   them, and by the 5x5 Laplacian in all columns. The divisor may be negative.
  * - 32f: sums in 32-bit float, first along the rows, then down the columns. Either sum starts with the outermost pair
- *   of samples, added or subtracted, then goes inwards, each pair formed before it is weighted, the middle sample last;
- *   the two parts of the 5x5 Laplacian are added at the end. Nothing is clamped, the bits are the same on every path.
+ *   of samples, added or subtracted, then goes inwards, each pair formed before it is weighted, the middle sample last.
+ *   The two parts of the 5x5 Laplacian are added at the end; the 3x3 one is 2 * (L above + L below) - 8 * src, L being
+ *   the sum of the pixels to the left and right. Nothing is clamped, and the bits are the same on every path.
  * - Lowpass of 8u, S being the sum of the pixels: ((S + 5) * 7280) >> 16 for 3x3, (S * 2621) >> 16 for 5x5, which does
  *   not round: 5x5 pixels of 255 give 254. Lowpass of 32f: the sum times 0.11111111f or 0.04f.
  *
@@ -221,7 +222,8 @@ QorStatus qoriFilterColumnPipelineGetBufferSize_Low_16s_C3R(QoriSize roiSize, in
  * qorBorderRepl and ignored with the other rules, but with either of them qorBorderMirror repeats the edge pixel, as it
  * does in a row of one pixel. Rows above and below: qorBorderInMemTop and qorBorderInMemBottom are heeded with every
  * rule; a reflection whose other side is in memory goes on there instead of turning back. Under qorBorderConst a whole
- * row outside the image is constant, beyond the corners too, also where left or right sides are in memory.
+ * row outside the image is constant, beyond the corners too and also where left or right sides are in memory; along it,
+ * a kernel gives borderValue times the sum of its taps.
  * qorBorderInMem, and all four flags with any rule, reads memory on every side. borderValue is used under
  * qorBorderConst alone.
  *

@@ -5,17 +5,16 @@
 namespace qor {
 namespace {
 
-// The 5x5 Laplacian truncates in every column and is shared in smaller bands.
+// The 5x5 Laplacian truncates in every column. Both Laplacians are shared in smaller bands.
 template <class F>
 void divide(const FixedCall<Qor8u, Qor8s>& call, Qor32s divisor) {
   constexpr bool isLaplacian = F::planes == 2;
   constexpr Sharing sharing = isLaplacian ? smallSharing : usualSharing;
-  if constexpr (isLaplacian && F::taps == 5) {
-    filterImage<F>(call, StoreQuotient<Quotient::truncated>(divisor), sharing);
-  } else if (divisor > 0 && (divisor & (divisor - 1)) == 0) {
-    filterImage<F>(call, StoreShifted(__builtin_ctz(static_cast<Qor32u>(divisor))), sharing);
+  constexpr Quotient quotient = isLaplacian && F::taps == 5 ? Quotient::truncated : Quotient::nearest;
+  if (divisor > 0 && (divisor & (divisor - 1)) == 0) {
+    filterImage<F>(call, StoreShifted<quotient>(__builtin_ctz(static_cast<Qor32u>(divisor))), sharing);
   } else {
-    filterImage<F>(call, StoreQuotient<Quotient::nearest>(divisor), sharing);
+    filterImage<F>(call, StoreQuotient<quotient>(divisor), sharing);
   }
 }
 

@@ -76,9 +76,16 @@ constexpr ptrdiff_t threadScratch(int width) {
   return F::taps * F::planes * paddedWidth(width) * static_cast<ptrdiff_t>(sizeof(Intermediate<S>)) + 15;
 }
 
-// Rows of the result in one sweep: they share sums and loads of intermediate rows, as far as registers go.
+// Rows of the result in one sweep: as many as share sums and loads of intermediate rows without running out of
+// registers. Sums that go on from row to row need few of them.
 template <class F, class S>
-constexpr int rowsAtOnce = 2;
+constexpr int rowsAtOnce = F::taps == 3 ? 4 : 2;
+template <class Along>
+inline constexpr int rowsAtOnce<Separable<Along, Sobel, 5>, Qor8u> = 4;
+template <class S>
+inline constexpr int rowsAtOnce<Lowpass<5>, S> = 4;
+template <>
+inline constexpr int rowsAtOnce<Laplacian<5>, Qor32f> = 1;
 
 template <class F, class S, class D, class Store>
 void filterBand(const FixedCall<S, D>& call, const Store& store, Band band) {
@@ -101,7 +108,7 @@ void filterBand(const FixedCall<S, D>& call, const Store& store, Band band) {
   M* constantRow = aligned + rows * stride;
   const auto fillConstant = [&](M* row) {
     for (int p = 0; p < F::planes; ++p) {
-      const M value = static_cast<M>(static_cast<M>(call.value) * static_cast<M>(F::constant(p)));
+      const M value = static_cast<M>(static_cast<M>(call.value) * static_cast<M>(F::template constant<M>(p)));
       for (ptrdiff_t x = 0; x < state.plane; ++x) row[p * state.plane + x] = value;
     }
   };
@@ -185,11 +192,13 @@ template <class Small, class Large, class S, class D, class Filter>
 QorStatus filterChecked(const FixedCall<S, D>& call, QorStatus further, QoriMaskSize maskSize, const Filter& filter) {
   const QorStatus status = firstFailure(fixedCheck(call), further, maskCheck(maskSize));
   if (status != qorStsNoErr) return status;
-  if (maskSize == qorMskSize3x3) {
-    filter(Small());
-  } else {
-    filter(Large());
+  if constexpr (!std::is_same_v<Small, Large>) {
+    if (maskSize == qorMskSize5x5) {
+      filter(Large());
+      return status;
+    }
   }
+  filter(Small());
   return status;
 }
 

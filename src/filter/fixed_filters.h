@@ -12,11 +12,14 @@ namespace qor {
 //
 //   rows(at, out)             out[p] is plane p of a row; at(i) is the sample under tap i along the row
 //   columns<count>(r, out)    the results of count rows; r[p][i] is plane p of row i of count + K - 1
-//   constant(p)               plane p of an image of ones
+//   constant<M>(p)            plane p of an image of ones, in intermediate samples of type M
 template <class Along, class Down, int K>
 struct Separable {
   static constexpr int taps = K, planes = 1;
-  static constexpr int constant(int) { return Along::template total<K>; }
+  template <class>
+  static constexpr int constant(int) {
+    return Along::template total<K>;
+  }
 
   template <class V, class At>
   static void rows(At at, V (&out)[1]) {
@@ -28,19 +31,33 @@ struct Separable {
   }
 };
 
-// 3 taps:  2  0  2     5 taps: Sobel along the row with D2x down the columns, plus D2x with Sobel
-//          0 -8  0
-//          2  0  2
+// 3x3:  2  0  2     5x5: Sobel along the row with D2x down the columns, plus D2x with Sobel. In 16 bits that is the
+//       0 -8  0          3x3 one smoothed by 1 2 1 in both directions, since Sobel of 5 taps is 1 2 1 twice and D2x of
+//       2  0  2          5 taps is 1 2 1 after 1 -2 1. Half of the sum is formed, which stays below 28 times 255.
 template <int K>
 struct Laplacian {
   static constexpr int taps = K, planes = 2;
-  static constexpr int constant(int plane) { return K == 3 ? (plane == 0 ? 2 : 8) : (plane == 0 ? 16 : 0); }
+  template <class M>
+  static constexpr int constant(int plane) {
+    if constexpr (K == 3) {
+      return plane == 0 ? 2 : 8;
+    } else if constexpr (std::is_same_v<M, Qor16s>) {
+      return plane == 0 ? 8 : 16;
+    } else {
+      return plane == 0 ? Sobel::total<5> : 0;
+    }
+  }
 
   template <class V, class At>
   static void rows(At at, V (&out)[2]) {
     if constexpr (K == 3) {
       out[0] = at(0) + at(2);
       out[1] = times<8>(at(1));
+    } else if constexpr (std::is_same_v<V, V16s>) {
+      // 1 2 2 2 1 and 4 times 1 2 1: the two outer rows and the middle row of the 3x3 one, smoothed along and halved.
+      const V beside = at(1) + at(3), middle = at(2);
+      out[0] = at(0) + at(4) + times<2>(beside + middle);
+      out[1] = times<4>(beside + times<2>(middle));
     } else {
       out[0] = Sobel::sum<5>(at);
       out[1] = D2x::sum<5>(at);
@@ -50,6 +67,11 @@ struct Laplacian {
   static void columns(const V (&r)[2][count + K - 1], V (&out)[count]) {
     if constexpr (K == 3) {
       for (int j = 0; j < count; ++j) out[j] = times<2>(r[0][j] + r[0][j + 2]) - r[1][j + 1];
+    } else if constexpr (std::is_same_v<V, V16s>) {
+      V half[count + 2];
+      for (int j = 0; j < count + 2; ++j) half[j] = r[0][j] + r[0][j + 2] - r[1][j + 1];
+      slide<Sobel, 3, count>(half, out);
+      for (int j = 0; j < count; ++j) out[j] = times<2>(out[j]);
     } else {
       V other[count];
       slide<D2x, 5, count>(r[0], out);
@@ -139,6 +161,13 @@ enum class Quotient {
   truncated,  // towards zero everywhere
 };
 
+// The first n columns: those of full fours as the first 16 samples of all have them, the others from the next 16.
+inline void storeColumns(Qor8s* dst, ptrdiff_t n, const Qor8s* all) {
+  const size_t fours = static_cast<size_t>(n) & ~size_t{3};
+  memcpy(dst, all, fours);
+  memcpy(dst + fours, all + 16 + fours, static_cast<size_t>(n) - fours);
+}
+
 // 8s: the sum times the 32-bit float 1 / divisor, clamped.
 template <Quotient quotient>
 class StoreQuotient {
@@ -152,9 +181,7 @@ class StoreQuotient {
     Qor8s all[32];
     (*this)(all, lo, hi);
     store(all + 16, cut(lo, hi));
-    const size_t fours = static_cast<size_t>(n) & ~size_t{3};
-    memcpy(dst, all, fours);
-    memcpy(dst + fours, all + 16 + fours, static_cast<size_t>(n) - fours);
+    storeColumns(dst, n, all);
   }
 
  private:
@@ -176,34 +203,41 @@ class StoreQuotient {
 };
 
 // The same for a divisor of 2^shift, in 16 bits: the product is exact then.
+template <Quotient quotient>
 class StoreShifted {
  public:
   // A shift of 15 takes every sum to 0, as the larger ones do.
   explicit StoreShifted(int shift)
-      : cut_(1 << shift),
-        shift_(shift < 15 ? shift : 15),
+      : shift_(shift < 15 ? shift : 15),
         belowHalf_(static_cast<Qor16s>(shift_ == 0 ? 0 : (1 << (shift_ - 1)) - 1)),
-        one_(shift_ == 0 ? 0 : 1) {}
+        belowOne_(static_cast<Qor16s>((1 << shift_) - 1)) {}
 
-  void operator()(Qor8s* dst, V16s lo, V16s hi) const { store(dst, narrowToS(rounded(lo), rounded(hi))); }
+  void operator()(Qor8s* dst, V16s lo, V16s hi) const {
+    if constexpr (quotient == Quotient::nearest) {
+      store(dst, narrowToS(rounded(lo), rounded(hi)));
+    } else {
+      store(dst, narrowToS(cut(lo), cut(hi)));
+    }
+  }
   void first(Qor8s* dst, ptrdiff_t n, V16s lo, V16s hi) const {
-    Qor8s all[16];
+    Qor8s all[32];
     (*this)(all, lo, hi);
-    cut_.first(dst, n, lo, hi);
-    memcpy(dst, all, static_cast<size_t>(n) & ~size_t{3});
+    store(all + 16, narrowToS(cut(lo), cut(hi)));
+    storeColumns(dst, n, all);
   }
 
  private:
   // A tie gets one more when that makes an odd quotient even. Nothing overflows: a sum is below 2^14, the bias at most
   // that.
   V16s rounded(V16s sum) const {
-    const V16s odd = (sum >> shift_) & splat(one_);
+    const V16s odd = (sum >> shift_) & splat(static_cast<Qor16s>(shift_ != 0));
     return (sum + splat(belowHalf_) + odd) >> shift_;
   }
+  // A negative sum is lifted to the next multiple.
+  V16s cut(V16s sum) const { return (sum + ((sum >> 15) & splat(belowOne_))) >> shift_; }
 
-  StoreQuotient<Quotient::truncated> cut_;
   int shift_;
-  Qor16s belowHalf_, one_;
+  Qor16s belowHalf_, belowOne_;
 };
 
 }  // namespace qor

@@ -112,11 +112,24 @@ struct Scharr {
 // The sums of `count` consecutive spans: out[j] from r[j] to r[j + K - 1].
 template <class Kernel, int K, int count, class V>
 inline void slide(const V (&r)[count + K - 1], V (&out)[count]) {
-  if constexpr (std::is_same_v<V, V16s> && K == 3 && std::is_same_v<Kernel, Sobel>) {
-    // (a + b) + (b + c), and the next span begins with b + c.
-    V pairs[count + 1];
-    for (int j = 0; j <= count; ++j) pairs[j] = r[j] + r[j + 1];
-    for (int j = 0; j < count; ++j) out[j] = pairs[j] + pairs[j + 1];
+  if constexpr (std::is_same_v<V, V16s> && std::is_same_v<Kernel, Sobel>) {
+    // K - 1 times the sums of neighbours, all but the ends of which serve two spans. The first sums come from the first
+    // K - 1 samples alone; each further sample needs K - 1 additions and as many sums kept.
+    V kept[K - 1];
+    for (int i = 0; i < K - 1; ++i) kept[i] = r[i];
+    for (int level = 1; level < K - 1; ++level) {
+      for (int i = 0; i < K - 1 - level; ++i) kept[i] = kept[i] + kept[i + 1];
+    }
+    // kept[i] is now the last sum of level K - 2 - i.
+    for (int j = 0; j < count; ++j) {
+      V sum = r[j + K - 1];
+      for (int level = 0; level < K - 1; ++level) {
+        const V before = kept[K - 2 - level];
+        kept[K - 2 - level] = sum;
+        sum = sum + before;
+      }
+      out[j] = sum;
+    }
   } else if constexpr (std::is_same_v<V, V16s> && count % 2 == 0 && std::is_same_v<Kernel, Avr>) {
     // Two neighbouring spans have all samples but their outermost in common.
     for (int j = 0; j < count; j += 2) {

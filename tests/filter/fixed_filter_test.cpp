@@ -8,8 +8,11 @@ using namespace qortest;
 // A call in one form for all members, whatever arguments they lack.
 template <class S, class D>
 struct Call {
-  const GuardedImage<S>& src;
-  const GuardedImage<D>& dst;
+  const S* src;
+  int srcStep;
+  D* dst;
+  int dstStep;
+  QoriSize size;
   int maskSize, border;
   S borderValue;
   int divisor;
@@ -27,21 +30,18 @@ using DividedScharr = QorStatus (*)(const Qor8u*, int, Qor8s*, int, QoriSize, in
 
 template <class S, class D>
 QorStatus invoke(WithMask<S, D> f, const Call<S, D>& c) {
-  return f(c.src.data(), c.src.step(), c.dst.data(), c.dst.step(), c.src.size(), c.maskSize, c.border, c.borderValue,
-           c.buffer);
+  return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, c.maskSize, c.border, c.borderValue, c.buffer);
 }
 template <class S, class D>
 QorStatus invoke(Divided<S, D> f, const Call<S, D>& c) {
-  return f(c.src.data(), c.src.step(), c.dst.data(), c.dst.step(), c.src.size(), c.maskSize, c.border, c.borderValue,
-           c.divisor, c.buffer);
+  return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, c.maskSize, c.border, c.borderValue, c.divisor, c.buffer);
 }
 template <class S, class D>
 QorStatus invoke(Scharr<S, D> f, const Call<S, D>& c) {
-  return f(c.src.data(), c.src.step(), c.dst.data(), c.dst.step(), c.src.size(), c.border, c.borderValue, c.buffer);
+  return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, c.border, c.borderValue, c.buffer);
 }
 QorStatus invoke(DividedScharr f, const Call<Qor8u, Qor8s>& c) {
-  return f(c.src.data(), c.src.step(), c.dst.data(), c.dst.step(), c.src.size(), c.border, c.borderValue, c.divisor,
-           c.buffer);
+  return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, c.border, c.borderValue, c.divisor, c.buffer);
 }
 QorStatus invoke(QorStatus (*f)(QoriSize, int, int*), QoriSize size, int maskSize, int* bytes) {
   return f(size, maskSize, bytes);
@@ -109,10 +109,10 @@ void forAllMembers(Test test) {
 }
 
 template <class S, class D>
-Image<D> reference(const Member<S, D>& m, const Call<S, D>& c) {
-  const int K = c.maskSize / 11, width = c.src.size().width;
-  const auto sums = FilterSums<S>(c.src, K, c.border, c.borderValue).of(m.filter);
-  Image<D> want(c.src.size());
+Image<D> reference(const Member<S, D>& m, const GuardedImage<S>& src, const Call<S, D>& c) {
+  const int K = c.maskSize / 11, width = c.size.width;
+  const auto sums = FilterSums<S>(src, K, c.border, c.borderValue).of(m.filter);
+  Image<D> want(c.size);
   for (size_t i = 0; i < sums.size(); ++i) {
     const auto sum = sums[i];
     const int column = static_cast<int>(i) % width;
@@ -152,18 +152,267 @@ void testMember(const Member<S, D>& m, int maskSize) {
   for (int width = 1; width <= 40; ++width) options.widths.push_back(width);
   options.thresholds = {{259, std::is_same_v<D, Qor8s> && m.filter.isLaplacian ? 70 : 258}};
   sweep(m.name, options, [&](Case& c) {
+    // Scratch grows with the square of the count; only large sizes are shared.
+    const ThreadCount count(c.size.width < 256 ? std::min(c.threads, 3) : c.threads);
     const int border = borders[static_cast<size_t>(c.random.below(static_cast<int>(borders.size())))];
     const int divisor = drawDivisor(c.random);
     appendCase(", mask %d, border %d, divisor %d", maskSize, border, divisor);
     auto src = c.image<S>(1, marginOf(border, maskSize / 22));
     auto dst = c.output<D>();
     const auto buffer = c.scratch(m.bufferSize(c.size, maskSize));
-    const Call<S, D> call{src, dst, maskSize, border, static_cast<S>(c.random.below(256)), divisor, buffer.data()};
-    const Image<D> want = reference(m, call);
+    const Call<S, D> call{src.data(), src.step(),   dst.data(), dst.step(),
+                          c.size,     maskSize,     border,     static_cast<S>(c.random.below(256)),
+                          divisor,    buffer.data()};
+    const Image<D> want = reference(m, src, call);
     src.protect();
     EXPECT_EQ(m.call(call), qorStsNoErr);
     expectSame(dst, want);
   });
+}
+
+// The reported size in 32 bits, written from its formula.
+template <class S, class D>
+int reportedSize(const Member<S, D>& m, QoriSize size, int maskSize, int T) {
+  constexpr bool ofFloats = std::is_same_v<S, Qor32f>;
+  const uint32_t K = static_cast<uint32_t>(maskSize / 11), t = static_cast<uint32_t>(T);
+  const uint32_t W = static_cast<uint32_t>(size.width), H = static_cast<uint32_t>(size.height);
+  const uint32_t wide = (W + 15) & ~15U, planes = m.filter.isLaplacian ? 2 : 1, R = K == 3 ? 21 : 25;
+  uint32_t B =
+      (ofFloats ? 4 : 2) * wide * R * planes + (K == 3 ? 72 : 120) * planes + static_cast<uint32_t>(m.terms.extra);
+  if (std::is_same_v<D, Qor8s> && m.filter.isLaplacian && K == 5) B += 2 * wide * H + 32;
+  const uint32_t lists = 32 * t + 8 * t * (H + K);
+  const uint32_t along = lists + t * (ofFloats ? 64 * K + 64 : 36 * K + 112) + (ofFloats ? 16 * t : 0);
+  const uint32_t down = ofFloats ? 16 * K + 32 : lists + t * (12 * ((W + 3) & ~3U) + 32);
+  return static_cast<int>(t * (B + along + down + 32));
+}
+
+TEST(FixedFilter, ReportsItsScratch) {
+  forAllMembers([](const auto& m) {
+    for (const int threads : threadCounts) {
+      const ThreadCount count(threads);
+      for (const QoriSize size : {QoriSize{1, 1}, {16, 3}, {641, 479}, {50000, 3}, {3, 200000}, {INT_MAX, INT_MAX}}) {
+        for (const int maskSize : {33, 55}) {
+          setCase("%s %dx%d, mask %d, %d threads", m.name, size.width, size.height, maskSize, threads);
+          const int mask = m.terms.threeByThreeOnly ? 33 : maskSize;
+          EXPECT_EQ(m.bufferSize(size, mask), reportedSize(m, size, mask, threads)) << currentCase();
+        }
+      }
+    }
+  });
+}
+
+// Arguments of every form, checked by the roles that they have in it.
+template <class S, class D, class C, class Src, class SrcStep, class Dst, class DstStep, class Roi, class Border,
+          class Value, class Buffer>
+void commonChecks(C& c, Src src, SrcStep srcStep, Dst dst, DstStep dstStep, Roi roi, Border border, Value value,
+                  Buffer buffer) {
+  c.null(src, dst, buffer);
+  c.size(roi);
+  c.step(sizeof(S), srcStep);
+  c.step(sizeof(D), dstStep);
+  if (std::is_same_v<S, Qor32f>) c.even(sizeof(S), srcStep, dstStep);
+  if (std::is_same_v<D, Qor16s>) c.even(sizeof(D), dstStep);
+  c.check(
+      "border", qorStsBadArgErr,
+      [&c, border] {
+        const int rule = c[border] & 15;
+        return rule == 5 || rule > 6 || (c[border] & ~255) != 0;
+      },
+      [&c, border] { c[border] = 5; }, [&c, border] { c[border] = 7; }, [&c, border] { c[border] = 15; },
+      [&c, border] { c[border] = 256; }, [&c, border] { c[border] = 0x10001; }, [&c, border] { c[border] = -1; },
+      [&c, border] { c[border] = INT_MIN; });
+  c.any(border, 0, 1, 2, 3, 4, 16 | 1, 128 | 3);
+  c.any(value, 0, 255);
+}
+
+template <class S, class D>
+void testContract(const char* name, WithMask<S, D> f) {
+  Contract c(name, f);
+  QORTEST_ARGUMENTS(c, pSrc, srcStep, pDst, dstStep, roiSize, maskSize, border, value, pBuffer);
+  commonChecks<S, D>(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
+  c.oneOf(maskSize, qorStsMaskSizeErr, 33, 55);
+  c.run();
+}
+template <class S, class D>
+void testContract(const char* name, Divided<S, D> f) {
+  Contract c(name, f);
+  QORTEST_ARGUMENTS(c, pSrc, srcStep, pDst, dstStep, roiSize, maskSize, border, value, divisor, pBuffer);
+  commonChecks<S, D>(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
+  c.check(
+      "divisor", qorStsBadArgErr, [&] { return c[divisor] == 0; }, [&] { c[divisor] = 0; });
+  c.any(divisor, 1, -1, INT_MIN);
+  c.oneOf(maskSize, qorStsMaskSizeErr, 33, 55);
+  c.run();
+}
+template <class S, class D>
+void testContract(const char* name, Scharr<S, D> f) {
+  Contract c(name, f);
+  QORTEST_ARGUMENTS(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
+  commonChecks<S, D>(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
+  c.run();
+}
+void testContract(const char* name, DividedScharr f) {
+  Contract c(name, f);
+  QORTEST_ARGUMENTS(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, divisor, pBuffer);
+  commonChecks<Qor8u, Qor8s>(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
+  c.check(
+      "divisor", qorStsBadArgErr, [&] { return c[divisor] == 0; }, [&] { c[divisor] = 0; });
+  c.any(divisor, 1, -1, INT_MIN);
+  c.run();
+}
+void testContract(const char* name, QorStatus (*f)(QoriSize, int, int*)) {
+  Contract c(name, f);
+  QORTEST_ARGUMENTS(c, roiSize, maskSize, pBufferSize);
+  c.null(pBufferSize);
+  c.size(roiSize);
+  c.oneOf(maskSize, qorStsMaskSizeErr, 33, 55);
+  c.run();
+}
+void testContract(const char* name, QorStatus (*f)(QoriSize, int*)) {
+  Contract c(name, f);
+  QORTEST_ARGUMENTS(c, roiSize, pBufferSize);
+  c.null(pBufferSize);
+  c.size(roiSize);
+  c.run();
+}
+
+TEST(FixedFilter, RefusesBadArguments) {
+#define BOTH(name, size, F, extra) \
+  testContract(#name, name);       \
+  testContract(#size, size);
+#define QOR_FIXED_8U8S BOTH
+#define QOR_FIXED_8U16S BOTH
+#define QOR_FIXED_32F BOTH
+#define QOR_SCHARR_8U8S BOTH
+#define QOR_SCHARR_8U16S BOTH
+#define QOR_SCHARR_32F BOTH
+#include "../../src/filter/fixed_filter.def"
+  BOTH(qoriFilterLowpassBorder_8u_C1R, qoriFilterLowpassGetBufferSize_8u_C1R, , )
+  BOTH(qoriFilterLowpassBorder_32f_C1R, qoriFilterLowpassGetBufferSize_32f_C1R, , )
+}
+
+// Cut into tiles whose inner sides are in memory, an image gives the same result as at once. Quotients know where a
+// tile ends, so 8s is left out.
+template <class S, class D>
+void testTiles(const Member<S, D>& m, int maskSize, int border) {
+  const QoriSize size{70, 41};
+  Case c(size);
+  setCase("%s, mask %d, border %d", m.name, maskSize, border);
+  auto src = c.image<S>();
+  auto whole = c.output<D>(), tiled = c.output<D>();
+  const auto buffer = c.scratch(m.bufferSize(size, maskSize));
+  Call<S, D> call{src.data(), src.step(), whole.data(), whole.step(), size, maskSize, border, 99, 1, buffer.data()};
+  EXPECT_EQ(m.call(call), qorStsNoErr);
+  const int columns[] = {0, 2, 19, 51, 70}, rows[] = {0, 3, 20, 39, 41};
+  for (int j = 0; j < 4; ++j) {
+    for (int i = 0; i < 4; ++i) {
+      call.src = &src.at(columns[i], rows[j]);
+      call.dst = &tiled.at(columns[i], rows[j]);
+      call.dstStep = tiled.step();
+      call.size = {columns[i + 1] - columns[i], rows[j + 1] - rows[j]};
+      call.border = border | (i > 0 ? qorBorderInMemLeft : 0) | (i < 3 ? qorBorderInMemRight : 0) |
+                    (j > 0 ? qorBorderInMemTop : 0) | (j < 3 ? qorBorderInMemBottom : 0);
+      EXPECT_EQ(m.call(call), qorStsNoErr);
+    }
+  }
+  expectSame(tiled, whole.pixels());
+}
+
+TEST(FixedFilter, TilesMakeTheWhole) {
+  forAllMembers([]<class S, class D>(const Member<S, D>& m) {
+    if (std::is_same_v<D, Qor8s>) return;
+    for (const int border : {qorBorderConst, qorBorderRepl}) {
+      testTiles(m, 33, border);
+      if (!m.terms.threeByThreeOnly) testTiles(m, 55, border);
+    }
+  });
+}
+
+TEST(FixedFilter, MeansInPlace) {
+  const auto& m = to32f[7];
+  ASSERT_EQ(&m.filter, &filters::Lowpass);
+  const ThreadCount one(1);
+  for (const int maskSize : {33, 55}) {
+    for (const QoriSize size : {QoriSize{1, 1}, {5, 2}, {17, 3}, {70, 41}}) {
+      setCase("%s %dx%d, mask %d", m.name, size.width, size.height, maskSize);
+      Case c(size);
+      auto image = c.image<Qor32f>();
+      const auto buffer = c.scratch(m.bufferSize(size, maskSize));
+      const Call<Qor32f, Qor32f> call{
+          image.data(), image.step(), image.data(), image.step(), size, maskSize, qorBorderRepl, 0, 1, buffer.data()};
+      const Image<Qor32f> want = reference(m, image, call);
+      EXPECT_EQ(m.call(call), qorStsNoErr);
+      expectSame(image, want);
+    }
+  }
+}
+
+// Figures that can be checked on paper.
+TEST(FixedFilter, KnownValues) {
+  GuardedImage<Qor8u> image({4, 3}), mean({4, 3});
+  GuardedImage<Qor8s> edges({4, 3});
+  const GuardedBytes buffer(1 << 16);
+  image.generate([](int, int, int) { return Qor8u{255}; });
+  const auto meanOf = [&](int maskSize) {
+    EXPECT_EQ(qoriFilterLowpassBorder_8u_C1R(image.data(), image.step(), mean.data(), mean.step(), image.size(),
+                                             maskSize, qorBorderRepl, 0, buffer.data()),
+              qorStsNoErr);
+    return int{mean.at(1, 1)};
+  };
+  EXPECT_EQ(meanOf(33), 255);
+  EXPECT_EQ(meanOf(55), 254);
+  // Above a black image the constant 200 makes 4 * 200 of every column. Beside it, the row below gathers one 200 in the
+  // first column and in the last. By -10 that is 80 inside and (200 - 800) / -10 at the ends.
+  image.generate([](int, int, int) { return Qor8u{0}; });
+  EXPECT_EQ(qoriFilterSobelHorizBorder_8u8s_C1R(image.data(), image.step(), edges.data(), edges.step(), image.size(),
+                                                33, qorBorderConst, 200, -10, buffer.data()),
+            qorStsNoErr);
+  for (int x = 0; x < 4; ++x) EXPECT_EQ(edges.at(x, 0), x == 1 || x == 2 ? 80 : 60);
+}
+
+template <class T>
+void testKernels(const char* name, QorStatus (*generate)(T*, int, int, int), int longest) {
+  for (int K = 1; K <= longest; K += 2) {
+    for (int dx = 0; dx < K; ++dx) {
+      setCase("%s %d taps, dx %d", name, K, dx);
+      // The product of the polynomials 1 + z and -1 + z, coefficient by coefficient.
+      std::vector<int64_t> want{1};
+      for (int factor = 0; factor < K - 1; ++factor) {
+        std::vector<int64_t> product(want.size() + 1);
+        for (size_t i = 0; i < want.size(); ++i) {
+          product[i] += factor < dx ? -want[i] : want[i];
+          product[i + 1] += want[i];
+        }
+        want = product;
+      }
+      for (const int sign : {1, 0, -1, INT_MIN}) {
+        const GuardedBytes taps(K * static_cast<int>(sizeof(T)));
+        EXPECT_EQ(generate(taps.as<T>(), K, dx, sign), qorStsNoErr);
+        for (int i = 0; i < K; ++i) {
+          const int64_t tap = sign < 0 ? -want[static_cast<size_t>(i)] : want[static_cast<size_t>(i)];
+          EXPECT_EQ(taps.as<T>()[i], static_cast<T>(tap)) << currentCase();
+        }
+      }
+    }
+  }
+  Contract c(name, generate);
+  QORTEST_ARGUMENTS(c, pDst, kernelSize, dx, sign);
+  c.null(pDst);
+  c.check(
+      "sizes", qorStsSizeErr,
+      [&] { return c[kernelSize] < 1 || c[kernelSize] % 2 == 0 || c[dx] < 0 || c[dx] >= c[kernelSize]; },
+      [&] { c[kernelSize] = 0; }, [&] { c[kernelSize] = -3; }, [&] { c[kernelSize] = 4; }, [&] { c[dx] = -1; },
+      [&] { c[dx] = 5; });
+  c.set(kernelSize, 5);
+  c.set(dx, 4);
+  c.any(sign, -1, 0, 1);
+  c.run();
+}
+
+// 16s taps wrap beyond 17 taps; floats are exact up to 25.
+TEST(GenSobelKernel, FoldsPairs) {
+  testKernels(QORTEST_NAMED(qoriGenSobelKernel_16s), 31);
+  testKernels(QORTEST_NAMED(qoriGenSobelKernel_32f), 25);
 }
 
 TEST(FixedFilter, EqualsItsDefinition) {

@@ -163,16 +163,6 @@ class FilterSums {
   S constant_;
 };
 
-// What a member stores.
-inline Qor16s stored(int sum, Qor16s) { return static_cast<Qor16s>(sum); }
-inline Qor32f stored(float sum, Qor32f) { return sum; }
-
-inline Qor8s quotient(int sum, int divisor, bool truncates) {
-  const float exact = static_cast<float>(sum) * (1.0F / static_cast<float>(divisor));
-  const float clamped = std::clamp(exact, -128.0F, 127.0F);
-  return static_cast<Qor8s>(truncates ? truncf(clamped) : nearbyintf(clamped));
-}
-
 // Every legal border argument.
 inline std::vector<int> allBorders() {
   std::vector<int> borders;
