@@ -3,7 +3,10 @@
 
 #include <string.h>
 
+#include "filter/gaussian_bytes.h"
 #include "filter/gaussian_sweep.h"
+#include "filter/pipeline.h"
+#include "frame/bands.h"
 #include "frame/bodies.h"
 #include "frame/checks.h"
 #include "frame/row.h"
@@ -127,7 +130,6 @@ struct Filter {
       : sweep{{src, srcStep},
               {dst, dstStep},
               size,
-              Of::channels,
               kernelSize,
               verticalEdge(border, qorBorderInMemTop, size.height),
               verticalEdge(border, qorBorderInMemBottom, size.height),
@@ -158,13 +160,72 @@ struct Filter {
 
   template <class FilterRows>
   void run(const T* value, const FilterRows& filterRows) const {
-    M rowValue[Of::channels];
-    for (int c = 0; c < Of::channels; ++c) rowValue[c] = value[c];
-    sweep.run(rowValue, filterRows, [&](const M* const* rows, T* dst, int count) {
-      Of::filterColumns(rows, dst, sweep.dst.step, {sweep.size.width, count}, taps, sweep.kernelSize, divisor, rest);
-    });
+    sweep.run([&](M* row) { fillRow(row, value); }, filterRows,
+              [&](const M* const* rows, T* dst, int count) {
+                Of::filterColumns(rows, dst, sweep.dst.step, {sweep.size.width, count}, taps, sweep.kernelSize, divisor,
+                                  rest);
+              });
+  }
+
+  ptrdiff_t samples() const { return ptrdiff_t{sweep.size.width} * Of::channels; }
+
+  void fillRow(M* row, const T* value) const {
+    for (ptrdiff_t i = 0; i < samples(); ++i) row[i] = value[i % Of::channels];
   }
 };
+
+// The reaches that kernels are made for; 0 stands for any other.
+template <class F>
+void withReach(int reach, const F& f) {
+  switch (reach) {
+    case 1:
+      return f(std::integral_constant<int, 1>());
+    case 2:
+      return f(std::integral_constant<int, 2>());
+    case 3:
+      return f(std::integral_constant<int, 3>());
+    case 4:
+      return f(std::integral_constant<int, 4>());
+    case 7:
+      return f(std::integral_constant<int, 7>());
+    default:
+      return f(std::integral_constant<int, 0>());
+  }
+}
+
+// 8-bit images by taps that fit integers: the team takes rows of a band as in the row pipelines.
+template <class Of>
+void filterBytes(const Filter<Of>& filter, QoriBorderType rule, const Qor8u* value) {
+  constexpr int channels = Of::channels;
+  const auto& sweep = filter.sweep;
+  const int reach = sweep.kernelSize / 2;
+  ScratchParts parts(filter.rest);
+  V16s* const pairs = parts.take<V16s>(ByteTaps::pairCount(reach));
+  ByteTaps::make(filter.taps, reach, pairs);
+  const ByteTaps taps{pairs, reach};
+  const ByteRow<channels> row{rule, value, sweep.size.width, taps};
+  Qor8u* const staged = parts.rest();
+  // Columns that a pipeline takes for remainder columns.
+  const ptrdiff_t n = filter.samples(), full = n - n % (reach <= 2 ? 4 : 16);
+  withReach(reach, [&](auto known) {
+    sweep.run(
+        [&](Qor16s* to) {
+          for (ptrdiff_t i = 0; i < n; ++i) to[bytePlace(i)] = value[i % channels];
+        },
+        [&](const Qor8u* src, Qor16s* const* rows, int count) {
+          forBandsIf(pipelineGoesParallel({sweep.size.width, count}), count, [&](Band band) {
+            for (int y = band.first; y < band.first + band.rows; ++y) {
+              row.template run<known>(rowAt(src, sweep.src.step, y), rows[y], staged + band.thread * row.stagedBytes());
+            }
+          });
+        },
+        [&](const Qor16s* const* rows, Qor8u* dst, int count) {
+          for (int y = 0; y < count; ++y) {
+            ByteColumns{taps, rows + y}.run<known>(rowAt(dst, sweep.dst.step, y), n, full);
+          }
+        });
+  });
+}
 
 template <class Of, class T = typename Of::T>
 QorStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, const T* value,
@@ -190,7 +251,14 @@ QorStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSiz
     memcpy(filter.taps + i, taps + i * ptrdiff_t{sizeof(Tap)} * (integer ? 1 : gaussianLanes), sizeof(Tap));
   }
   if (integer) filter.divisor = 1 << spec.shift;
-  filter.run(spec.borderType & ~allInMemFlags, value);
+  const QoriBorderType rule = spec.borderType & ~allInMemFlags;
+  if constexpr (Of::dataType == qor8u) {
+    if (spec.shift == byteShift && ByteTaps::fit(filter.taps, spec.kernelSize)) {
+      filterBytes(filter, rule, value);
+      return qorStsNoErr;
+    }
+  }
+  filter.run(rule, value);
   return qorStsNoErr;
 }
 

@@ -37,7 +37,6 @@ struct GaussianSweep {
   Plane<const T> src;
   Plane<T> dst;
   QoriSize size;
-  int channels;
   int kernelSize;
   Edge top, bottom;
 
@@ -79,14 +78,12 @@ struct GaussianSweep {
     return (bottom == Edge::periodic && end > size.height ? size.height : end) - y;
   }
 
-  // filterRows(first source row, pointers to the filtered rows, rows), filterColumns(pointers, first result row, rows).
-  template <class FilterRows, class FilterColumns>
-  void run(const M* value, const FilterRows& filterRows, const FilterColumns& filterColumns) const {
+  // fillRow(row) makes the row of the border value, filterRows(first source row, pointers to the filtered rows, rows)
+  // and filterColumns(pointers, first result row, rows) a band.
+  template <class FillRow, class FilterRows, class FilterColumns>
+  void run(const FillRow& fillRow, const FilterRows& filterRows, const FilterColumns& filterColumns) const {
     const int64_t reach = kernelSize / 2, height = size.height, most = bandRows();
-    if (top == Edge::value || bottom == Edge::value) {
-      M* const row = valueRow();
-      for (int64_t i = 0; i < int64_t{size.width} * channels; ++i) row[i] = value[i % channels];
-    }
+    if (top == Edge::value || bottom == Edge::value) fillRow(valueRow());
     const int64_t end = fromSource(bottom) ? height + reach : height;
     int64_t next = fromSource(top) ? -reach : 0;
     for (int64_t y = 0; y < height; y += most) {
