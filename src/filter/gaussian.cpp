@@ -200,10 +200,9 @@ void filterBytes(const Filter<Of>& filter, QoriBorderType rule, const Qor8u* val
   const auto& sweep = filter.sweep;
   const int reach = sweep.kernelSize / 2;
   ScratchParts parts(filter.rest);
-  V16s* const pairs = parts.take<V16s>(ByteTaps::pairCount(reach));
-  ByteTaps::make(filter.taps, reach, pairs);
-  const ByteTaps taps{pairs, reach};
-  const ByteRow<channels> row{rule, value, sweep.size.width, taps};
+  V16s* const pairs = parts.take<V16s>(bytePairs(reach));
+  pairByteTaps(filter.taps, reach, pairs);
+  const ByteRow<channels> row{rule, value, sweep.size.width, pairs, reach};
   Qor8u* const staged = parts.rest();
   // Columns that a pipeline takes for remainder columns.
   const ptrdiff_t n = filter.samples(), full = n - n % (reach <= 2 ? 4 : 16);
@@ -221,7 +220,7 @@ void filterBytes(const Filter<Of>& filter, QoriBorderType rule, const Qor8u* val
         },
         [&](const Qor16s* const* rows, Qor8u* dst, int count) {
           for (int y = 0; y < count; ++y) {
-            ByteColumns{taps, rows + y}.run<known>(rowAt(dst, sweep.dst.step, y), n, full);
+            filterByteColumns<known>(rows + y, rowAt(dst, sweep.dst.step, y), n, full, pairs, reach);
           }
         });
   });
@@ -253,7 +252,7 @@ QorStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSiz
   if (integer) filter.divisor = 1 << spec.shift;
   const QoriBorderType rule = spec.borderType & ~allInMemFlags;
   if constexpr (Of::dataType == qor8u) {
-    if (spec.shift == byteShift && ByteTaps::fit(filter.taps, spec.kernelSize)) {
+    if (spec.shift == byteShift && byteTapsFit(filter.taps, spec.kernelSize)) {
       filterBytes(filter, rule, value);
       return qorStsNoErr;
     }
