@@ -130,6 +130,7 @@ struct Filter {
       : sweep{{src, srcStep},
               {dst, dstStep},
               size,
+              Of::channels,
               kernelSize,
               verticalEdge(border, qorBorderInMemTop, size.height),
               verticalEdge(border, qorBorderInMemBottom, size.height),
@@ -161,9 +162,8 @@ struct Filter {
   template <class FilterRows>
   void run(const T* value, const FilterRows& filterRows) const {
     sweep.run([&](M* row) { fillRow(row, value); }, filterRows,
-              [&](const M* const* rows, T* dst, int count) {
-                Of::filterColumns(rows, dst, sweep.dst.step, {sweep.size.width, count}, taps, sweep.kernelSize, divisor,
-                                  rest);
+              [&](const M* const* rows, T* dst, QoriSize size) {
+                Of::filterColumns(rows, dst, sweep.dst.step, size, taps, sweep.kernelSize, divisor, rest);
               });
   }
 
@@ -204,8 +204,7 @@ void filterBytes(const Filter<Of>& filter, QoriBorderType rule, const Qor8u* val
   pairByteTaps(filter.taps, reach, pairs);
   const ByteRow<channels> row{rule, value, sweep.size.width, pairs, reach};
   Qor8u* const staged = parts.rest();
-  // Columns that a pipeline takes for remainder columns.
-  const ptrdiff_t n = filter.samples(), full = n - n % (reach <= 2 ? 4 : 16);
+  const ptrdiff_t n = filter.samples();
   withReach(reach, [&](auto known) {
     sweep.run(
         [&](Qor16s* to) {
@@ -218,9 +217,12 @@ void filterBytes(const Filter<Of>& filter, QoriBorderType rule, const Qor8u* val
             }
           });
         },
-        [&](const Qor16s* const* rows, Qor8u* dst, int count) {
-          for (int y = 0; y < count; ++y) {
-            filterByteColumns<known>(rows + y, rowAt(dst, sweep.dst.step, y), n, full, pairs, reach);
+        [&](const Qor16s* const* rows, Qor8u* dst, QoriSize size) {
+          // Columns that a pipeline takes for remainder columns truncate.
+          const ptrdiff_t columns = ptrdiff_t{size.width} * channels, block = reach <= 2 ? 4 : 16;
+          for (int y = 0; y < size.height; ++y) {
+            filterByteColumns<known>(rows + y, rowAt(dst, sweep.dst.step, y), columns, columns - columns % block, pairs,
+                                     reach);
           }
         });
   });
