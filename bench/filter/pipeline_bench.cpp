@@ -1,5 +1,6 @@
 #include <vector>
 
+#include "filter/column_pipeline.h"
 #include "qorcv/filter.h"
 #include "support/row.h"
 
@@ -46,7 +47,20 @@ auto rows(Operation* operation, Query* query, const Taps<Tap>& taps, Divisor... 
   };
 }
 
-// Sources of few values, as the rows of a filtered image have.
+auto colourRows(const Taps<Qor16s>& taps, int divisor) {
+  return [=](Setup& s) {
+    const auto src = s.random<Qor8u>({.channels = 3});
+    const auto dst = s.blank<Qor16s>({.channels = 3});
+    const auto black = s.blank<Qor8u>({.channels = 3, .size = {1, 1}});
+    const int K = static_cast<int>(taps.size());
+    return [=, roi = s.roi(), scratch = scratchOf(s, qoriFilterRowBorderPipelineGetBufferSize_8u16s_C3R, K),
+            pointers = rowsOf(dst)] {
+      return qoriFilterRowBorderPipeline_8u16s_C3R(src.p, src.step, pointers.data(), roi, taps.data(), K, K / 2,
+                                                   qorBorderRepl, black.p, divisor, scratch);
+    };
+  };
+}
+
 template <class T, class D, class Tap, class Operation, class Query, class... Divisor>
 auto columns(Operation* operation, Query* query, const Taps<Tap>& taps, Divisor... divisor) {
   return [=](Setup& s) {
@@ -93,47 +107,77 @@ auto bothPasses() {
   };
 }
 
+// Columns of rows of bytes, as the Gaussian filters take them: binomial taps that add up to 2^(K - 1).
+auto byteColumns(int K) {
+  return [=](Setup& s) {
+    Taps<Qor16s> taps(static_cast<size_t>(K));
+    double binomial = 4096 / static_cast<double>(1 << (K - 1));
+    for (int i = 0; i < K; ++i) {
+      taps[static_cast<size_t>(i)] = static_cast<Qor16s>(binomial);
+      binomial = binomial * (K - 1 - i) / (i + 1);
+    }
+    const auto src = s.random<Qor16s>({.size = {s.roi().width, s.roi().height + K - 1}, .low = 0, .high = 255});
+    const auto dst = s.blank<Qor8u>();
+    const auto filled = rowsOf(src);
+    return [=, roi = s.roi(), scratch = s.scratch(4 * K + 16),
+            pointers = std::vector<const Qor16s*>(filled.begin(), filled.end())] {
+      filterByteColumns(pointers.data(), dst.p, dst.step, roi.width, roi.height, taps.data(), K, 4096, scratch);
+    };
+  };
+}
+
 const Register pipelines([] {
 #define ROW(tag) qoriFilterRowBorderPipeline_##tag, qoriFilterRowBorderPipelineGetBufferSize_##tag
 #define COLUMN(tag) qoriFilterColumnPipeline_##tag, qoriFilterColumnPipelineGetBufferSize_##tag
   using S = Qor16s;
   using F = Qor32f;
-  Row("qoriFilterRowBorderPipeline_8u16s_C1R K=3")
+  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=3")
       .budget(2.0)
       .threads(2, ultraHd, 1.6)
       .run(rows<Qor8u, S>(ROW(8u16s_C1R), smooth3, 1));
-  Row("qoriFilterRowBorderPipeline_8u16s_C1R K=5 by 16").budget(5.5).run(rows<Qor8u, S>(ROW(8u16s_C1R), smooth5, 16));
-  Row("qoriFilterRowBorderPipeline_8u16s_C1R K=5 by 22").budget(5.5).run(rows<Qor8u, S>(ROW(8u16s_C1R), general5, 22));
-  Row("qoriFilterRowBorderPipeline_16s_C1R K=5").run(rows<S, S>(ROW(16s_C1R), general5, 22));
-  Row("qoriFilterRowBorderPipeline_16u_C1R K=5")
+  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=5:by=16").budget(5.5).run(rows<Qor8u, S>(ROW(8u16s_C1R), smooth5, 16));
+  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=5:by=22").budget(5.5).run(rows<Qor8u, S>(ROW(8u16s_C1R), general5, 22));
+  Row("qoriFilterRowBorderPipeline_16s_C1R:K=5").run(rows<S, S>(ROW(16s_C1R), general5, 22));
+  Row("qoriFilterRowBorderPipeline_16u_C1R:K=5")
       .run(rows<Qor16u, Qor16u>(ROW(16u_C1R), Taps<Qor16u>{1, 4, 6, 4, 1}, 16));
-  Row("qoriFilterRowBorderPipeline_32f_C1R K=5").budget(5).run(rows<F, F>(ROW(32f_C1R), float5));
-  Row("qoriFilterRowBorderPipeline_Low_16s_C1R K=3").budget(2.5).run(rows<S, S>(ROW(Low_16s_C1R), smooth3, 4));
-  Row("qoriFilterRowBorderPipeline_Low_16s_C1R K=5 binomial")
+  Row("qoriFilterRowBorderPipeline_32f_C1R:K=5").budget(5).run(rows<F, F>(ROW(32f_C1R), float5));
+  Row("qoriFilterRowBorderPipeline_Low_16s_C1R:K=3").budget(2.5).run(rows<S, S>(ROW(Low_16s_C1R), smooth3, 4));
+  Row("qoriFilterRowBorderPipeline_Low_16s_C1R:K=5:binomial")
       .budget(2.5)
       .run(rows<S, S>(ROW(Low_16s_C1R), smooth5, 16));
-  Row("qoriFilterColumnPipeline_16s8u_C1R K=3")
+  Row("qoriFilterColumnPipeline_16s8u_C1R:K=3")
       .budget(4.5)
       .threads(2, ultraHd, 1.6)
       .run(columns<S, Qor8u>(COLUMN(16s8u_C1R), smooth3, 4));
-  Row("qoriFilterColumnPipeline_16s8u_C1R K=5").budget(7.5).run(columns<S, Qor8u>(COLUMN(16s8u_C1R), smooth5, 16));
-  Row("qoriFilterColumnPipeline_16s8u_C1R K=3 by 12")
+  Row("qoriFilterColumnPipeline_16s8u_C1R:K=5").budget(7.5).run(columns<S, Qor8u>(COLUMN(16s8u_C1R), smooth5, 16));
+  Row("qoriFilterColumnPipeline_16s8u_C1R:K=3:by=12")
       .budget(4.5)
       .run(columns<S, Qor8u>(COLUMN(16s8u_C1R), general3, 12));
-  Row("qoriFilterColumnPipeline_16s8u_C1R K=5 by 22")
+  Row("qoriFilterColumnPipeline_16s8u_C1R:K=5:by=22")
       .budget(7.5)
       .run(columns<S, Qor8u>(COLUMN(16s8u_C1R), general5, 22));
-  Row("qoriFilterColumnPipeline_16s_C1R K=3").budget(4.5).run(columns<S, S>(COLUMN(16s_C1R), smooth3, 4));
-  Row("qoriFilterColumnPipeline_16s_C1R K=5").budget(7.5).run(columns<S, S>(COLUMN(16s_C1R), smooth5, 16));
-  Row("qoriFilterColumnPipeline_16s_C1R K=5 by 22").budget(7.5).run(columns<S, S>(COLUMN(16s_C1R), general5, 22));
-  Row("qoriFilterColumnPipeline_16u_C1R K=5")
+  Row("qoriFilterColumnPipeline_16s_C1R:K=3").budget(4.5).run(columns<S, S>(COLUMN(16s_C1R), smooth3, 4));
+  Row("qoriFilterColumnPipeline_16s_C1R:K=5").budget(7.5).run(columns<S, S>(COLUMN(16s_C1R), smooth5, 16));
+  Row("qoriFilterColumnPipeline_16s_C1R:K=5:by=22").budget(7.5).run(columns<S, S>(COLUMN(16s_C1R), general5, 22));
+  Row("qoriFilterColumnPipeline_16u_C1R:K=5")
       .run(columns<Qor16u, Qor16u>(COLUMN(16u_C1R), Taps<Qor16u>{1, 4, 6, 4, 1}, 16));
-  Row("qoriFilterColumnPipeline_32f_C1R K=5").budget(5).run(columns<F, F>(COLUMN(32f_C1R), float5));
-  Row("qoriFilterColumnPipeline_Low_16s_C1R K=3").budget(2.5).run(columns<S, S>(COLUMN(Low_16s_C1R), smooth3, 4));
-  Row("qoriFilterColumnPipeline_Low_16s_C1R K=5 binomial")
+  Row("qoriFilterColumnPipeline_32f_C1R:K=5").budget(5).run(columns<F, F>(COLUMN(32f_C1R), float5));
+  Row("qoriFilterColumnPipeline_Low_16s_C1R:K=3").budget(2.5).run(columns<S, S>(COLUMN(Low_16s_C1R), smooth3, 4));
+  Row("qoriFilterColumnPipeline_Low_16s_C1R:K=5:binomial")
       .budget(2.5)
       .run(columns<S, S>(COLUMN(Low_16s_C1R), smooth5, 16));
-  Row("qoriFilterRowBorderPipeline_32f_C1R and column K=15").pixel(4).budget(30).run(bothPasses());
+  for (const int K : {3, 5, 7, 9, 15}) {
+    Taps<S> taps(static_cast<size_t>(K), static_cast<S>(4096 / K));
+    taps.front() = 100;
+    Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=" + std::to_string(K) + ":by=4096")
+        .run(rows<Qor8u, S>(ROW(8u16s_C1R), taps, 4096));
+    if (K == 5 || K == 15) {
+      taps.back() = taps.front();
+      Row("qoriFilterRowBorderPipeline_8u16s_C3R:K=" + std::to_string(K) + ":by=4096").run(colourRows(taps, 4096));
+    }
+    Row("filterByteColumns_16s8u_C1R:K=" + std::to_string(K) + ":by=4096").run(byteColumns(K));
+  }
+  Row("qoriFilterRowBorderPipeline_32f_C1R:and_column:K=15").pixel(4).budget(30).run(bothPasses());
 });
 
 }  // namespace

@@ -1,6 +1,7 @@
 // When the pipelines go parallel, on both sides of every member's threshold; and the borders of rows under all six
 // rules.
 #include "filter/border_row.h"
+#include "filter/column_pipeline.h"
 #include "qorcv/filter.h"
 #include "support/stand_in.h"
 #include "support/support.h"
@@ -70,6 +71,35 @@ TEST(Pipeline, ColumnsGoParallel) {
 #define QOR_COLUMN_PIPELINE_32F(name, sizeName, channels) \
   CALL_COLUMNS(name, Qor32f, Qor32f, Qor32f, Rule::Never, m.scratch.data())
 #include "../../src/filter/column_pipeline.def"
+}
+
+// Columns of rows of bytes by integers, against the floats of the exported operation.
+TEST(Pipeline, ColumnsOfBytes) {
+  sweep("filterByteColumns", {.heights = {1, 3}}, [](Case& c) {
+    constexpr int lengths[] = {1, 2, 3, 3, 4, 5, 5, 6, 7, 8, 9, 11, 13, 15, 31};
+    const int K = lengths[c.random.below(15)];
+    constexpr int divisors[] = {1, 16, 256, 4096, 4096, 32768, 32768, 1000};
+    const int divisor = divisors[c.random.below(8)];
+    std::vector<Qor16s> kernel(static_cast<size_t>(K));
+    for (Qor16s& tap : kernel)
+      tap = static_cast<Qor16s>(c.random.below(2 * divisor / K + 2) - (c.random.oneIn(3) ? divisor / K : 0));
+    if (c.random.oneIn(2)) std::copy(kernel.begin(), kernel.begin() + K / 2, kernel.rbegin());
+    appendCase(" K %d divisor %d", K, divisor);
+    GuardedImage<Qor16s> src({c.size.width, c.size.height + K - 1}, {.gap = 3, .guard = c.guard});
+    src.generate([&](int, int, int) { return static_cast<Qor16s>(c.random.oneIn(4) ? 255 : c.random.below(256)); });
+    src.protect();
+    std::vector<const Qor16s*> rows;
+    for (int y = 0; y < src.size().height; ++y) rows.push_back(&src.at(0, y));
+    const auto got = c.output<Qor8u>(), want = c.output<Qor8u>();
+    const auto scratch = c.scratch(4 * K + 16);
+    qor::filterByteColumns(rows.data(), got.data(), got.step(), c.size.width, c.size.height, kernel.data(), K, divisor,
+                           scratch.data());
+    std::vector<Qor8u> room(1 << 16);
+    EXPECT_EQ(qoriFilterColumnPipeline_16s8u_C1R(rows.data(), want.data(), want.step(), c.size, kernel.data(), K,
+                                                 divisor, room.data()),
+              qorStsNoErr);
+    expectSame(got, want.pixels());
+  });
 }
 
 // The column that stands for one outside the row: walked there step by step, turning at the ends.
