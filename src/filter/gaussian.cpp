@@ -3,10 +3,8 @@
 
 #include <string.h>
 
-#include "filter/gaussian_bytes.h"
+#include "filter/column_pipeline.h"
 #include "filter/gaussian_sweep.h"
-#include "filter/pipeline.h"
-#include "frame/bands.h"
 #include "frame/bodies.h"
 #include "frame/checks.h"
 #include "frame/row.h"
@@ -124,6 +122,7 @@ struct Filter {
   M* taps;
   Qor8u* rest;
   int divisor = 1;
+  bool bytes = false;  // filtered rows of an 8-bit image hold bytes
 
   Filter(const T* src, int srcStep, T* dst, int dstStep, QoriSize size, int kernelSize, QoriBorderType border,
          Qor8u* scratch)
@@ -161,71 +160,32 @@ struct Filter {
 
   template <class FilterRows>
   void run(const T* value, const FilterRows& filterRows) const {
-    sweep.run([&](M* row) { fillRow(row, value); }, filterRows,
-              [&](const M* const* rows, T* dst, QoriSize size) {
-                Of::filterColumns(rows, dst, sweep.dst.step, size, taps, sweep.kernelSize, divisor, rest);
-              });
+    M rowValue[Of::channels];
+    for (int c = 0; c < Of::channels; ++c) rowValue[c] = value[c];
+    sweep.run(rowValue, filterRows,
+              [this](const M* const* rows, T* dst, QoriSize size) { filterColumns(rows, dst, size); });
   }
 
-  ptrdiff_t samples() const { return ptrdiff_t{sweep.size.width} * Of::channels; }
-
-  void fillRow(M* row, const T* value) const {
-    for (ptrdiff_t i = 0; i < samples(); ++i) row[i] = value[i % Of::channels];
+  void filterColumns(const M* const* rows, T* dst, QoriSize size) const {
+    if constexpr (Of::dataType == qor8u) {
+      if (bytes) {
+        filterByteColumns(rows, dst, sweep.dst.step, ptrdiff_t{size.width} * Of::channels, size.height, taps,
+                          sweep.kernelSize, divisor, rest);
+        return;
+      }
+    }
+    Of::filterColumns(rows, dst, sweep.dst.step, size, taps, sweep.kernelSize, divisor, rest);
   }
 };
 
-// The reaches that kernels are made for; 0 stands for any other.
-template <class F>
-void withReach(int reach, const F& f) {
-  switch (reach) {
-    case 1:
-      return f(std::integral_constant<int, 1>());
-    case 2:
-      return f(std::integral_constant<int, 2>());
-    case 3:
-      return f(std::integral_constant<int, 3>());
-    case 4:
-      return f(std::integral_constant<int, 4>());
-    case 7:
-      return f(std::integral_constant<int, 7>());
-    default:
-      return f(std::integral_constant<int, 0>());
+// Whether taps make bytes of bytes: no quotient is rounded to 256.
+bool keepBytes(const Qor16s* taps, int kernelSize, int divisor) {
+  int64_t sum = 0;
+  for (int i = 0; i < kernelSize; ++i) {
+    if (taps[i] < 0) return false;
+    sum += taps[i];
   }
-}
-
-// 8-bit images by taps that fit integers: the team takes rows of a band as in the row pipelines.
-template <class Of>
-void filterBytes(const Filter<Of>& filter, QoriBorderType rule, const Qor8u* value) {
-  constexpr int channels = Of::channels;
-  const auto& sweep = filter.sweep;
-  const int reach = sweep.kernelSize / 2;
-  ScratchParts parts(filter.rest);
-  V16s* const pairs = parts.take<V16s>(bytePairs(reach));
-  pairByteTaps(filter.taps, reach, pairs);
-  const ByteRow<channels> row{rule, value, sweep.size.width, pairs, reach};
-  Qor8u* const staged = parts.rest();
-  const ptrdiff_t n = filter.samples();
-  withReach(reach, [&](auto known) {
-    sweep.run(
-        [&](Qor16s* to) {
-          for (ptrdiff_t i = 0; i < n; ++i) to[bytePlace(i)] = value[i % channels];
-        },
-        [&](const Qor8u* src, Qor16s* const* rows, int count) {
-          forBandsIf(pipelineGoesParallel({sweep.size.width, count}), count, [&](Band band) {
-            for (int y = band.first; y < band.first + band.rows; ++y) {
-              row.template run<known>(rowAt(src, sweep.src.step, y), rows[y], staged + band.thread * row.stagedBytes());
-            }
-          });
-        },
-        [&](const Qor16s* const* rows, Qor8u* dst, QoriSize size) {
-          // Columns that a pipeline takes for remainder columns truncate.
-          const ptrdiff_t columns = ptrdiff_t{size.width} * channels, block = reach <= 2 ? 4 : 16;
-          for (int y = 0; y < size.height; ++y) {
-            filterByteColumns<known>(rows + y, rowAt(dst, sweep.dst.step, y), columns, columns - columns % block, pairs,
-                                     reach);
-          }
-        });
-  });
+  return 2 * 255 * sum < 511 * int64_t{divisor};
 }
 
 template <class Of, class T = typename Of::T>
@@ -252,14 +212,8 @@ QorStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSiz
     memcpy(filter.taps + i, taps + i * ptrdiff_t{sizeof(Tap)} * (integer ? 1 : gaussianLanes), sizeof(Tap));
   }
   if (integer) filter.divisor = 1 << spec.shift;
-  const QoriBorderType rule = spec.borderType & ~allInMemFlags;
-  if constexpr (Of::dataType == qor8u) {
-    if (spec.shift == byteShift && byteTapsFit(filter.taps, spec.kernelSize)) {
-      filterBytes(filter, rule, value);
-      return qorStsNoErr;
-    }
-  }
-  filter.run(rule, value);
+  if constexpr (Of::dataType == qor8u) filter.bytes = keepBytes(filter.taps, spec.kernelSize, filter.divisor);
+  filter.run(spec.borderType & ~allInMemFlags, value);
   return qorStsNoErr;
 }
 

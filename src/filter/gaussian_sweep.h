@@ -88,12 +88,15 @@ struct GaussianSweep {
     return columns < block ? block : columns;
   }
 
-  // fillRow(row) makes the row of the border value, filterRows(first source row, pointers to the filtered rows, rows) a
-  // band of them, filterColumns(pointers, first result, size) a strip of the results.
-  template <class FillRow, class FilterRows, class FilterColumns>
-  void run(const FillRow& fillRow, const FilterRows& filterRows, const FilterColumns& filterColumns) const {
+  // filterRows(first source row, pointers to the filtered rows, rows) makes a band, filterColumns(pointers, first
+  // result, size) a strip of the results.
+  template <class FilterRows, class FilterColumns>
+  void run(const M* value, const FilterRows& filterRows, const FilterColumns& filterColumns) const {
     const int64_t reach = kernelSize / 2, height = size.height, most = bandRows();
-    if (top == Edge::value || bottom == Edge::value) fillRow(valueRow());
+    if (top == Edge::value || bottom == Edge::value) {
+      M* const row = valueRow();
+      for (int64_t i = 0; i < int64_t{size.width} * channels; ++i) row[i] = value[i % channels];
+    }
     const int64_t end = fromSource(bottom) ? height + reach : height;
     const int64_t strip = stripColumns();
     int64_t next = fromSource(top) ? -reach : 0;
