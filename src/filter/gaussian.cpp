@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "filter/column_pipeline.h"
 #include "filter/gaussian_sweep.h"
 #include "frame/bodies.h"
 #include "frame/checks.h"
@@ -121,6 +122,7 @@ struct Filter {
   M* taps;
   Qor8u* rest;
   int divisor = 1;
+  bool bytes = false;  // filtered rows of an 8-bit image hold bytes
 
   Filter(const T* src, int srcStep, T* dst, int dstStep, QoriSize size, int kernelSize, QoriBorderType border,
          Qor8u* scratch)
@@ -160,11 +162,31 @@ struct Filter {
   void run(const T* value, const FilterRows& filterRows) const {
     M rowValue[Of::channels];
     for (int c = 0; c < Of::channels; ++c) rowValue[c] = value[c];
-    sweep.run(rowValue, filterRows, [&](const M* const* rows, T* dst, int count) {
-      Of::filterColumns(rows, dst, sweep.dst.step, {sweep.size.width, count}, taps, sweep.kernelSize, divisor, rest);
-    });
+    sweep.run(rowValue, filterRows,
+              [this](const M* const* rows, T* dst, QoriSize size) { filterColumns(rows, dst, size); });
+  }
+
+  void filterColumns(const M* const* rows, T* dst, QoriSize size) const {
+    if constexpr (Of::dataType == qor8u) {
+      if (bytes) {
+        filterByteColumns(rows, dst, sweep.dst.step, ptrdiff_t{size.width} * Of::channels, size.height, taps,
+                          sweep.kernelSize, divisor, rest);
+        return;
+      }
+    }
+    Of::filterColumns(rows, dst, sweep.dst.step, size, taps, sweep.kernelSize, divisor, rest);
   }
 };
+
+// Whether taps make bytes of bytes: no quotient is rounded to 256.
+bool keepBytes(const Qor16s* taps, int kernelSize, int divisor) {
+  int64_t sum = 0;
+  for (int i = 0; i < kernelSize; ++i) {
+    if (taps[i] < 0) return false;
+    sum += taps[i];
+  }
+  return 2 * 255 * sum < 511 * int64_t{divisor};
+}
 
 template <class Of, class T = typename Of::T>
 QorStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, const T* value,
@@ -190,6 +212,7 @@ QorStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSiz
     memcpy(filter.taps + i, taps + i * ptrdiff_t{sizeof(Tap)} * (integer ? 1 : gaussianLanes), sizeof(Tap));
   }
   if (integer) filter.divisor = 1 << spec.shift;
+  if constexpr (Of::dataType == qor8u) filter.bytes = keepBytes(filter.taps, spec.kernelSize, filter.divisor);
   filter.run(spec.borderType & ~allInMemFlags, value);
   return qorStsNoErr;
 }

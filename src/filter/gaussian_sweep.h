@@ -79,7 +79,17 @@ struct GaussianSweep {
     return (bottom == Edge::periodic && end > size.height ? size.height : end) - y;
   }
 
-  // filterRows(first source row, pointers to the filtered rows, rows), filterColumns(pointers, first result row, rows).
+  // Columns of a strip in pixels: those that the window of a band holds in the first cache, in whole blocks of a column
+  // pass, so that only the last strip has remainder columns.
+  int64_t stripColumns() const {
+    constexpr int64_t firstCache = 24 << 10, block = 16;
+    const int64_t columnBytes = (int64_t{bandRows()} + kernelSize - 1) * channels * int64_t{sizeof(M)};
+    const int64_t columns = firstCache / columnBytes / block * block;
+    return columns < block ? block : columns;
+  }
+
+  // filterRows(first source row, pointers to the filtered rows, rows) makes a band, filterColumns(pointers, first
+  // result, size) a strip of the results.
   template <class FilterRows, class FilterColumns>
   void run(const M* value, const FilterRows& filterRows, const FilterColumns& filterColumns) const {
     const int64_t reach = kernelSize / 2, height = size.height, most = bandRows();
@@ -88,6 +98,7 @@ struct GaussianSweep {
       for (int64_t i = 0; i < int64_t{size.width} * channels; ++i) row[i] = value[i % channels];
     }
     const int64_t end = fromSource(bottom) ? height + reach : height;
+    const int64_t strip = stripColumns();
     int64_t next = fromSource(top) ? -reach : 0;
     for (int64_t y = 0; y < height; y += most) {
       const int64_t rows = height - y < most ? height - y : most, first = y - reach, last = y + rows + reach;
@@ -98,7 +109,12 @@ struct GaussianSweep {
         filterRows(sourceRow(next), window + (next - first), static_cast<int>(count));
         next += count;
       }
-      filterColumns(window, dst.row(static_cast<int>(y)), static_cast<int>(rows));
+      for (int64_t x = 0; x < size.width; x += strip) {
+        const int64_t columns = size.width - x < strip ? size.width - x : strip;
+        filterColumns(window, dst.row(static_cast<int>(y)) + x * channels,
+                      QoriSize{static_cast<int>(columns), static_cast<int>(rows)});
+        for (int64_t i = first; i < last; ++i) window[i - first] += columns * channels;
+      }
     }
   }
 };

@@ -156,8 +156,8 @@ Image<T> reference(const GuardedImage<T>& src, const PipelineKernel<typename Tra
 }
 
 // Around blocks of 4, 8 and 16, and narrower, lower than the kernels.
-const Sweep sizes{.widths = {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 15, 16, 17, 18, 19, 20, 23, 24, 31, 33, 37, 40},
-                  .heights = {1, 2, 3, 4, 5, 7, 8, 11, 15, 16, 40},
+const Sweep sizes{.widths = {1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 15, 16, 17, 19, 20, 23, 31, 33, 40},
+                  .heights = {1, 2, 3, 4, 7, 8, 15, 16, 40},
                   .variants = 2};
 
 constexpr int lengths[] = {3, 3, 5, 5, 7, 9, 15, 31};
@@ -198,6 +198,8 @@ void testMember(const char* name, Operation<T, channels> operation) {
     const Sizes s = sizesFor<T>(c.size, K, channels);
     GuardedBytes spec(s.spec, c.random.below(16));
     memcpy(spec.data(), made.data(), static_cast<size_t>(s.spec));
+    // Taps of a caller's own: not the same on both sides, and with a sum that makes more of bytes than bytes.
+    if (c.random.oneIn(8)) spec.data()[tapsAt + 1] = static_cast<Qor8u>(c.random.below(20));
     spec.protect();
     const GuardedBytes buffer = c.scratch(s.buffer);
     const Image<T> want = reference(src, kernelOf<T>(spec, K), border, value.data());
