@@ -396,6 +396,12 @@ TEST(Pipeline, RoundsInsideAndTruncatesAtTheEdges) {
   EXPECT_EQ(
       qoriFilterRowBorderPipeline_8u16s_C1R(src, 5, rows, {5, 1}, taps, 3, 1, qorBorderRepl, 0, 2, scratch.data()), 0);
   EXPECT_EQ(std::vector<Qor16s>(dst, dst + 5), (std::vector<Qor16s>{1, 2, 2, 2, 1}));
+  // 131070 / 4 lies half a step above the top of 16 bits.
+  const Qor16s peaks[] = {-32768, 32767, -32768, 32767, -32768};
+  const Qor16s edge[] = {-1, 2, -1};
+  EXPECT_EQ(
+      qoriFilterRowBorderPipeline_16s_C1R(peaks, 10, rows, {5, 1}, edge, 3, 1, qorBorderRepl, 0, 4, scratch.data()), 0);
+  EXPECT_EQ(std::vector<Qor16s>(dst + 1, dst + 4), (std::vector<Qor16s>{32767, -32768, 32767}));
   // A sum of 60000 wraps inside and has 32 bits at the edge.
   const Qor16s words[] = {200, 200, 200};
   for (Qor16s& tap : taps) tap = 100;
