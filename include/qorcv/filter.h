@@ -13,6 +13,86 @@ extern "C" {
 
 /**
  * @defgroup pipelines Row and column pipelines
+ *
+ * The two halves of a separable filter. The row pipeline filters rows of an image along themselves, with K taps k and
+ * the tap of index a (xAnchor) over the output pixel, into rows that the caller points at; the column pipeline filters
+ * rows that the caller points at down their columns, into an image:
+ *
+ *     row[y][x]    = then(sum of k[i] * ext(y, x - a + i) over i = 0 .. K - 1)
+ *     column[y][x] = then(sum of k[i] * ppSrc[y + i][x] over i = 0 .. K - 1)
+ *
+ * Both are correlations: tap 0 meets the leftmost or topmost sample. ext is the source row with its border. ppDst holds
+ * height addresses of rows of width pixels, ppSrc height + K - 1. Addresses may repeat, so a ring of rows serves in
+ * place of an intermediate image; nothing is kept between calls, and a caller may feed one row at a time. The column
+ * pipeline has no border: what stands above and below the image is in the rows that the caller points at, by repeating
+ * the address of the first and last row or otherwise. Of three channels each is filtered alone, by the same taps.
+ *
+ * @b Rounding: the result is divided by the divisor, that is multiplied by the 32f number inv = 1 / divisor, and turned
+ * into an integer in one of two ways. Inside a row (columns a to W - K + a of a row pass; columns in full blocks of a
+ * column pass) it is rounded to nearest, ties to even. In the first a and the last K - 1 - a columns of a row pass,
+ * and in the remainder columns of a column pass, it is truncated towards zero. Both saturate. Full blocks of a column
+ * pass are 4 samples for K = 3 and 5 and 16 for any other K, 8 in the Low members; what is left at the end of a row of
+ * width * channels samples are remainder columns. The 32f members store the sum as it is. p is a sample, float sums are
+ * 32f, added in the order of the taps:
+ *
+ * | Row member | Sum inside | Sum in the first and last columns |
+ * |---|---|---|
+ * | 8u16s | the exact sum of k * p in 32 bits (it wraps), times inv | the same |
+ * | 16s_C1, K = 3, 5, sum of absolute taps below 65535 | the exact sum, times inv | float sum of k * p, times inv |
+ * | 16s_C1, K = 3, 5 otherwise; 16s_C3, K = 3, 5 | float sum of p * (k * inv) | float sum of k * p, times inv |
+ * | 16s, other K | float sum of the exact k[i] * p[i] + k[i+1] * p[i+1] for even i, times inv | float sum of p * (k *
+ * inv) | | 16s_C1, other K, with a tap of -32768 | float sum of p * (k * inv) | the same | | 16s, other K, W - K of 15
+ * or less | float sum of p * (k * inv), truncated | the same | | 16u (taps unsigned) | float sum of k * p, times inv |
+ * the same | | 32f | float sum of k * p | the same |
+ *
+ * In 16s_C3 a pair of taps of -32768 over samples of -32768 wraps in 32 bits.
+ *
+ * | Column member | Sum |
+ * |---|---|
+ * | 16s, 16s8s, 16s8u | float sum of p * (k * inv) |
+ * | 16u (taps unsigned) | float sum of k * p, times inv |
+ * | 32f | float sum of k * p |
+ *
+ * The @b Low_16s members are for data known to stay small. scale = 16384 / divisor, in 32f, truncated. Inside a row
+ * products and sums wrap in 16 bits, and the result is (sum * scale) >> 14, saturated. In the first and last columns
+ * of a row pass, and in the remainder columns of a column pass, the sum has 32 bits, its product with scale wraps in 32
+ * bits, and the low 16 bits of the product >> 14 are stored. One shape wraps in 16 bits in every column: K = 5,
+ * k[0] = k[4], k[1] = k[3], divisor 16, and in a row pass a = 2, qorBorderRepl, width above 10, in a column pass a
+ * height of at least 3.
+ *
+ * @b Border of the rows: qorBorderConst (the border value, one sample or three), qorBorderRepl, or qorBorderInMem: a
+ * pixels left and K - 1 - a pixels right of every row are then read from memory. No flags are taken.
+ *
+ * @b Region: of the source the region is read, with qorBorderInMem the columns beside it, nothing else; the rows of the
+ * destination are written, width pixels each. @b In @b place: no; no destination row may overlap a source row, or
+ * another destination row.
+ *
+ * @b Scratch: pBuffer, any alignment, of the size that the query of the same ending reports for the region, K and the
+ * thread count at the time; the count must not be raised between query and call. Sizes are computed in wrapping 32-bit
+ * arithmetic. With T threads, n(x, m) the multiple of m from x on: the members that go parallel report
+ * T * (32 + 8 * (height + K) + P), where P in bytes is in a row pass 36 * K + 112 (8u16s_C1), 60 * K + 112 (8u16s_C3),
+ * 48 * K + 80 (16s_C1), 40 * K + 64 (16s_C3), 64 * K + 80 (32f_C1), 192 * K + 64 (32f_C3), 24 * K + 64 (Low_16s_C1),
+ * 208 * K + 64 (Low_16s_C3), in a column pass 12 * channels * n(width, 4) + 32, in the Low members
+ * 12 * channels * n(width, 8) + 32. The serial members report 48 * K + 80 (row 16u_C1), 112 * K + 80 (row 16u_C3),
+ * 16 * K + 32 (column 16u_C1, 32f), 36 * n(3 * width, 4) + 32 (column 16u_C3).
+ *
+ * @b Threads: bands of rows, from width * height of 32768 times the thread count on. Row 32f_C1 and the column members
+ * with 3 or 5 taps stay serial on one core. The 16u members and column 32f never go parallel. Results do not depend
+ * on it.
+ *
+ * @b Statuses of the row pipeline, in the order of the checks: qorStsNullPtrErr for a null pSrc, ppDst, pKernel or
+ * pBuffer; qorStsSizeErr for a width or height below 1; qorStsNullPtrErr for a null row in ppDst, then for a null
+ * pBorderValue; qorStsSizeErr for kernelSize below 1; qorStsAnchorErr for xAnchor outside 0 .. K - 1; qorStsStepErr for
+ * srcStep below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a step that is not a multiple of the
+ * sample size; qorStsBadArgErr for a border other than 0, 1, 6; qorStsBadArgErr for a divisor of 0, in the 16u members
+ * for any below 1.
+ *
+ * Of the column pipeline: qorStsNullPtrErr for a null ppSrc, pDst or pKernel; qorStsSizeErr for a width or height below
+ * 1; qorStsNullPtrErr for a null row among the height + kernelSize - 1 of ppSrc; qorStsSizeErr for kernelSize below 1;
+ * qorStsStepErr for dstStep below the bytes of a row (in Low_16s_C3R of a third of it); qorStsNotEvenStepErr as above;
+ * qorStsNullPtrErr for a null pBuffer; qorStsBadArgErr for a divisor of 0.
+ *
+ * Of the queries: qorStsNullPtrErr for pBufferSize; qorStsSizeErr for a width, height or kernelSize below 1.
  * @{
  */
 QorStatus qoriFilterRowBorderPipeline_8u16s_C1R(const Qor8u* pSrc, int srcStep, Qor16s* const* ppDst, QoriSize roiSize,

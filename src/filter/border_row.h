@@ -50,14 +50,15 @@ constexpr ptrdiff_t columnOutside(Edge edge, ptrdiff_t x, ptrdiff_t width) {
 }
 
 template <int channels, class T>
-inline T* stagePixels(T* staged, const T* from, ptrdiff_t pixels) {
+QOR_FORCE_INLINE T* stagePixels(T* staged, const T* from, ptrdiff_t pixels) {
   for (ptrdiff_t i = 0; i < pixels * channels; ++i) staged[i] = from[i];
   return staged + pixels * channels;
 }
 
 // Columns first to last - 1, all outside the row on the same side.
 template <int channels, class T>
-inline T* stageOutside(T* staged, const T* row, int width, ptrdiff_t first, ptrdiff_t last, Edge edge, const T* value) {
+QOR_FORCE_INLINE T* stageOutside(T* staged, const T* row, int width, ptrdiff_t first, ptrdiff_t last, Edge edge,
+                                 const T* value) {
   if (edge == Edge::memory) return stagePixels<channels>(staged, row + first * channels, last - first);
   for (ptrdiff_t x = first; x < last; ++x) {
     staged =
@@ -74,8 +75,8 @@ inline T* stageOutside(T* staged, const T* row, int width, ptrdiff_t first, ptrd
 //
 // At most 3 * (kernelSize - 1) pixels are written. value points at one pixel, read under qorBorderConst alone.
 template <int channels, class T>
-inline ptrdiff_t fillBorder(T* staged, const T* row, int width, int kernelSize, int anchor, QoriBorderType border,
-                            const T* value) {
+QOR_FORCE_INLINE ptrdiff_t fillBorder(T* staged, const T* row, int width, int kernelSize, int anchor,
+                                      QoriBorderType border, const T* value) {
   const ptrdiff_t reach = kernelSize - 1;
   T* end = stageOutside<channels>(staged, row, width, -ptrdiff_t{anchor}, 0, edgeOf(border, qorBorderInMemLeft, width),
                                   value);

@@ -1,4 +1,7 @@
 // Rows that the caller points at, filtered down their columns into an image.
+#include "filter/column_pipeline.h"
+
+#include "filter/exact_sums.h"
 #include "filter/pipeline.h"
 #include "filter/tap_sums.h"
 #include "frame/bands.h"
@@ -17,28 +20,55 @@ constexpr ptrdiff_t blockOf = K == 0 ? longBlock : shortBlock;
 
 // ---- a row
 
-// Groups of four columns, largest first.
-template <Section section, int groups, int smallest, class T, class D, class Filter>
-ptrdiff_t filterColumns(const T* const* rows, D* dst, ptrdiff_t x, ptrdiff_t end, const Filter& filter) {
+// Groups of four columns, the most first.
+template <Section section, int groups, int least, class T, class D, class Filter>
+QOR_FORCE_INLINE ptrdiff_t filterBlocks(const T* const* rows, D* dst, ptrdiff_t x, ptrdiff_t end,
+                                        const Filter& filter) {
   constexpr ptrdiff_t columns = 4 * groups;
   for (; x <= end - columns; x += columns) {
     filter.template run<section, groups>(dst + x, ColumnSpan<T>{rows, x});
   }
-  if constexpr (groups > smallest) x = filterColumns<section, groups / 2, smallest>(rows, dst, x, end, filter);
+  if constexpr (groups > least) x = filterBlocks<section, groups / 2, least>(rows, dst, x, end, filter);
   return x;
 }
 
-// One row of n results: full blocks, then the remainder columns.
-template <ptrdiff_t block, int smallest, class T, class D, class Filter>
-void filterColumnRow(const T* const* rows, D* dst, ptrdiff_t n, const Filter& filter) {
+// Exact sums take eight columns at least: the four that full blocks may leave have the same bits by the plain rule.
+template <class Filter>
+constexpr int leastGroups = 1;
+template <class D, int K, bool folds>
+constexpr int leastGroups<ExactSum<D, K, folds>> = 2;
+
+// A filter of any number of taps looks up taps and rows for every block, so it takes twice the columns. 5 taps over
+// converted samples would spill with four groups.
+template <int K, class Filter>
+constexpr int mostGroups = K == 0 ? 8 : 4;
+template <class D, class Sum>
+constexpr int mostGroups<5, Plain<D, Sum>> = sizeof(D) < 4 ? 2 : 4;
+template <class D, class Sum>
+constexpr int mostGroups<5, Scaled<D, Sum>> = 2;
+
+// One row of n results: full blocks, then the remainder columns. The filters are copied, and the addresses of a few
+// rows, since the compiler has to take a store of bytes for one that may change what they refer to.
+template <int K, ptrdiff_t block, int least, class T, class D, class Inside, class Edge>
+void filterColumnRow(const T* const* rows, D* dst, ptrdiff_t n, const Inside& insideFilter, const Edge& edge) {
+  constexpr int leastInside = leastGroups < Inside >> least ? leastGroups<Inside> : least;
+  const Inside inside = insideFilter;
   const ptrdiff_t full = n - n % block;
-  filterColumns<Section::inside, 4, smallest>(rows, dst, 0, full, filter);
-  if (full == n) return;
-  const ptrdiff_t x = filterColumns<Section::edge, smallest, smallest>(rows, dst, full, n, filter);
+  ptrdiff_t x = 0;
+  if constexpr (K == 0) {
+    x = filterBlocks<Section::inside, mostGroups<K, Inside>, leastInside>(rows, dst, 0, full, inside);
+  } else {
+    const T* local[K];
+    for (int i = 0; i < K; ++i) local[i] = rows[i];
+    x = filterBlocks<Section::inside, mostGroups<K, Inside>, leastInside>(local, dst, 0, full, inside);
+  }
+  if (leastInside > least) x = filterBlocks<Section::inside, least, least>(rows, dst, x, full, edge);
   if (x == n) return;
-  D last[4 * smallest];
-  filter.template run<Section::edge, smallest>(last, LastColumns<T>{rows, x, static_cast<int>(n - x)});
-  __builtin_memcpy(dst + x, last, static_cast<size_t>(n - x) * sizeof(D));
+  x = filterBlocks<Section::edge, least, least>(rows, dst, x, n, edge);
+  if (x == n) return;
+  D last[4 * least];
+  edge.template run<Section::edge, least>(last, LastColumns<T>{rows, x, static_cast<int>(n - x)});
+  copyFirst<4 * least>(dst + x, last, n - x);
 }
 
 template <class T, class Tap, class D>
@@ -54,21 +84,13 @@ struct ColumnCall {
   Qor8u* scratch;
 };
 
-template <ptrdiff_t block, int smallest, class T, class Tap, class D, class Filter>
-void filterAllColumns(bool parallel, const ColumnCall<T, Tap, D>& call, const Filter& filter) {
+template <int K, ptrdiff_t block, int least, class T, class Tap, class D, class Inside, class Edge>
+void filterAllColumns(bool parallel, const ColumnCall<T, Tap, D>& call, const Inside& inside, const Edge& edge) {
   forBandsIf(parallel, call.size.height, [&](Band band) {
     for (int y = band.first; y < band.first + band.rows; ++y) {
-      filterColumnRow<block, smallest>(call.rows + y, rowAt(call.dst, call.dstStep, y), call.samples, filter);
+      filterColumnRow<K, block, least>(call.rows + y, rowAt(call.dst, call.dstStep, y), call.samples, inside, edge);
     }
   });
-}
-
-// Calls f(std::integral_constant): 3 and 5 taps have kernels of their own, 0 stands for any number.
-template <class F>
-void withKernelSize(int kernelSize, const F& f) {
-  if (kernelSize == 3) return f(std::integral_constant<int, 3>());
-  if (kernelSize == 5) return f(std::integral_constant<int, 5>());
-  f(std::integral_constant<int, 0>());
 }
 
 // ---- arithmetic by member
@@ -79,22 +101,39 @@ bool columnsGoParallel(QoriSize size, int kernelSize) {
   return pipelineGoesParallel(size) && runsepomp(kernelSize) != 0;
 }
 
-// 16s, 16s8s, 16s8u: the float sum of taps times the reciprocal.
+// The float sum of taps times the reciprocal, of samples from low to high. Where quotients by addition serve, every
+// partial sum of the floats is exact, so that they have the same bits; the remainder columns keep to the floats.
+template <class D>
+void filterSigned(bool parallel, const ColumnCall<Qor16s, Qor16s, D>& call, Qor32s low, Qor32s high) {
+  auto* const divided = static_cast<Qor32f*>(aligned16(call.scratch));
+  floatTaps(divided, call.taps, call.kernelSize, inverseOf(call.divisor));
+  const SumRange range(call.taps, call.kernelSize, low, high);
+  const bool exact = QuotientByAddition::serves(call.divisor, range);
+  const bool folds = exact && high <= topOf<Qor16s> / 2 && isSymmetric(call.taps, call.kernelSize);
+  withKernelSize(call.kernelSize, [&](auto K) {
+    using Sum = FloatSum<FloatTaps<K>>;
+    const Plain<D, Sum> plain{Sum{FloatTaps<K>(divided, call.kernelSize)}};
+    if (folds) {
+      const ExactSum<D, K, true> filter(call.taps, call.kernelSize, call.divisor, range);
+      filterAllColumns<K, blockOf<K>, 1>(parallel, call, filter, plain);
+    } else if (exact) {
+      const ExactSum<D, K, false> filter(call.taps, call.kernelSize, call.divisor, range);
+      filterAllColumns<K, blockOf<K>, 1>(parallel, call, filter, plain);
+    } else {
+      filterAllColumns<K, blockOf<K>, 1>(parallel, call, plain, plain);
+    }
+  });
+}
+
+// 16s, 16s8s, 16s8u.
 template <int channels>
 struct ColumnOfSigned {
-  static constexpr bool divides = true;
   static ScratchSize scratch(QoriSize size, int) {
     return {0, 12 * channels * roundUp(static_cast<Qor32u>(size.width), 4) + 32};
   }
   template <class D>
   static void run(const ColumnCall<Qor16s, Qor16s, D>& call) {
-    auto* const divided = static_cast<Qor32f*>(aligned16(call.scratch));
-    floatTaps(divided, call.taps, call.kernelSize, inverseOf(call.divisor));
-    const bool parallel = columnsGoParallel(call.size, call.kernelSize);
-    withKernelSize(call.kernelSize, [&](auto K) {
-      using Sum = FloatSum<FloatTaps<K>>;
-      filterAllColumns<blockOf<K>, 1>(parallel, call, Plain<D, Sum>{Sum{FloatTaps<K>(divided, call.kernelSize)}});
-    });
+    filterSigned(columnsGoParallel(call.size, call.kernelSize), call, bottomOf<Qor16s>, topOf<Qor16s>);
   }
 };
 
@@ -111,7 +150,8 @@ struct ColumnOfUnsigned {
     const V32f inverse = splat(inverseOf(call.divisor));
     const auto of = [&](auto K, const auto& taps) {
       using Sum = FloatSum<std::remove_cvref_t<decltype(taps)>>;
-      filterAllColumns<blockOf<K>, 1>(false, call, Scaled<Qor16u, Sum>{Sum{taps}, inverse});
+      const Scaled<Qor16u, Sum> filter{Sum{taps}, inverse};
+      filterAllColumns<K, blockOf<K>, 1>(false, call, filter, filter);
     };
     withKernelSize(call.kernelSize, [&](auto K) {
       if constexpr (K == 0) {
@@ -132,7 +172,8 @@ struct ColumnOfFloats {
   static void run(const ColumnCall<Qor32f, Qor32f, Qor32f>& call) {
     withKernelSize(call.kernelSize, [&](auto K) {
       using Sum = FloatSum<FloatTaps<K>>;
-      filterAllColumns<shortBlock, 1>(false, call, Plain<Qor32f, Sum>{Sum{FloatTaps<K>(call.taps, call.kernelSize)}});
+      const Plain<Qor32f, Sum> filter{Sum{FloatTaps<K>(call.taps, call.kernelSize)}};
+      filterAllColumns<K, shortBlock, 1>(false, call, filter, filter);
     });
   }
 };
@@ -143,20 +184,14 @@ struct ColumnOfLow {
   static ScratchSize scratch(QoriSize size, int) {
     return {0, 12 * channels * roundUp(static_cast<Qor32u>(size.width), 8) + 32};
   }
-  template <int K, bool wrapsEverywhere>
-  static void run(const ColumnCall<Qor16s, Qor16s, Qor16s>& call) {
-    filterAllColumns<lowBlock, 2>(
-        columnsGoParallel(call.size, call.kernelSize), call,
-        Low<K, wrapsEverywhere>{LowTaps<K>(call.taps, call.kernelSize), PairTaps<K>(call.taps, call.kernelSize),
-                                splat(lowScale(call.divisor))});
-  }
   static void run(const ColumnCall<Qor16s, Qor16s, Qor16s>& call) {
     const Qor16s* const k = call.taps;
-    if (call.kernelSize == 5 && k[0] == k[4] && k[1] == k[3] && call.divisor == 16 && call.size.height >= 3) {
-      run<5, true>(call);
-    } else {
-      withKernelSize(call.kernelSize, [&](auto K) { run<K, false>(call); });
-    }
+    const bool binomial =
+        call.kernelSize == 5 && k[0] == k[4] && k[1] == k[3] && call.divisor == 16 && call.size.height >= 3;
+    withLowFilter(k, call.kernelSize, lowScale(call.divisor), binomial, [&](const auto& filter) {
+      constexpr int K = std::remove_cvref_t<decltype(filter)>::kernelSize;
+      filterAllColumns<K, lowBlock, 2>(columnsGoParallel(call.size, call.kernelSize), call, filter, filter);
+    });
   }
 };
 
@@ -180,6 +215,15 @@ QorStatus filterColumns(const T* const* ppSrc, D* pDst, int dstStep, QoriSize ro
 }
 
 }  // namespace
+
+void filterByteColumns(const Qor16s* const* rows, Qor8u* dst, int dstStep, ptrdiff_t samples, int height,
+                       const Qor16s* taps, int kernelSize, int divisor, Qor8u* scratch) {
+  filterSigned(
+      false,
+      ColumnCall<Qor16s, Qor16s, Qor8u>{rows, dst, dstStep, {0, height}, samples, taps, kernelSize, divisor, scratch},
+      0, topOf<Qor8u>);
+}
+
 }  // namespace qor
 
 #define QOR_COLUMN_SIZE(name, Arithmetic, channels)                                                  \
@@ -194,8 +238,6 @@ QorStatus filterColumns(const T* const* ppSrc, D* pDst, int dstStep, QoriSize ro
                                                          pBuffer);                                                    \
   }                                                                                                                   \
   QOR_COLUMN_SIZE(sizeName, Arithmetic, channels)
-#include "filter/column_pipeline.def"
-
 #define QOR_COLUMN_PIPELINE_32F(name, sizeName, channels)                                                           \
   QOR_BODY(name)                                                                                                    \
   (const Qor32f* const* ppSrc, Qor32f* pDst, int dstStep, QoriSize roiSize, const Qor32f* pKernel, int kernelSize,  \
@@ -204,5 +246,4 @@ QorStatus filterColumns(const T* const* ppSrc, D* pDst, int dstStep, QoriSize ro
                                                              pBuffer);                                              \
   }                                                                                                                 \
   QOR_COLUMN_SIZE(sizeName, ColumnOfFloats, channels)
-QOR_COLUMN_PIPELINE_32F(qoriFilterColumnPipeline_32f_C1R, qoriFilterColumnPipelineGetBufferSize_32f_C1R, 1)
-QOR_COLUMN_PIPELINE_32F(qoriFilterColumnPipeline_32f_C3R, qoriFilterColumnPipelineGetBufferSize_32f_C3R, 3)
+#include "filter/column_pipeline.def"

@@ -1,5 +1,6 @@
 // Rows of an image filtered along themselves, with a border, into rows that the caller points at.
 #include "filter/border_row.h"
+#include "filter/exact_sums.h"
 #include "filter/pipeline.h"
 #include "filter/tap_sums.h"
 #include "frame/bands.h"
@@ -10,39 +11,65 @@ namespace {
 
 // ---- a row
 
-// Kernels make 16 or 8 results at a time; what a span is read beyond its last result.
-constexpr ptrdiff_t lanes = 8;
+// The least and the most groups of four results that a filter makes at a time.
+template <class Filter>
+constexpr int leastGroups = 2;
+template <int K>
+constexpr int leastGroups<SmallTaps<K>> = 4;
+template <class Filter>
+constexpr int mostGroups = 4;
+template <class Quotient>
+constexpr int mostGroups<NeighbourSum<NeighbourTaps<0>, Quotient>> = 8;
+template <>
+constexpr int mostGroups<NeighbourPairSum<NeighbourTaps<0>>> = 8;
+template <class D, bool folds>
+constexpr int mostGroups<ExactSum<D, 0, folds>> = 8;
+template <class D>
+constexpr int mostGroups<Plain<D, FloatSum<FloatTaps<0>>>> = 8;
+template <class D>
+constexpr int mostGroups<Scaled<D, FloatSum<FloatTaps<0>>>> = 8;
+template <class D>
+constexpr int mostGroups<Plain<D, FloatSum<FloatTaps<5>>>> = sizeof(D) < 4 ? 2 : 4;
+template <class D>
+constexpr int mostGroups<Scaled<D, FloatSum<FloatTaps<5>>>> = 2;
 
-// Results of n neighbouring samples whose spans may be read up to the next multiple of 8.
+// Results of n neighbouring samples whose spans may be read for up to 15 results more.
 template <Section section, int channels, class T, class D, class Filter>
 void filterPadded(const T* spans, D* dst, ptrdiff_t n, const Filter& filter) {
+  constexpr int groups = leastGroups<Filter>;
+  constexpr ptrdiff_t lanes = 4 * groups;
   ptrdiff_t x = 0;
-  for (; x <= n - lanes; x += lanes) filter.template run<section, 2>(dst + x, RowSpan<channels, T>{spans + x});
+  for (; x <= n - lanes; x += lanes) filter.template run<section, groups>(dst + x, RowSpan<channels, T>{spans + x});
   if (x < n) {
     D last[lanes];
-    filter.template run<section, 2>(last, RowSpan<channels, T>{spans + x});
-    __builtin_memcpy(dst + x, last, static_cast<size_t>(n - x) * sizeof(D));
+    filter.template run<section, groups>(last, RowSpan<channels, T>{spans + x});
+    copyFirst<lanes>(dst + x, last, n - x);
   }
+}
+
+template <int channels, int groups, class T, class D, class Filter>
+QOR_FORCE_INLINE ptrdiff_t filterBlocks(const T* spans, D* dst, ptrdiff_t x, ptrdiff_t n, const Filter& filter) {
+  for (; x <= n - 4 * groups; x += 4 * groups) {
+    filter.template run<Section::inside, groups>(dst + x, RowSpan<channels, T>{spans + x});
+  }
+  if constexpr (groups > leastGroups<Filter>) x = filterBlocks<channels, groups / 2>(spans, dst, x, n, filter);
+  return x;
 }
 
 // Results of n neighbouring samples whose spans are read exactly. The last block reaches back over the one before: a
 // row is no destination of its own.
 template <int channels, class T, class D, class Filter>
-void filterInside(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged, const Filter& filter) {
-  constexpr Section inside = Section::inside;
+void filterInside(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged, const Filter& outer) {
+  const Filter filter =
+      outer;  // in registers: a store may change what a reference refers to, for all the compiler knows
+  constexpr ptrdiff_t lanes = 4 * leastGroups<Filter>;
   if (n < lanes) {
     const ptrdiff_t reach = ptrdiff_t{kernelSize - 1} * channels;
     for (ptrdiff_t i = 0; i < n + reach; ++i) staged[i] = spans[i];
-    filterPadded<inside, channels>(staged, dst, n, filter);
-    return;
+    filterPadded<Section::inside, channels>(staged, dst, n, filter);
+  } else if (filterBlocks<channels, mostGroups<Filter>>(spans, dst, 0, n, filter) < n) {
+    filter.template run<Section::inside, leastGroups<Filter>>(dst + n - lanes, RowSpan<channels, T>{spans + n - lanes});
   }
-  ptrdiff_t x = 0;
-  for (; x <= n - 2 * lanes; x += 2 * lanes) filter.template run<inside, 4>(dst + x, RowSpan<channels, T>{spans + x});
-  if (x <= n - lanes) {
-    filter.template run<inside, 2>(dst + x, RowSpan<channels, T>{spans + x});
-    x += lanes;
-  }
-  if (x < n) filter.template run<inside, 2>(dst + n - lanes, RowSpan<channels, T>{spans + n - lanes});
 }
 
 // The image and how it is read.
@@ -59,17 +86,18 @@ struct RowSource {
 template <int channels, class T, class D, class Inside, class Edge>
 void filterRow(const RowSource<channels, T>& source, const T* row, D* dst, T* staged, const Inside& inside,
                const Edge& edge) {
-  const ptrdiff_t width = source.width, kernelSize = source.kernelSize, anchor = source.anchor;
+  const int kernelSize = Edge::kernelSize != 0 ? Edge::kernelSize : source.kernelSize;
+  const ptrdiff_t width = source.width, anchor = source.anchor;
   const ptrdiff_t left = anchor < width ? anchor : width;
   const ptrdiff_t behind = kernelSize - 1 - anchor, right = behind < width - left ? behind : width - left;
   if (kernelSize > 1) {
     const ptrdiff_t spans =
-        fillBorder<channels>(staged, row, source.width, source.kernelSize, source.anchor, source.border, source.value);
+        fillBorder<channels>(staged, row, source.width, kernelSize, source.anchor, source.border, source.value);
     filterPadded<Section::edge, channels>(staged, dst, left * channels, edge);
     filterPadded<Section::edge, channels>(staged + spans, dst + (width - right) * channels, right * channels, edge);
   }
   if (width >= kernelSize) {
-    filterInside<channels>(row, dst + anchor * channels, (width - kernelSize + 1) * channels, source.kernelSize, staged,
+    filterInside<channels>(row, dst + anchor * channels, (width - kernelSize + 1) * channels, kernelSize, staged,
                            inside);
   }
 }
@@ -116,14 +144,6 @@ struct RowCall {
 inline Qor32f* tapRoom(Qor8u* scratch) { return static_cast<Qor32f*>(aligned16(scratch)); }
 inline void* behindTaps(Qor32f* taps, ptrdiff_t count) { return taps + (count + 3) / 4 * 4; }
 
-// Calls f(std::integral_constant): 3 and 5 taps have kernels of their own, 0 stands for any number.
-template <class F>
-void withKernelSize(int kernelSize, const F& f) {
-  if (kernelSize == 3) return f(std::integral_constant<int, 3>());
-  if (kernelSize == 5) return f(std::integral_constant<int, 5>());
-  f(std::integral_constant<int, 0>());
-}
-
 // 8u16s: exact sums times the reciprocal. With a divisor of 1 the product changes nothing: sums that a float rounds lie
 // far outside 16 bits.
 template <int channels>
@@ -131,12 +151,63 @@ struct RowOfBytes {
   static ScratchSize scratch(QoriSize, int kernelSize) {
     return {0, (channels == 1 ? 36U : 60U) * static_cast<Qor32u>(kernelSize) + 112};
   }
-  static void run(const RowCall<channels, Qor8u, Qor16s, Qor16s>& call) {
+  using Call = RowCall<channels, Qor8u, Qor16s, Qor16s>;
+
+  template <class Inside, class Edge>
+  static void run(const Call& call, void* pieces, const Inside& inside, const Edge& edge) {
+    filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, pieces,
+               scratch(call.size(), call.kernelSize()).perThread, inside, edge);
+  }
+
+  // Up to this many taps, 2^31 - 64 is beyond any sum.
+  static constexpr int exactTaps = 257;
+
+  template <int K, class Edge>
+  static void runNeighbours(const Call& call, const Edge& edge) {
+    const int kernelSize = call.kernelSize();
+    Qor32f* const room = tapRoom(call.scratch);
+    void* const pieces = behindTaps(room, K == 0 ? ptrdiff_t{4} * ((kernelSize + 1) / 2) : 0);
+    using Taps = NeighbourTaps<K>;
+    const Taps taps(call.taps, kernelSize, room);
+    const SumRange range(call.taps, kernelSize, 0, topOf<Qor8u>);
+    if (QuotientByAddition::serves(call.divisor, range) && range.quotientsFit(call.divisor)) {
+      run(call, pieces, NeighbourSum<Taps, QuotientByAddition>{taps, {call.divisor, range}}, edge);
+    } else if (kernelSize <= exactTaps) {
+      run(call, pieces, NeighbourSum<Taps, QuotientByProduct<false>>{taps, {splat(inverseOf(call.divisor))}}, edge);
+    } else {
+      run(call, pieces, edge, edge);
+    }
+  }
+
+  template <int K, class Edge>
+  static void runChannels(const Call& call, const Edge& edge) {
+    const int kernelSize = call.kernelSize();
+    void* const pieces = aligned16(call.scratch);
+    const SumRange range(call.taps, kernelSize, 0, topOf<Qor8u>);
+    if (!QuotientByAddition::serves(call.divisor, range)) {
+      run(call, pieces, edge, edge);
+    } else if (isSymmetric(call.taps, kernelSize)) {
+      run(call, pieces, ExactSum<Qor16s, K, true>(call.taps, kernelSize, call.divisor, range), edge);
+    } else {
+      run(call, pieces, ExactSum<Qor16s, K, false>(call.taps, kernelSize, call.divisor, range), edge);
+    }
+  }
+
+  static void run(const Call& call) {
     withKernelSize(call.kernelSize(), [&](auto K) {
       using Sum = IntegerSum<PairTaps<K>>;
-      const Scaled<Qor16s, Sum> filter{Sum{PairTaps<K>(call.taps, call.kernelSize())}, splat(inverseOf(call.divisor))};
-      filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, aligned16(call.scratch),
-                 scratch(call.size(), call.kernelSize()).perThread, filter, filter);
+      const Scaled<Qor16s, Sum> plain{Sum{PairTaps<K>(call.taps, call.kernelSize())}, splat(inverseOf(call.divisor))};
+      if constexpr (channels == 3) {
+        runChannels<K>(call, plain);
+      } else {
+        if constexpr (K != 0) {
+          if (SmallTaps<K>::serves(call.taps, call.divisor)) {
+            run(call, aligned16(call.scratch), SmallTaps<K>(call.taps, call.divisor), plain);
+            return;
+          }
+        }
+        runNeighbours<K>(call, plain);
+      }
     });
   }
 };
@@ -165,13 +236,22 @@ struct RowOfSigned {
     floatTaps(plain, call.taps, K, 1.0F);
     floatTaps(divided, call.taps, K, inverse);
     using Floats = FloatSum<FloatTaps<K>>;
-    using Exact = IntegerSum<PairTaps<K>>;
     const Scaled<Qor16s, Floats> edge{Floats{FloatTaps<K>(plain)}, splat(inverse)};
-    if (channels == 1 && absoluteSum(call.taps, K) < exactTapLimit) {
-      run(call, aligned16(call.scratch), Scaled<Qor16s, Exact>{Exact{PairTaps<K>(call.taps)}, splat(inverse)}, edge);
-    } else {
-      run(call, aligned16(call.scratch), Plain<Qor16s, Floats>{Floats{FloatTaps<K>(divided)}}, edge);
+    void* const pieces = aligned16(call.scratch);
+    if constexpr (channels == 1) {
+      if (absoluteSum(call.taps, K) < exactTapLimit) {
+        using Taps = NeighbourTaps<K>;
+        const Taps taps(call.taps, K, nullptr);
+        const SumRange range(call.taps, K, bottomOf<Qor16s>, topOf<Qor16s>);
+        if (QuotientByAddition::serves(call.divisor, range) && range.quotientsFit(call.divisor)) {
+          run(call, pieces, NeighbourSum<Taps, QuotientByAddition>{taps, {call.divisor, range}}, edge);
+        } else {
+          run(call, pieces, NeighbourSum<Taps, QuotientByProduct<false>>{taps, {splat(inverse)}}, edge);
+        }
+        return;
+      }
     }
+    run(call, pieces, Plain<Qor16s, Floats>{Floats{FloatTaps<K>(divided)}}, edge);
   }
 
   // Any other number: sums of pairs times the reciprocal, unless a tap of -32768 may overflow a pair; at the edges, and
@@ -183,7 +263,6 @@ struct RowOfSigned {
     floatTaps(divided, call.taps, call.kernelSize(), inverse);
     void* const pieces = behindTaps(divided, call.kernelSize());
     using Floats = FloatSum<FloatTaps<0>>;
-    using Pairs = PairSum<PairTaps<0>>;
     using Divided = Plain<Qor16s, Floats>;
     const Divided edge{Floats{FloatTaps<0>(divided, call.kernelSize())}};
     bool lowest = false;
@@ -192,7 +271,12 @@ struct RowOfSigned {
       run(call, pieces, AsEdge<Divided>{edge}, edge);
     } else if (channels == 1 && lowest) {
       run(call, pieces, edge, edge);
+    } else if constexpr (channels == 1) {
+      const NeighbourTaps<0> taps(call.taps, call.kernelSize(), pieces);
+      run(call, behindTaps(static_cast<Qor32f*>(pieces), ptrdiff_t{4} * ((call.kernelSize() + 1) / 2)),
+          NeighbourPairSum<NeighbourTaps<0>>{taps, splat(inverse)}, edge);
     } else {
+      using Pairs = PairSum<PairTaps<0>>;
       run(call, pieces, Scaled<Qor16s, Pairs>{Pairs{PairTaps<0>(call.taps, call.kernelSize())}, splat(inverse)}, edge);
     }
   }
@@ -251,22 +335,15 @@ struct RowOfLow {
     const auto K = static_cast<Qor32u>(kernelSize);
     return {0, channels == 1 ? 24 * K + 64 : 208 * K + 64};
   }
-  template <int K, bool wrapsEverywhere>
-  static void run(const RowCall<channels, Qor16s, Qor16s, Qor16s>& call) {
-    const Low<K, wrapsEverywhere> filter{LowTaps<K>(call.taps, call.kernelSize()),
-                                         PairTaps<K>(call.taps, call.kernelSize()), splat(lowScale(call.divisor))};
-    filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, aligned16(call.scratch),
-               scratch(call.size(), call.kernelSize()).perThread, filter, filter);
-  }
   static void run(const RowCall<channels, Qor16s, Qor16s, Qor16s>& call) {
     const Qor16s* const k = call.taps;
     const RowSource<channels, Qor16s>& s = call.source;
-    if (s.kernelSize == 5 && s.border == qorBorderRepl && s.anchor == 2 && k[0] == k[4] && k[1] == k[3] &&
-        s.width - 2 > 8 && call.divisor == 16) {
-      run<5, true>(call);
-    } else {
-      withKernelSize(s.kernelSize, [&](auto K) { run<K, false>(call); });
-    }
+    const bool binomial = s.kernelSize == 5 && s.border == qorBorderRepl && s.anchor == 2 && k[0] == k[4] &&
+                          k[1] == k[3] && s.width - 2 > 8 && call.divisor == 16;
+    withLowFilter(k, s.kernelSize, lowScale(call.divisor), binomial, [&](const auto& filter) {
+      filterRows(pipelineGoesParallel(call.size()), s, call.rows, call.height, aligned16(call.scratch),
+                 scratch(call.size(), s.kernelSize).perThread, filter, filter);
+    });
   }
 };
 
@@ -329,19 +406,20 @@ QorStatus filterRowBorder(const T* pSrc, int srcStep, D* const* ppDst, QoriSize 
                                                     borderType, pBorderValue, divisor, pBuffer);                   \
   }                                                                                                                \
   QOR_ROW_SIZE(sizeName, Arithmetic, 3)
+#define QOR_ROW_PIPELINE_32F_C1(name, sizeName)                                                                    \
+  QOR_BODY(name)                                                                                                   \
+  (const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize, \
+   int xAnchor, QoriBorderType borderType, Qor32f borderValue, Qor8u* pBuffer) {                                   \
+    return qor::filterRowBorder<qor::RowOfFloats, 1>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,  \
+                                                     borderType, &borderValue, 1, pBuffer);                        \
+  }                                                                                                                \
+  QOR_ROW_SIZE(sizeName, RowOfFloats, 1)
+#define QOR_ROW_PIPELINE_32F_C3(name, sizeName)                                                                    \
+  QOR_BODY(name)                                                                                                   \
+  (const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize, \
+   int xAnchor, QoriBorderType borderType, const Qor32f* pBorderValue, Qor8u* pBuffer) {                           \
+    return qor::filterRowBorder<qor::RowOfFloats, 3>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,  \
+                                                     borderType, pBorderValue, 1, pBuffer);                        \
+  }                                                                                                                \
+  QOR_ROW_SIZE(sizeName, RowOfFloats, 3)
 #include "filter/row_pipeline.def"
-
-QOR_BODY(qoriFilterRowBorderPipeline_32f_C1R)
-(const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize,
- int xAnchor, QoriBorderType borderType, Qor32f borderValue, Qor8u* pBuffer) {
-  return qor::filterRowBorder<qor::RowOfFloats, 1>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,
-                                                   borderType, &borderValue, 1, pBuffer);
-}
-QOR_BODY(qoriFilterRowBorderPipeline_32f_C3R)
-(const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize,
- int xAnchor, QoriBorderType borderType, const Qor32f* pBorderValue, Qor8u* pBuffer) {
-  return qor::filterRowBorder<qor::RowOfFloats, 3>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,
-                                                   borderType, pBorderValue, 1, pBuffer);
-}
-QOR_ROW_SIZE(qoriFilterRowBorderPipelineGetBufferSize_32f_C1R, RowOfFloats, 1)
-QOR_ROW_SIZE(qoriFilterRowBorderPipelineGetBufferSize_32f_C3R, RowOfFloats, 3)
