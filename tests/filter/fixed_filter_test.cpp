@@ -19,34 +19,30 @@ struct Call {
   Qor8u* buffer;
 };
 
-template <class S, class D>
-using WithMask = QorStatus (*)(const S*, int, D*, int, QoriSize, int, int, S, Qor8u*);
-template <class S, class D>
-using Divided = QorStatus (*)(const S*, int, D*, int, QoriSize, int, int, S, int, Qor8u*);
-template <class S, class D>
-using Scharr = QorStatus (*)(const S*, int, D*, int, QoriSize, int, S, Qor8u*);
-// The divisor of a divided Scharr stands where the value of the others with a mask does.
-using DividedScharr = QorStatus (*)(const Qor8u*, int, Qor8s*, int, QoriSize, int, Qor8u, int, Qor8u*);
-
-template <class S, class D>
-QorStatus invoke(WithMask<S, D> f, const Call<S, D>& c) {
-  return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, c.maskSize, c.border, c.borderValue, c.buffer);
+// Members without a mask argument are small, those with 8s results have a divisor.
+template <bool isSmall, class F, class S, class D>
+QorStatus invoke(F* f, const Call<S, D>& c) {
+  const auto with = [&](auto... mask) {
+    if constexpr (std::is_same_v<D, Qor8s>) {
+      return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, mask..., c.border, c.borderValue, c.divisor, c.buffer);
+    } else {
+      return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, mask..., c.border, c.borderValue, c.buffer);
+    }
+  };
+  if constexpr (isSmall) {
+    return with();
+  } else {
+    return with(c.maskSize);
+  }
 }
-template <class S, class D>
-QorStatus invoke(Divided<S, D> f, const Call<S, D>& c) {
-  return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, c.maskSize, c.border, c.borderValue, c.divisor, c.buffer);
+template <bool isSmall, class F>
+QorStatus ask(F* f, QoriSize size, [[maybe_unused]] int maskSize, int* bytes) {
+  if constexpr (isSmall) {
+    return f(size, bytes);
+  } else {
+    return f(size, maskSize, bytes);
+  }
 }
-template <class S, class D>
-QorStatus invoke(Scharr<S, D> f, const Call<S, D>& c) {
-  return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, c.border, c.borderValue, c.buffer);
-}
-QorStatus invoke(DividedScharr f, const Call<Qor8u, Qor8s>& c) {
-  return f(c.src, c.srcStep, c.dst, c.dstStep, c.size, c.border, c.borderValue, c.divisor, c.buffer);
-}
-QorStatus invoke(QorStatus (*f)(QoriSize, int, int*), QoriSize size, int maskSize, int* bytes) {
-  return f(size, maskSize, bytes);
-}
-QorStatus invoke(QorStatus (*f)(QoriSize, int*), QoriSize size, int, int* bytes) { return f(size, bytes); }
 
 // The terms of the reported size that the members differ in.
 struct Terms {
@@ -69,11 +65,11 @@ struct Member {
   }
 };
 
-#define MEMBER(S, D, name, size, F, extra, small)                               \
-  Member<S, D>{#name,                                                           \
-               filters::F,                                                      \
-               [](const Call<S, D>& c) { return invoke(name, c); },             \
-               [](QoriSize s, int m, int* b) { return invoke(size, s, m, b); }, \
+#define MEMBER(S, D, name, size, F, extra, small)                                   \
+  Member<S, D>{#name,                                                               \
+               filters::F,                                                          \
+               [](const Call<S, D>& c) { return invoke<small>(name, c); },          \
+               [](QoriSize s, int m, int* b) { return ask<small>(size, s, m, b); }, \
                {extra, small}},
 const Member<Qor8u, Qor16s> to16s[] = {
 #define QOR_FIXED_8U16S(name, size, F, extra) MEMBER(Qor8u, Qor16s, name, size, F, extra, false)
@@ -201,94 +197,64 @@ TEST(FixedFilter, ReportsItsScratch) {
   });
 }
 
-// Arguments of every form, checked by the roles that they have in it.
-template <class S, class D, class C, class Src, class SrcStep, class Dst, class DstStep, class Roi, class Border,
-          class Value, class Buffer>
-void commonChecks(C& c, Src src, SrcStep srcStep, Dst dst, DstStep dstStep, Roi roi, Border border, Value value,
-                  Buffer buffer) {
+template <class S, class D, bool isSmall, class F>
+void testContract(const char* name, F* operation) {
+  constexpr bool isDivided = std::is_same_v<D, Qor8s>;
+  constexpr At<0> src;
+  constexpr At<1> srcStep;
+  constexpr At<2> dst;
+  constexpr At<3> dstStep;
+  constexpr At<4> roi;
+  constexpr At<6 - isSmall> border;
+  constexpr At<7 - isSmall> value;
+  constexpr At<8 - isSmall + isDivided> buffer;
+  Contract c(name, operation);
   c.null(src, dst, buffer);
   c.size(roi);
   c.step(sizeof(S), srcStep);
   c.step(sizeof(D), dstStep);
-  if (std::is_same_v<S, Qor32f>) c.even(sizeof(S), srcStep, dstStep);
-  if (std::is_same_v<D, Qor16s>) c.even(sizeof(D), dstStep);
-  c.check(
-      "border", qorStsBadArgErr,
-      [&c, border] {
-        const int rule = c[border] & 15;
-        return rule == 5 || rule > 6 || (c[border] & ~255) != 0;
-      },
-      [&c, border] { c[border] = 5; }, [&c, border] { c[border] = 7; }, [&c, border] { c[border] = 15; },
-      [&c, border] { c[border] = 256; }, [&c, border] { c[border] = 0x10001; }, [&c, border] { c[border] = -1; },
-      [&c, border] { c[border] = INT_MIN; });
-  c.any(border, 0, 1, 2, 3, 4, 16 | 1, 128 | 3);
+  c.even(sizeof(S), srcStep);
+  c.even(sizeof(D), dstStep);
+  std::vector<int> refused{256, 0x10001, -1, INT_MIN};
+  for (int bits = 0; bits < 256; bits += 16) refused.push_back(bits | 5), refused.push_back(bits | 15);
+  for (int rule = 7; rule < 15; ++rule) refused.push_back(rule);
+  size_t next = 0;
+  const auto isRefused = [&] { return std::count(refused.begin(), refused.end(), c[border]) != 0; };
+  c.check("border", qorStsBadArgErr, isRefused, [&] { c[border] = refused[next++ % refused.size()]; });
+  for (const int border_ : {0, 1, 2, 3, 4, 6 | 240, 16 | 1, 128 | 3}) c.any(border, border_);
   c.any(value, 0, 255);
+  if constexpr (isDivided) {
+    constexpr At<8 - isSmall> divisor;
+    c.check(
+        "divisor", qorStsBadArgErr, [&] { return c[divisor] == 0; }, [&] { c[divisor] = 0; });
+    c.any(divisor, 1, -1, INT_MIN);
+  }
+  if constexpr (!isSmall) c.oneOf(At<5>(), qorStsMaskSizeErr, 33, 55);
+  c.run();
 }
 
-template <class S, class D>
-void testContract(const char* name, WithMask<S, D> f) {
-  Contract c(name, f);
-  QORTEST_ARGUMENTS(c, pSrc, srcStep, pDst, dstStep, roiSize, maskSize, border, value, pBuffer);
-  commonChecks<S, D>(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
-  c.oneOf(maskSize, qorStsMaskSizeErr, 33, 55);
-  c.run();
-}
-template <class S, class D>
-void testContract(const char* name, Divided<S, D> f) {
-  Contract c(name, f);
-  QORTEST_ARGUMENTS(c, pSrc, srcStep, pDst, dstStep, roiSize, maskSize, border, value, divisor, pBuffer);
-  commonChecks<S, D>(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
-  c.check(
-      "divisor", qorStsBadArgErr, [&] { return c[divisor] == 0; }, [&] { c[divisor] = 0; });
-  c.any(divisor, 1, -1, INT_MIN);
-  c.oneOf(maskSize, qorStsMaskSizeErr, 33, 55);
-  c.run();
-}
-template <class S, class D>
-void testContract(const char* name, Scharr<S, D> f) {
-  Contract c(name, f);
-  QORTEST_ARGUMENTS(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
-  commonChecks<S, D>(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
-  c.run();
-}
-void testContract(const char* name, DividedScharr f) {
-  Contract c(name, f);
-  QORTEST_ARGUMENTS(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, divisor, pBuffer);
-  commonChecks<Qor8u, Qor8s>(c, pSrc, srcStep, pDst, dstStep, roiSize, border, value, pBuffer);
-  c.check(
-      "divisor", qorStsBadArgErr, [&] { return c[divisor] == 0; }, [&] { c[divisor] = 0; });
-  c.any(divisor, 1, -1, INT_MIN);
-  c.run();
-}
-void testContract(const char* name, QorStatus (*f)(QoriSize, int, int*)) {
-  Contract c(name, f);
-  QORTEST_ARGUMENTS(c, roiSize, maskSize, pBufferSize);
-  c.null(pBufferSize);
-  c.size(roiSize);
-  c.oneOf(maskSize, qorStsMaskSizeErr, 33, 55);
-  c.run();
-}
-void testContract(const char* name, QorStatus (*f)(QoriSize, int*)) {
-  Contract c(name, f);
-  QORTEST_ARGUMENTS(c, roiSize, pBufferSize);
-  c.null(pBufferSize);
-  c.size(roiSize);
+template <bool isSmall, class F>
+void testQueryContract(const char* name, F* query) {
+  Contract c(name, query);
+  c.null(At<2 - isSmall>());
+  c.size(At<0>());
+  if constexpr (!isSmall) c.oneOf(At<1>(), qorStsMaskSizeErr, 33, 55);
   c.run();
 }
 
 TEST(FixedFilter, RefusesBadArguments) {
-#define BOTH(name, size, F, extra) \
-  testContract(#name, name);       \
-  testContract(#size, size);
-#define QOR_FIXED_8U8S BOTH
-#define QOR_FIXED_8U16S BOTH
-#define QOR_FIXED_32F BOTH
-#define QOR_SCHARR_8U8S BOTH
-#define QOR_SCHARR_8U16S BOTH
-#define QOR_SCHARR_32F BOTH
+#define CONTRACTS(S, D, small, name, size)   \
+  testContract<S, D, small>(#name, &(name)); \
+  testQueryContract<small>(#size, &(size));
+#define QOR_FIXED_8U8S(name, size, F, extra) CONTRACTS(Qor8u, Qor8s, false, name, size)
+#define QOR_FIXED_8U16S(name, size, F, extra) CONTRACTS(Qor8u, Qor16s, false, name, size)
+#define QOR_FIXED_32F(name, size, F, extra) CONTRACTS(Qor32f, Qor32f, false, name, size)
+#define QOR_SCHARR_8U8S(name, size, F, extra) CONTRACTS(Qor8u, Qor8s, true, name, size)
+#define QOR_SCHARR_8U16S(name, size, F, extra) CONTRACTS(Qor8u, Qor16s, true, name, size)
+#define QOR_SCHARR_32F(name, size, F, extra) CONTRACTS(Qor32f, Qor32f, true, name, size)
 #include "../../src/filter/fixed_filter.def"
-  BOTH(qoriFilterLowpassBorder_8u_C1R, qoriFilterLowpassGetBufferSize_8u_C1R, , )
-  BOTH(qoriFilterLowpassBorder_32f_C1R, qoriFilterLowpassGetBufferSize_32f_C1R, , )
+  CONTRACTS(Qor8u, Qor8u, false, qoriFilterLowpassBorder_8u_C1R, qoriFilterLowpassGetBufferSize_8u_C1R)
+  CONTRACTS(Qor32f, Qor32f, false, qoriFilterLowpassBorder_32f_C1R, qoriFilterLowpassGetBufferSize_32f_C1R)
 }
 
 // Cut into tiles whose inner sides are in memory, an image gives the same result as at once. Quotients know where a
