@@ -43,9 +43,7 @@ inline bool pipelineGoesParallel(QoriSize roiSize) {
   return area(roiSize.width, roiSize.height) >= static_cast<Qor32s>(static_cast<Qor32u>(owncvGetMaxNumThreads()) << 15);
 }
 
-inline void* aligned16(Qor8u* scratch) {
-  return reinterpret_cast<void*>((reinterpret_cast<uintptr_t>(scratch) + 15) & ~uintptr_t{15});
-}
+inline void* aligned16(Qor8u* scratch) { return scratch + (-reinterpret_cast<uintptr_t>(scratch) & 15); }
 
 // 32-bit sums of 16s samples hold as long as the absolute taps, added as floats, stay below this.
 constexpr Qor32f exactTapLimit = 65535.0F;

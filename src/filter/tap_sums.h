@@ -406,15 +406,15 @@ void withLowFilter(const Qor16s* taps, int kernelSize, Qor32s scale, bool wrapsE
   };
   const auto scaledBy = [&](auto kind) {
     withKernelSize(kernelSize, [&](auto K) {
-      if constexpr (K == 0) {
-        of(K, kind, std::false_type(), std::false_type());
-      } else if (!isSymmetric(taps, K)) {
-        of(K, kind, std::false_type(), std::false_type());
-      } else if (K == 5 && kind == LowScale::highHalf && wrapsEverywhere) {
-        of(K, kind, std::true_type(), std::true_type());
-      } else {
-        of(K, kind, std::true_type(), std::false_type());
+      if constexpr (K != 0) {
+        if (isSymmetric(taps, K)) {
+          // The shape that wraps everywhere has a divisor of 16.
+          constexpr bool shape = K == 5 && kind == LowScale::highHalf;
+          if (shape && wrapsEverywhere) return of(K, kind, std::true_type(), std::bool_constant<shape>());
+          return of(K, kind, std::true_type(), std::false_type());
+        }
       }
+      of(K, kind, std::false_type(), std::false_type());
     });
   };
   switch (lowScaleKind(scale)) {

@@ -18,18 +18,19 @@ constexpr int channelsOf = std::is_pointer_v<First> ? 3 : 1;
 
 // Small sizes around the blocks of 4, 8 and 16, and around the row whose inside has 15 columns more than none; a size
 // that goes parallel for two threads.
-const Sweep sizes{.widths = {1,  2,  3,  4,  5,  6,  7,  8,  9,  11, 12, 13, 15, 16, 17,
-                             18, 19, 20, 21, 22, 23, 24, 31, 33, 40, 47, 64, 65, 97, 131},
+const Sweep sizes{.widths = {1,  2,  3,  4,  5,  6,  7,  8,  9,  11, 12, 13, 15, 16,  17, 18,
+                             19, 20, 21, 22, 23, 24, 31, 33, 40, 47, 64, 65, 97, 131, 337},
                   .heights = {1, 3, 4},
                   .thresholds = {{256, 256}}};
 
 // Kernels of every path: 3 and 5 taps, longer ones, the same on both sides or not, small or of the whole range, with
-// the lowest tap, with absolute sums on both sides of 65535; divisors with exact and inexact reciprocals.
+// the lowest tap, so many that 32-bit sums wrap, with absolute sums on both sides of 65535; divisors with exact and
+// inexact reciprocals.
 template <class Tap>
 PipelineKernel<Tap> randomKernel(Case& c) {
-  constexpr int lengths[] = {1, 2, 3, 3, 3, 4, 5, 5, 5, 6, 7, 8, 9, 11, 15, 23, 31};
+  constexpr int lengths[] = {1, 2, 3, 3, 3, 4, 5, 5, 5, 6, 7, 8, 9, 11, 15, 23, 31, 300};
   const bool large = c.size.width * c.size.height > 0x4000;
-  const int K = lengths[c.random.below(large ? 9 : 17)];
+  const int K = lengths[c.random.below(large ? 9 : 18)];
   PipelineKernel<Tap> kernel;
   kernel.anchor = c.random.oneIn(2) ? K / 2 : c.random.below(K);
   constexpr int divisors[] = {1, 1, 2, 3, 4, 7, 16, 16, 16, 100, 255, 4096, 32768, 65535, 100000, INT_MAX};
@@ -395,6 +396,12 @@ TEST(Pipeline, RoundsInsideAndTruncatesAtTheEdges) {
   EXPECT_EQ(
       qoriFilterRowBorderPipeline_8u16s_C1R(src, 5, rows, {5, 1}, taps, 3, 1, qorBorderRepl, 0, 2, scratch.data()), 0);
   EXPECT_EQ(std::vector<Qor16s>(dst, dst + 5), (std::vector<Qor16s>{1, 2, 2, 2, 1}));
+  // 131070 / 4 lies half a step above the top of 16 bits.
+  const Qor16s peaks[] = {-32768, 32767, -32768, 32767, -32768};
+  const Qor16s edge[] = {-1, 2, -1};
+  EXPECT_EQ(
+      qoriFilterRowBorderPipeline_16s_C1R(peaks, 10, rows, {5, 1}, edge, 3, 1, qorBorderRepl, 0, 4, scratch.data()), 0);
+  EXPECT_EQ(std::vector<Qor16s>(dst + 1, dst + 4), (std::vector<Qor16s>{32767, -32768, 32767}));
   // A sum of 60000 wraps inside and has 32 bits at the edge.
   const Qor16s words[] = {200, 200, 200};
   for (Qor16s& tap : taps) tap = 100;

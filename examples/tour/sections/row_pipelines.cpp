@@ -29,7 +29,8 @@ void rowPipelines(const Input& in, Output& out) {
   out.text(
       "A picture that is too large to hold, or that is still arriving, can be smoothed all the same. Each row is "
       "filtered along itself as it comes in, into one of 15 intermediate rows; whenever the rows around an output row "
-      "are there, they are filtered down the columns. The column pass takes the rows by their addresses, so the 15 rows "
+      "are there, they are filtered down the columns. The column pass takes the rows by their addresses, so the 15 "
+      "rows "
       "are a ring, and the first and last row repeat beyond the picture by repeating their address.");
   const Picture& picture = in.grays[0];
   const int width = picture.width(), height = picture.height();
