@@ -52,8 +52,9 @@ void forEachTap(Qor32f sigma, int kernelSize, const Put& put) {
 // The middle tap of 16s is 32768 for a very small sigma, and wraps.
 template <class Tap>
 Tap integerTap(Qor32f tap, int shift) {
+  constexpr Qor64f half = 0.5;
   const Qor32f scaled = tap * static_cast<Qor32f>(1 << shift);
-  return static_cast<Tap>(static_cast<Qor32s>(static_cast<Qor64f>(scaled) + 0.5));
+  return static_cast<Tap>(static_cast<Qor32s>(static_cast<Qor64f>(scaled) + half));
 }
 
 QorStatus initialise(QoriSize roiSize, int kernelSize, Qor32f sigma, QoriBorderType borderType, QorDataType dataType,
