@@ -23,7 +23,8 @@ extern "C" {
  *
  * Both are correlations: tap 0 meets the leftmost or topmost sample. ext is the source row with its border. ppDst holds
  * height addresses of rows of width pixels, ppSrc height + K - 1. Addresses may repeat, so a ring of rows serves in
- * place of an intermediate image; nothing is kept between calls, and a caller may feed one row at a time. The column
+ * place of an intermediate image; in ppDst a repeated address holds the last of its rows as long as the call does not
+ * go parallel. Nothing is kept between calls, and a caller may feed one row at a time. The column
  * pipeline has no border: what stands above and below the image is in the rows that the caller points at, by repeating
  * the address of the first and last row or otherwise. Of three channels each is filtered alone, by the same taps.
  *
@@ -31,19 +32,23 @@ extern "C" {
  * into an integer in one of two ways. Inside a row (columns a to W - K + a of a row pass; columns in full blocks of a
  * column pass) it is rounded to nearest, ties to even. In the first a and the last K - 1 - a columns of a row pass,
  * and in the remainder columns of a column pass, it is truncated towards zero. Both saturate. Full blocks of a column
- * pass are 4 samples for K = 3 and 5 and 16 for any other K, 8 in the Low members; what is left at the end of a row of
+ * pass are 4 samples for K = 3 and 5 (8 in the Low members) and 16 for any other K; what is left at the end of a row of
  * width * channels samples are remainder columns. The 32f members store the sum as it is. p is a sample, float sums are
  * 32f, added in the order of the taps:
  *
- * | Row member | Sum inside | Sum in the first and last columns |
+ * | Row member | Sum inside | Sum at the ends |
  * |---|---|---|
- * | 8u16s | the exact sum of k * p in 32 bits (it wraps), times inv | the same |
- * | 16s_C1, K = 3, 5, sum of absolute taps below 65535 | the exact sum, times inv | float sum of k * p, times inv |
- * | 16s_C1, K = 3, 5 otherwise; 16s_C3, K = 3, 5 | float sum of p * (k * inv) | float sum of k * p, times inv |
- * | 16s, other K | float sum of the exact k[i] * p[i] + k[i+1] * p[i+1] for even i, times inv | float sum of p * (k *
- * inv) | | 16s_C1, other K, with a tap of -32768 | float sum of p * (k * inv) | the same | | 16s, other K, W - K of 15
- * or less | float sum of p * (k * inv), truncated | the same | | 16u (taps unsigned) | float sum of k * p, times inv |
- * the same | | 32f | float sum of k * p | the same |
+ * | 8u16s | exact sum of k * p in 32 bits (it wraps), times inv | the same |
+ * | 16s_C1, K = 3, 5, absolute taps adding up to less than 65535 | exact sum, times inv | (1) |
+ * | 16s_C1, K = 3, 5, otherwise; 16s_C3, K = 3, 5 | (2) | (1) |
+ * | 16s, other K | float sum of pairs (3), times inv | (2) |
+ * | 16s_C1, other K, with a tap of -32768 | (2) | (2) |
+ * | 16s, other K, W - K of 15 or less | (2), truncated as at the ends | (2) |
+ * | 16u (taps unsigned) | (1) | (1) |
+ * | 32f | float sum of k * p | the same |
+ *
+ * (1) float sum of k * p, times inv. (2) float sum of p * (k * inv). (3) each the exact k[i] * p[i] + k[i+1] * p[i+1]
+ * for even i.
  *
  * In 16s_C3 a pair of taps of -32768 over samples of -32768 wraps in 32 bits.
  *
@@ -64,8 +69,9 @@ extern "C" {
  * pixels left and K - 1 - a pixels right of every row are then read from memory. No flags are taken.
  *
  * @b Region: of the source the region is read, with qorBorderInMem the columns beside it, nothing else; the rows of the
- * destination are written, width pixels each. @b In @b place: no; no destination row may overlap a source row, or
- * another destination row.
+ * destination are written, width pixels each. @b In @b place: no; no destination row may overlap a source row, or a
+ * destination row at another address. Where Low_16s_C3R accepts a step below the bytes of a row, the rows overlap and
+ * the later one stands.
  *
  * @b Scratch: pBuffer, any alignment, of the size that the query of the same ending reports for the region, K and the
  * thread count at the time; the count must not be raised between query and call. Sizes are computed in wrapping 32-bit
@@ -221,9 +227,9 @@ QorStatus qoriFilterColumnPipelineGetBufferSize_Low_16s_C3R(QoriSize roiSize, in
  * Left and right sides, row by row: qorBorderInMemLeft and qorBorderInMemRight are heeded with qorBorderConst and
  * qorBorderRepl and ignored with the other rules, but with either of them qorBorderMirror repeats the edge pixel, as it
  * does in a row of one pixel. Rows above and below: qorBorderInMemTop and qorBorderInMemBottom are heeded with every
- * rule; a reflection whose other side is in memory goes on there instead of turning back. Under qorBorderConst a whole
- * row outside the image is constant, beyond the corners too and also where left or right sides are in memory; along it,
- * a kernel gives borderValue times the sum of its taps.
+ * rule; a reflection whose other side is in memory goes on there instead of turning back, but an image of one row
+ * repeats that row. Under qorBorderConst a whole row outside the image is constant, beyond the corners too and also
+ * where left or right sides are in memory; along it, a kernel gives borderValue times the sum of its taps.
  * qorBorderInMem, and all four flags with any rule, reads memory on every side. borderValue is used under
  * qorBorderConst alone.
  *

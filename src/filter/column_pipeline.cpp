@@ -13,10 +13,10 @@ namespace {
 
 // Columns of a vector block as the contract counts them: what the last full block of a row leaves truncates.
 constexpr ptrdiff_t shortBlock = 4;  // 3 and 5 taps
-constexpr ptrdiff_t lowBlock = 8;    // low precision
+constexpr ptrdiff_t lowBlock = 8;    // 3 and 5 taps of low precision
 constexpr ptrdiff_t longBlock = 16;  // any other number of taps
-template <int K>
-constexpr ptrdiff_t blockOf = K == 0 ? longBlock : shortBlock;
+template <int K, ptrdiff_t block = shortBlock>
+constexpr ptrdiff_t blockOf = K == 0 ? longBlock : block;
 
 // ---- a row
 
@@ -51,7 +51,8 @@ constexpr int mostGroups<5, Scaled<D, Sum>> = 2;
 // rows, since the compiler has to take a store of bytes for one that may change what they refer to.
 template <int K, ptrdiff_t block, int least, class T, class D, class Inside, class Edge>
 void filterColumnRow(const T* const* rows, D* dst, ptrdiff_t n, const Inside& insideFilter, const Edge& edge) {
-  constexpr int leastInside = leastGroups < Inside >> least ? leastGroups<Inside> : least;
+  constexpr int exactGroups = leastGroups<Inside>;
+  constexpr int leastInside = exactGroups > least ? exactGroups : least;
   const Inside inside = insideFilter;
   const ptrdiff_t full = n - n % block;
   ptrdiff_t x = 0;
@@ -190,7 +191,10 @@ struct ColumnOfLow {
         call.kernelSize == 5 && k[0] == k[4] && k[1] == k[3] && call.divisor == 16 && call.size.height >= 3;
     withLowFilter(k, call.kernelSize, lowScale(call.divisor), binomial, [&](const auto& filter) {
       constexpr int K = std::remove_cvref_t<decltype(filter)>::kernelSize;
-      filterAllColumns<K, lowBlock, 2>(columnsGoParallel(call.size, call.kernelSize), call, filter, filter);
+      // Rows longer than the step overlap, and the later one stands: they are made in order.
+      const bool overlap = call.dstStep < rowBytes<Qor16s>(call.samples);
+      const bool parallel = !overlap && columnsGoParallel(call.size, call.kernelSize);
+      filterAllColumns<K, blockOf<K, lowBlock>, 2>(parallel, call, filter, filter);
     });
   }
 };

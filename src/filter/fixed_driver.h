@@ -39,10 +39,11 @@ class OutsideRows {
   // Neither in memory nor a repetition: the constant.
   bool isValue(ptrdiff_t y) const { return edge_ == Edge::value && !isReadable(y); }
 
-  // The row that row y repeats. A reflection turns back at the other end of the image, unless that side is in memory.
+  // The row that row y repeats. A reflection turns back at the other end of the image, unless that side is in memory;
+  // an image of one row repeats that row.
   ptrdiff_t rowFor(ptrdiff_t y) const {
     if (isReadable(y)) return y;
-    if (y < 0 ? below_ : above_) {
+    if (height_ > 1 && (y < 0 ? below_ : above_)) {
       const ptrdiff_t mirror = y < 0 ? 0 : 2 * (ptrdiff_t{height_} - 1);
       if (rule_ == qorBorderMirror) return mirror - y;
       if (rule_ == qorBorderMirrorR) return y < 0 ? -1 - y : mirror + 1 - y;

@@ -71,10 +71,8 @@ Qor32u pipelineScratch(QoriSize size, int kernelSize, QorDataType type, int chan
   return 0;
 }
 
-constexpr int64_t smaller(int64_t a, int64_t b) { return a < b ? a : b; }
-
-// A size as it is reported: its low 32 bits.
-constexpr int wrapped(int64_t bytes) { return static_cast<int>(static_cast<Qor32u>(bytes)); }
+// A size as it is reported: its low 32 bits, which survive every overflow of 64 unsigned ones.
+constexpr int wrapped(uint64_t bytes) { return static_cast<int>(static_cast<Qor32u>(bytes)); }
 
 QorStatus reportSizes(QoriSize roiSize, int kernelSize, QorDataType dataType, int numChannels, int* pSpecSize,
                       int* pBufferSize) {
@@ -82,17 +80,18 @@ QorStatus reportSizes(QoriSize roiSize, int kernelSize, QorDataType dataType, in
       firstFailure(nullCheck(pBufferSize, pSpecSize), sizeCheck(roiSize), gaussianLengthCheck(kernelSize),
                    gaussianTypeCheck(dataType), gaussianChannelsCheck(numChannels));
   if (status != qorStsNoErr) return status;
-  const int64_t K = kernelSize, band = smaller(roiSize.height, K);
-  const int64_t stride = ringStride(roiSize.width, kernelSize, numChannels);
-  const int64_t pipelines = pipelineScratch({roiSize.width, static_cast<int>(band)}, kernelSize, dataType, numChannels);
+  const int bandRows = roiSize.height < kernelSize ? roiSize.height : kernelSize;
+  const auto K = static_cast<uint64_t>(kernelSize), band = static_cast<uint64_t>(bandRows);
+  const auto stride = static_cast<uint64_t>(ringStride(roiSize.width, kernelSize, numChannels));
+  const uint64_t pipelines = pipelineScratch({roiSize.width, bandRows}, kernelSize, dataType, numChannels);
   if (dataType == qor32f) {
     *pSpecSize = wrapped(16 * K + 32);
     *pBufferSize = wrapped(4 * K * stride + 4 * (band + K) * stride + 8 * (band + K) + pipelines + 192);
   } else {
-    const int64_t row = roundUpTo((int64_t{roiSize.width} + K - 1) * numChannels, 8);
+    const auto row = static_cast<uint64_t>(roundUpTo((int64_t{roiSize.width} + kernelSize - 1) * numChannels, 8));
+    const auto height = static_cast<uint64_t>(roiSize.height);
     *pSpecSize = wrapped(8 * K + 36);
-    *pBufferSize =
-        wrapped(2 * (band + K) * stride + 2 * (row * (K - 1) + 16) + 8 * (roiSize.height + K) + pipelines + 160);
+    *pBufferSize = wrapped(2 * (band + K) * stride + 2 * (row * (K - 1) + 16) + 8 * (height + K) + pipelines + 160);
   }
   return qorStsNoErr;
 }
@@ -102,10 +101,11 @@ using OfFloats = Of_qoriFilterGaussianBorder_32f_C1R;
 QorStatus reportFloatSize(QoriSize roiSize, int kernelSize, int* pBufferSize) {
   const QorStatus status = firstFailure(nullCheck(pBufferSize), sizeCheck(roiSize), gaussianLengthCheck(kernelSize));
   if (status != qorStsNoErr) return status;
-  const int64_t K = kernelSize, row = int64_t{roiSize.width} + K;
-  const int64_t a = 4 * roundUpTo(row, 4), b = 4 * roundUpTo(row, 8);
-  *pBufferSize = wrapped(4 * roundUpTo(K, 4) + b * K + 2 * K * a + 16 * K +
-                         OfFloats::scratch({roiSize.width, kernelSize}, kernelSize) + 192);
+  const int64_t row = int64_t{roiSize.width} + kernelSize;
+  const auto K = static_cast<uint64_t>(kernelSize), a = static_cast<uint64_t>(4 * roundUpTo(row, 4)),
+             b = static_cast<uint64_t>(4 * roundUpTo(row, 8)), taps = static_cast<uint64_t>(roundUpTo(kernelSize, 4));
+  *pBufferSize =
+      wrapped(4 * taps + b * K + 2 * K * a + 16 * K + OfFloats::scratch({roiSize.width, kernelSize}, kernelSize) + 192);
   return qorStsNoErr;
 }
 

@@ -88,6 +88,9 @@ struct GaussianSweep {
     return columns < block ? block : columns;
   }
 
+  // Rows of a strip: too few, however long the kernel, for the column pass to go parallel.
+  static constexpr int64_t stripRows = 1024;
+
   // filterRows(first source row, pointers to the filtered rows, rows) makes a band, filterColumns(pointers, first
   // result, size) a strip of the results.
   template <class FilterRows, class FilterColumns>
@@ -111,8 +114,11 @@ struct GaussianSweep {
       }
       for (int64_t x = 0; x < size.width; x += strip) {
         const int64_t columns = size.width - x < strip ? size.width - x : strip;
-        filterColumns(window, dst.row(static_cast<int>(y)) + x * channels,
-                      QoriSize{static_cast<int>(columns), static_cast<int>(rows)});
+        for (int64_t r = 0; r < rows; r += stripRows) {
+          const int64_t count = rows - r < stripRows ? rows - r : stripRows;
+          filterColumns(window + r, dst.row(static_cast<int>(y + r)) + x * channels,
+                        QoriSize{static_cast<int>(columns), static_cast<int>(count)});
+        }
         for (int64_t i = first; i < last; ++i) window[i - first] += columns * channels;
       }
     }

@@ -1,8 +1,7 @@
 // Gradients of an image in one sweep: components, magnitude and angle, each if its pointer is not null.
 //
-//     Gx, Gy    Sobel 3x3 or 5x5, or Scharr 3x3, with the taps of the fixed filters of these names: for Sobel left
-//     minus
-//               right, for Scharr right minus left, and below minus above for both
+//     Gx, Gy    Sobel 3x3 or 5x5, or Scharr 3x3, with the taps of the fixed filters of these names: left minus right
+//               for Sobel, right minus left for Scharr, below minus above for both
 //     Mag       qorNormL1: |Gx| + |Gy|;  qorNormL2: sqrt(Gx * Gx + Gy * Gy)
 //     Angle     atan2(Gy, Gx) in radians, -pi to pi
 //

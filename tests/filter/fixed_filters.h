@@ -43,11 +43,11 @@ inline Sides memorySides(int border) {
 }
 
 // Walks from the edge to position p outside 0..n-1 and returns the position that it repeats, or `value`. A reflection
-// turns at the far end unless that side is open.
+// turns at the far end unless that side is open; a single position repeats whatever the rule.
 constexpr int value = -1000;
 inline int walk(int rule, int p, int n, bool farEndOpen) {
   if (rule == qorBorderConst) return value;
-  if (rule == qorBorderMirror && n == 1 && !farEndOpen) rule = qorBorderMirrorR;
+  if (n == 1) return 0;
   const int steps = p < 0 ? -p : p - n + 1, away = p < 0 ? -1 : 1;
   int at = away < 0 ? 0 : n - 1, direction = -away;
   if (rule == qorBorderWrap) at = away < 0 ? 0 : n - 1, direction = away;

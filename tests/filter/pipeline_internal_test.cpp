@@ -73,6 +73,21 @@ TEST(Pipeline, ColumnsGoParallel) {
 #include "../../src/filter/column_pipeline.def"
 }
 
+// The one member that accepts steps below the bytes of its rows: the later row stands.
+TEST(Pipeline, OverlappingRowsAreMadeInOrder) {
+  Memory m;
+  std::vector<Qor16s> dst(3 * 65536);
+  const ThreadCount count(2);
+  StandIn core;
+  core.cores = 4;
+  constexpr QoriSize size{1 << 13, 8};
+  EXPECT_EQ(qoriFilterColumnPipeline_Low_16s_C3R(
+                reinterpret_cast<const Qor16s* const*>(m.rows.data()), dst.data(), 2 * size.width, size,
+                reinterpret_cast<const Qor16s*>(m.samples.data()), 3, 1, m.scratch.data()),
+            qorStsNoErr);
+  EXPECT_EQ(core.regions, 0);
+}
+
 // Columns of rows of bytes by integers, against the floats of the exported operation.
 TEST(Pipeline, ColumnsOfBytes) {
   sweep("filterByteColumns", {.heights = {1, 3}}, [](Case& c) {

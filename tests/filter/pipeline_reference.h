@@ -68,7 +68,7 @@ class PipelineReference {
   template <class D>
   D column(const UnderTaps<T>& p, int x, int n, int height) const {
     const int K = k_.size();
-    const int block = member_ == Pipeline::Low ? 8 : K == 3 || K == 5 ? 4 : 16;
+    const int block = K != 3 && K != 5 ? 16 : member_ == Pipeline::Low ? 8 : 4;
     const bool inside = x < n / block * block;
     switch (member_) {
       case Pipeline::Unsigned:
