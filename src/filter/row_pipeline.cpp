@@ -56,8 +56,8 @@ QOR_FORCE_INLINE ptrdiff_t filterBlocks(const T* spans, D* dst, ptrdiff_t x, ptr
   return x;
 }
 
-// Results of n neighbouring samples whose spans are read exactly. The last block reaches back over the one before: a
-// row is no destination of its own.
+// Results of n neighbouring samples whose spans are read exactly. The first and the last block overlap their
+// neighbours: a row is no destination of its own.
 template <int channels, class T, class D, class Filter>
 void filterInside(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged, const Filter& outer) {
   const Filter filter =
@@ -67,9 +67,16 @@ void filterInside(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged
     const ptrdiff_t reach = ptrdiff_t{kernelSize - 1} * channels;
     for (ptrdiff_t i = 0; i < n + reach; ++i) staged[i] = spans[i];
     filterPadded<Section::inside, channels>(staged, dst, n, filter);
-  } else if (filterBlocks<channels, mostGroups<Filter>>(spans, dst, 0, n, filter) < n) {
-    filter.template run<Section::inside, leastGroups<Filter>>(dst + n - lanes, RowSpan<channels, T>{spans + n - lanes});
+    return;
   }
+  const auto blockAt = [&](ptrdiff_t x) {
+    filter.template run<Section::inside, leastGroups<Filter>>(dst + x, RowSpan<channels, T>{spans + x});
+  };
+  // The inside begins anchor pixels into a row: behind a first block the others are stored aligned.
+  const auto misaligned = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(dst) & 15);
+  const ptrdiff_t start = misaligned / static_cast<ptrdiff_t>(sizeof(D));
+  if (start != 0) blockAt(0);
+  if (filterBlocks<channels, mostGroups<Filter>>(spans, dst, start, n, filter) < n) blockAt(n - lanes);
 }
 
 // The image and how it is read.
