@@ -1,4 +1,4 @@
-// Sizes of scratch of the fixed filters, and the generator of their kernels.
+// Sizes of scratch of the fixed filters.
 #include "filter/fixed_driver.h"
 #include "frame/bodies.h"
 

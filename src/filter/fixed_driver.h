@@ -174,10 +174,6 @@ constexpr QorStatus ruleCheck(QoriBorderType border) {
   return known && static_cast<Qor32u>(border) <= 255 ? qorStsNoErr : qorStsBadArgErr;
 }
 
-constexpr QorStatus maskCheck(QoriMaskSize maskSize) {
-  return maskSize == qorMskSize3x3 || maskSize == qorMskSize5x5 ? qorStsNoErr : qorStsMaskSizeErr;
-}
-
 // The checks that all members make, in their order; a divisor and a mask come behind them.
 template <class S, class D>
 QorStatus fixedCheck(const FixedCall<S, D>& call) {

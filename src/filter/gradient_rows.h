@@ -10,6 +10,7 @@
 #pragma once
 
 #include "filter/bordered_image.h"
+#include "filter/fixed_taps.h"
 
 namespace qor {
 
@@ -21,15 +22,6 @@ constexpr int gradientBlock = Vec<Component<S>>::lanes;
 
 inline V16s pixels(const Qor8u* p) { return as<Qor16s>(widenLo(load8(p))); }
 inline V32f pixels(const Qor32f* p) { return load(p); }
-
-template <int factor>
-inline V16s times(V16s a) {
-  return {_mm_mullo_epi16(a.v, _mm_set1_epi16(factor))};
-}
-template <int factor>
-inline V32f times(V32f a) {
-  return a * splat(static_cast<Qor32f>(factor));
-}
 
 // What a pass over a row makes: one component or both, where they go.
 template <bool x, bool y, class D>

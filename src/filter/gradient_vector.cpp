@@ -10,10 +10,6 @@ namespace {
 
 constexpr int64_t slack = 64;
 
-constexpr QorStatus maskCheck(QoriMaskSize mask) {
-  return mask == qorMskSize3x3 || mask == qorMskSize5x5 ? qorStsNoErr : qorStsMaskSizeErr;
-}
-
 // ---- magnitude
 template <class T>
 Vec<T> sumOfSizes(Vec<T> x, Vec<T> y) {

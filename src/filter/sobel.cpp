@@ -6,10 +6,6 @@
 namespace qor {
 namespace {
 
-constexpr QorStatus maskCheck(QoriMaskSize mask) {
-  return mask == qorMskSize3x3 || mask == qorMskSize5x5 ? qorStsNoErr : qorStsMaskSizeErr;
-}
-
 template <class Kernel, bool x, class S>
 void derive(Plane<const S> src, Plane<Component<S>> dst, QoriSize roiSize, QoriBorderType border, S value,
             Qor8u* pBuffer) {

@@ -48,6 +48,10 @@ constexpr QorStatus evenCheck(Step... steps) {
 
 constexpr QorStatus coiCheck(int coi) { return coi < 1 || coi > 3 ? qorStsCOIErr : qorStsNoErr; }
 
+constexpr QorStatus maskCheck(QoriMaskSize mask) {
+  return mask == qorMskSize3x3 || mask == qorMskSize5x5 ? qorStsNoErr : qorStsMaskSizeErr;
+}
+
 // Pixels of a region as thresholds count them: the product wraps in 32 bits.
 constexpr Qor32s area(int64_t width, int height) {
   return static_cast<Qor32s>(static_cast<Qor32u>(width) * static_cast<Qor32u>(height));
