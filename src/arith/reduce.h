@@ -33,28 +33,6 @@ inline Block<R, count> mapVectors(Op op, const Block<T, count>& a, const Block<U
 }
 
 // ---- sixteen pixels of every sample or of every third
-namespace detail {
-
-// Samples 0, 3, 6, ... of three vectors.
-inline V8u everyThird(V8u a, V8u b, V8u c) {
-  const __m128i fromA = _mm_setr_epi8(0, 3, 6, 9, 12, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-  const __m128i fromB = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, 2, 5, 8, 11, 14, -1, -1, -1, -1, -1);
-  const __m128i fromC = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, 4, 7, 10, 13);
-  return V8u{_mm_shuffle_epi8(a.v, fromA)} | V8u{_mm_shuffle_epi8(b.v, fromB)} | V8u{_mm_shuffle_epi8(c.v, fromC)};
-}
-inline V8s everyThird(V8s a, V8s b, V8s c) { return as<Qor8s>(everyThird(as<Qor8u>(a), as<Qor8u>(b), as<Qor8u>(c))); }
-// The wanted samples stand in different lanes of the three vectors: merged first, then brought into order.
-inline V16u everyThird(V16u a, V16u b, V16u c) {
-  const __m128i merged = _mm_blend_epi16(_mm_blend_epi16(a.v, b.v, 0x92), c.v, 0x24);
-  return {_mm_shuffle_epi8(merged, _mm_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11))};
-}
-inline V32f everyThird(V32f a, V32f b, V32f c) {
-  const __m128 merged = _mm_blend_ps(_mm_blend_ps(a.v, b.v, 4), c.v, 2);
-  return {_mm_shuffle_ps(merged, merged, _MM_SHUFFLE(1, 2, 3, 0))};
-}
-
-}  // namespace detail
-
 // With a stride of 3 all 48 samples from p on are read.
 template <int stride, class T>
 inline Pixels<T> loadPixels(const T* p) {
@@ -66,7 +44,7 @@ inline Pixels<T> loadPixels(const T* p) {
     if constexpr (stride == 1) {
       r.v[i] = load(s);
     } else {
-      r.v[i] = detail::everyThird(load(s), load(s + lanes), load(s + 2 * lanes));
+      r.v[i] = everyThird(load(s), load(s + lanes), load(s + 2 * lanes));
     }
   }
   return r;

@@ -16,18 +16,6 @@ const T* samples(const Color<T>* pixels) {
   return pixels->channels;
 }
 
-// The samples that begin a pixel among the whole pixels of three vectors, in order.
-inline V8u firstOfThrees(V8u a, V8u b, V8u c) {
-  const V8u fromA{_mm_setr_epi8(0, 3, 6, 9, 12, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1)};
-  const V8u fromB{_mm_setr_epi8(-1, -1, -1, -1, -1, -1, 2, 5, 8, 11, 14, -1, -1, -1, -1, -1)};
-  const V8u fromC{_mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, 4, 7, 10, 13)};
-  return lookUp(a, fromA) | lookUp(b, fromB) | lookUp(c, fromC);
-}
-inline V16u firstOfThrees(V16u a, V16u b, V16u c) {
-  const __m128i merged = _mm_blend_epi16(_mm_blend_epi16(a.v, b.v, 0b10010010), c.v, 0b00100100);
-  return {_mm_shuffle_epi8(merged, _mm_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11))};
-}
-
 // The vector that begins so many samples behind p + 32 bytes, of which only the samples within 48 bytes count: what
 // lies behind the block is not read.
 template <int skip, class T>
@@ -40,10 +28,9 @@ struct Channels {
   V32f a, b, c;
 };
 inline Channels channelsOf(V32f u, V32f v, V32f w) {
-  const __m128 a = _mm_blend_ps(_mm_blend_ps(u.v, w.v, 0b0010), v.v, 0b0100);
   const __m128 b = _mm_blend_ps(_mm_blend_ps(v.v, u.v, 0b0010), w.v, 0b0100);
   const __m128 c = _mm_blend_ps(_mm_blend_ps(w.v, v.v, 0b0010), u.v, 0b0100);
-  return {{_mm_shuffle_ps(a, a, _MM_SHUFFLE(1, 2, 3, 0))},
+  return {everyThird(u, v, w),
           {_mm_shuffle_ps(b, b, _MM_SHUFFLE(2, 3, 0, 1))},
           {_mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 0, 1, 2))}};
 }
@@ -56,7 +43,7 @@ struct Inf {
     const T* const p = samples(pixels);
     const auto largest = [p](int i) { return max(max(load(p + i), load(p + i + 1)), load(p + i + 2)); };
     const Vec<T> last = max(max(load(p + 2 * lanes), lastShifted<1>(p)), lastShifted<2>(p));
-    return {firstOfThrees(largest(0), largest(lanes), last)};
+    return {everyThird(largest(0), largest(lanes), last)};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
     const Qor32f* const p = samples(pixels);
@@ -101,7 +88,7 @@ struct L1 {
     // Channel b begins in sample 1 of u, 2 of v and 0 of w; channel c in 2, 0 and 1.
     const __m128i b = _mm_blend_epi16(_mm_blend_epi16(u.v, v.v, 0b00100100), w.v, 0b01001001);
     const __m128i c = _mm_blend_epi16(_mm_blend_epi16(u.v, v.v, 0b01001001), w.v, 0b10010010);
-    return {firstOfThrees(u, v, w),
+    return {everyThird(u, v, w),
             {_mm_shuffle_epi8(b, _mm_setr_epi8(2, 3, 8, 9, 14, 15, 4, 5, 10, 11, 0, 1, 6, 7, 12, 13))},
             {_mm_shuffle_epi8(c, _mm_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15))}};
   }

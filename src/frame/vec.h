@@ -276,6 +276,24 @@ inline V32u widenMaskHi(V16u a) { return {_mm_unpackhi_epi16(a.v, a.v)}; }
 // ---- bytes of a table by their numbers; a number with the top bit gives zero
 inline V8u lookUp(V8u table, V8u numbers) { return {_mm_shuffle_epi8(table.v, numbers.v)}; }
 
+// ---- samples 0, 3, 6, ... of three vectors
+inline V8u everyThird(V8u a, V8u b, V8u c) {
+  const __m128i fromA = _mm_setr_epi8(0, 3, 6, 9, 12, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+  const __m128i fromB = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, 2, 5, 8, 11, 14, -1, -1, -1, -1, -1);
+  const __m128i fromC = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, 4, 7, 10, 13);
+  return V8u{_mm_shuffle_epi8(a.v, fromA)} | V8u{_mm_shuffle_epi8(b.v, fromB)} | V8u{_mm_shuffle_epi8(c.v, fromC)};
+}
+inline V8s everyThird(V8s a, V8s b, V8s c) { return as<Qor8s>(everyThird(as<Qor8u>(a), as<Qor8u>(b), as<Qor8u>(c))); }
+// The wanted samples stand in different lanes of the three vectors: merged first, then brought into order.
+inline V16u everyThird(V16u a, V16u b, V16u c) {
+  const __m128i merged = _mm_blend_epi16(_mm_blend_epi16(a.v, b.v, 0x92), c.v, 0x24);
+  return {_mm_shuffle_epi8(merged, _mm_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11))};
+}
+inline V32f everyThird(V32f a, V32f b, V32f c) {
+  const __m128 merged = _mm_blend_ps(_mm_blend_ps(a.v, b.v, 4), c.v, 2);
+  return {_mm_shuffle_ps(merged, merged, _MM_SHUFFLE(1, 2, 3, 0))};
+}
+
 // ---- two vectors into one of the next narrower type, saturated. The sources are signed.
 inline V8u narrowToU(V16s lo, V16s hi) { return {_mm_packus_epi16(lo.v, hi.v)}; }
 inline V8s narrowToS(V16s lo, V16s hi) { return {_mm_packs_epi16(lo.v, hi.v)}; }
