@@ -1,3 +1,5 @@
+#include <string_view>
+
 #include "qorcv/filter.h"
 #include "support/row.h"
 
@@ -44,46 +46,22 @@ void masks(const std::string& name, double budget3, double budget5, Operation* o
   Row(name + ":5x5").budget(budget5).run(masked<S, D>(operation, query, qorMskSize5x5, divisor...));
 }
 
-const Register to16s([] {
-  masks<Qor8u, Qor16s>("qoriFilterSobelNegVertBorder_8u16s_C1R", 2.8, 6, qoriFilterSobelNegVertBorder_8u16s_C1R,
-                       qoriFilterSobelNegVertGetBufferSize_8u16s_C1R);
-  masks<Qor8u, Qor16s>("qoriFilterSobelCrossBorder_8u16s_C1R", 2.8, 6, qoriFilterSobelCrossBorder_8u16s_C1R,
-                       qoriFilterSobelCrossGetBufferSize_8u16s_C1R);
-  masks<Qor8u, Qor16s>("qoriFilterSobelHorizSecondBorder_8u16s_C1R", 2.8, 6, qoriFilterSobelHorizSecondBorder_8u16s_C1R,
-                       qoriFilterSobelHorizSecondGetBufferSize_8u16s_C1R);
-  masks<Qor8u, Qor16s>("qoriFilterLaplacianBorder_8u16s_C1R", 3.2, 12, qoriFilterLaplacianBorder_8u16s_C1R,
-                       qoriFilterLaplacianGetBufferSize_8u16s_C1R);
-  Row("qoriFilterScharrHorizBorder_8u16s_C1R")
-      .budget(2.8)
-      .run(
-          unmasked<Qor8u, Qor16s>(qoriFilterScharrHorizBorder_8u16s_C1R, qoriFilterScharrHorizGetBufferSize_8u16s_C1R));
-  Row("qoriFilterScharrVertBorder_8u16s_C1R")
-      .budget(2.8)
-      .run(unmasked<Qor8u, Qor16s>(qoriFilterScharrVertBorder_8u16s_C1R, qoriFilterScharrVertGetBufferSize_8u16s_C1R));
-});
+// Members of the table: budgets of a mask of 3x3 and of 5x5, which are others for the Laplacian. A divisor that is a
+// power of two takes exact integers, another one floats.
+constexpr bool isLaplacian(std::string_view filter) { return filter == "Laplacian"; }
 
-// A divisor that is a power of two takes exact integers, another one floats.
-const Register to8s([] {
-  masks<Qor8u, Qor8s>("qoriFilterSobelHorizBorder_8u8s_C1R", 4.5, 8, qoriFilterSobelHorizBorder_8u8s_C1R,
-                      qoriFilterSobelHorizGetBufferSize_8u8s_C1R, 8);
-  masks<Qor8u, Qor8s>("qoriFilterSobelVertBorder_8u8s_C1R", 4.5, 8, qoriFilterSobelVertBorder_8u8s_C1R,
-                      qoriFilterSobelVertGetBufferSize_8u8s_C1R, 8);
+const Register table([] {
+#define QOR_FIXED_8U16S(name, query, F, extra) \
+  masks<Qor8u, Qor16s>(#name, isLaplacian(#F) ? 3.2 : 2.8, isLaplacian(#F) ? 12 : 6, name, query);
+#define QOR_FIXED_8U8S(name, query, F, extra) \
+  masks<Qor8u, Qor8s>(#name, 4.5, isLaplacian(#F) ? 12 : 8, name, query, isLaplacian(#F) ? 16 : 8);
+#define QOR_FIXED_32F(name, query, F, extra) masks<Qor32f, Qor32f>(#name, 4.6, isLaplacian(#F) ? 12 : 6.5, name, query);
+#define QOR_SCHARR_8U16S(name, query, F, extra) Row(#name).budget(2.8).run(unmasked<Qor8u, Qor16s>(name, query));
+#define QOR_SCHARR_8U8S(name, query, F, extra) Row(#name).budget(4.5).run(unmasked<Qor8u, Qor8s>(name, query, 16));
+#define QOR_SCHARR_32F(name, query, F, extra) Row(#name).budget(4.6).run(unmasked<Qor32f, Qor32f>(name, query));
+#include "../../src/filter/fixed_filter.def"
   masks<Qor8u, Qor8s>("qoriFilterSobelVertBorder_8u8s_C1R:by12", 4.5, 8, qoriFilterSobelVertBorder_8u8s_C1R,
                       qoriFilterSobelVertGetBufferSize_8u8s_C1R, 12);
-  masks<Qor8u, Qor8s>("qoriFilterLaplacianBorder_8u8s_C1R", 4.5, 12, qoriFilterLaplacianBorder_8u8s_C1R,
-                      qoriFilterLaplacianGetBufferSize_8u8s_C1R, 16);
-});
-
-const Register to32f([] {
-  masks<Qor32f, Qor32f>("qoriFilterSobelNegVertBorder_32f_C1R", 4.6, 6.5, qoriFilterSobelNegVertBorder_32f_C1R,
-                        qoriFilterSobelNegVertGetBufferSize_32f_C1R);
-  masks<Qor32f, Qor32f>("qoriFilterSobelCrossBorder_32f_C1R", 4.6, 6.5, qoriFilterSobelCrossBorder_32f_C1R,
-                        qoriFilterSobelCrossGetBufferSize_32f_C1R);
-  masks<Qor32f, Qor32f>("qoriFilterLaplacianBorder_32f_C1R", 4.6, 12, qoriFilterLaplacianBorder_32f_C1R,
-                        qoriFilterLaplacianGetBufferSize_32f_C1R);
-  Row("qoriFilterScharrHorizBorder_32f_C1R")
-      .budget(4.6)
-      .run(unmasked<Qor32f, Qor32f>(qoriFilterScharrHorizBorder_32f_C1R, qoriFilterScharrHorizGetBufferSize_32f_C1R));
 });
 
 const Register lowpass([] {
