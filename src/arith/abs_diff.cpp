@@ -15,7 +15,7 @@ constexpr int block = Vec<T>::lanes;
 
 template <class T, class... Planes, class Kernel>
 void mapPlanes(int64_t samples, int height, const Kernel& kernel, Plane<T> dst, Planes... sources) {
-  const auto row = [&kernel](ptrdiff_t n, T* d, const auto*... s) { mapRow<block<T>>(d, n, kernel, s...); };
+  const auto row = [&kernel](ptrdiff_t n, T* d, const auto*... s) { mapRow(d, n, kernel, s...); };
   forBandsIf(area(samples, height) >= parallelArea, height,
              [&](Band band) { forEachRow(samples, band.first, band.rows, row, dst, sources...); });
 }

@@ -77,9 +77,7 @@ struct WhereMasked {
 
 template <Stores stores, class Kernel, class... Planes>
 void accumulateRows(int width, int first, int rows, const Kernel& kernel, Plane<Qor32f> dst, Planes... sources) {
-  const auto row = [&kernel](ptrdiff_t n, Qor32f* d, const auto*... s) {
-    mapRow<block, stores, 1>(d, n, kernel, s...);
-  };
+  const auto row = [&kernel](ptrdiff_t n, Qor32f* d, const auto*... s) { mapRow<stores, 1>(d, n, kernel, s...); };
   forEachRow(width, first, rows, row, dst, sources...);
 }
 

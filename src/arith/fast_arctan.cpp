@@ -35,6 +35,6 @@ QOR_BODY(qoribFastArctan_32f)(const Qor32f* pSrcY, const Qor32f* pSrcX, Qor32f* 
   const QorStatus status = qor::firstFailure(qor::nullCheck(pSrcY, pSrcX, pDst), qor::lengthCheck(len));
   if (status != qorStsNoErr) return status;
   const auto kernel = [](const Qor32f* y, const Qor32f* x) { return qor::angleOf(y, x); };
-  qor::mapRow<4, qor::Stores::cached, 1>(pDst, len, kernel, pSrcY, pSrcX);
+  qor::mapRow<qor::Stores::cached, 1>(pDst, len, kernel, pSrcY, pSrcX);
   return qorStsNoErr;
 }

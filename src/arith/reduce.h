@@ -143,7 +143,9 @@ template <class Lanes, bool masked, int stride, class... T>
       Qor8u m[stepPixels] = {};
       for (int x = 0; x < remainder; ++x) m[x] = masked ? mask[x] : 1;
       const auto copied = [remainder](const auto* p) {
-        detail::Padded<std::remove_cvref_t<decltype(*p)>, stepPixels> r = {};
+        struct {
+          std::remove_cvref_t<decltype(*p)> samples[stepPixels];
+        } r = {};
         for (int x = 0; x < remainder; ++x) r.samples[x] = p[stride * x];
         return r;
       };

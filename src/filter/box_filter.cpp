@@ -87,7 +87,7 @@ struct BoxRows {
         const auto slide = [](const Qor32f* s, const Qor32f* out, const Qor32f* in) {
           return Block<Qor32f, 1>{load(s) - load(out) + load(in)};
         };
-        mapRow<4>(inner, n, slide, const_cast<const Qor32f*>(inner), row(top - 1), row(top + mask.height - 1));
+        mapRow(inner, n, slide, const_cast<const Qor32f*>(inner), row(top - 1), row(top + mask.height - 1));
       }
       fillBeside(sums, inner, n);
       window.row(sums, dst.row(static_cast<int>(y)), width());
@@ -100,7 +100,7 @@ struct BoxRows {
   void start(Qor32f* inner, ptrdiff_t n, int top) const {
     __builtin_memset(inner, 0, static_cast<size_t>(n) * sizeof(Qor32f));
     const auto add = [](const Qor32f* s, const Qor32f* in) { return Block<Qor32f, 1>{load(s) + load(in)}; };
-    for (int j = 0; j < mask.height; ++j) mapRow<4>(inner, n, add, const_cast<const Qor32f*>(inner), row(top + j));
+    for (int j = 0; j < mask.height; ++j) mapRow(inner, n, add, const_cast<const Qor32f*>(inner), row(top + j));
   }
 
   // Columns outside have the sum of the edge's column, or that of the constant.

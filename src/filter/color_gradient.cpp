@@ -169,7 +169,7 @@ QorStatus gradientColorToGray(const T* pSrc, int srcStep, T* pDst, int dstStep, 
   const auto run = [&](auto kernel) {
     const auto row = [kernel](ptrdiff_t n, T* d, const Color<T>* s) {
       constexpr bool heavy = std::is_same_v<decltype(kernel), const L2>;
-      mapRow<Vec<T>::lanes, Stores::cached, heavy ? 1 : 4>(d, n, kernel, s);
+      mapRow<Stores::cached, heavy ? 1 : 4>(d, n, kernel, s);
     };
     const auto work = [&](Band band) {
       forEachRow(roiSize.width, band.first, band.rows, row, Plane{pDst, dstStep},

@@ -37,18 +37,6 @@ struct GradientOut {
   }
 };
 
-// Calls at(i) for blocks that cover 0 to n - 1; the last one may redo pixels. n is at least a block.
-template <int block, class At>
-inline void forBlocks(ptrdiff_t n, const At& at) {
-  ptrdiff_t i = 0;
-  for (; i <= n - 2 * block; i += 2 * block) {
-    at(i);
-    at(i + block);
-  }
-  if (i <= n - block) at(i);
-  if (n % block != 0) at(n - block);
-}
-
 // The diagonals' differences serve both components.
 template <class Combine, class S, class Out>
 inline void gradientRow3(const S* const* rows, ptrdiff_t n, const Out& out) {

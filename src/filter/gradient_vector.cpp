@@ -20,7 +20,7 @@ template <class T>
 void magnitudeL1(const T* gx, const T* gy, T* dst, ptrdiff_t n) {
   // At most 24480 from bytes, so nothing saturates.
   const auto kernel = [](const T* x, const T* y) { return Block<T, 1>{sumOfSizes(load(x), load(y))}; };
-  mapRow<Vec<T>::lanes>(dst, n, kernel, gx, gy);
+  mapRow(dst, n, kernel, gx, gy);
 }
 
 // Root of a sum of squares S, to nearest: the k with k (k - 1) < S <= k (k + 1).
@@ -48,7 +48,7 @@ void magnitudeL2(const Qor16s* gx, const Qor16s* gy, Qor16s* dst, ptrdiff_t n) {
     return Block<Qor16s, 1>{
         as<Qor16s>(narrowToU(rootOf<corrected>(multiplyAdd(lo, lo)), rootOf<corrected>(multiplyAdd(hi, hi))))};
   };
-  mapRow<8, Stores::cached, 1>(dst, n, kernel, gx, gy);
+  mapRow<Stores::cached, 1>(dst, n, kernel, gx, gy);
 }
 
 template <bool corrected>
@@ -86,7 +86,7 @@ struct Angle {
 };
 
 void angle(const Qor16s* gx, const Qor16s* gy, Qor32f* dst, int n) {
-  mapRow<8, Stores::cached, 1>(dst, n, Angle(), gx, gy);
+  mapRow<Stores::cached, 1>(dst, n, Angle(), gx, gy);
 }
 void angle(const Qor32f* gx, const Qor32f* gy, Qor32f* dst, int n) { qorsAtan2_32f_A21(gy, gx, dst, n); }
 

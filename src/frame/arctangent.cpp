@@ -36,7 +36,7 @@ QOR_FORCE_INLINE Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {
 QorStatus qorsAtan2_32f_A21(const Qor32f* pY, const Qor32f* pX, Qor32f* pDst, int len) {
   if (len < 1) return qorStsNoErr;
   const auto kernel = [](const Qor32f* y, const Qor32f* x) { return arctan2(y, x); };
-  mapRow<4, Stores::cached, 1>(pDst, len, kernel, pY, pX);
+  mapRow<Stores::cached, 1>(pDst, len, kernel, pY, pX);
   return qorStsNoErr;
 }
 

@@ -45,7 +45,7 @@ QorStatus fill(T value, T* pDst, int dstStep, QoriSize roiSize) {
       if constexpr (sizeof(T) == 1 && stores() == Stores::cached) {
         memset(d, value, static_cast<size_t>(n));
       } else {
-        mapRow<Vec<T>::lanes, stores()>(d, n, [v = splat(value)] { return Block<T, 1>{v}; });
+        mapRow<stores()>(d, n, [v = splat(value)] { return Block<T, 1>{v}; });
       }
     };
     forEachRow(roiSize.width, 0, roiSize.height, row, Plane{pDst, dstStep});
@@ -83,7 +83,7 @@ QorStatus qoriConvert_16u32f_C1R(const Qor16u* pSrc, int srcStep, Qor32f* pDst, 
     return Block<Qor32f, 2>{toFloat(widenLo(a)), toFloat(widenHi(a))};
   };
   withStores(shouldStream(rowBytes<Qor32f>(roiSize.width) * roiSize.height), [=](auto stores) {
-    const auto row = [=](ptrdiff_t n, Qor32f* d, const Qor16u* s) { mapRow<8, stores()>(d, n, kernel, s); };
+    const auto row = [=](ptrdiff_t n, Qor32f* d, const Qor16u* s) { mapRow<stores()>(d, n, kernel, s); };
     forEachRow(roiSize.width, 0, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
   });
   return qorStsNoErr;

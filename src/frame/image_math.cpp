@@ -90,7 +90,7 @@ QorStatus sub(const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, T* pDs
   if (scaleFactor > 8 * static_cast<int>(sizeof(T))) return fillWithZero(pDst, dstStep, samples, roiSize.height);
   const bool parallel = sizeof(T) == 1 || int64_t{roiSize.width} + roiSize.height >= smallestParallel;
   const auto run = [&](auto kernel) {
-    const auto row = [kernel](ptrdiff_t n, T* d, const T* a, const T* b) { mapRow<Vec<T>::lanes>(d, n, kernel, a, b); };
+    const auto row = [kernel](ptrdiff_t n, T* d, const T* a, const T* b) { mapRow(d, n, kernel, a, b); };
     forRows(parallel, samples, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc1, src1Step},
             Plane{pSrc2, src2Step});
   };
@@ -107,9 +107,7 @@ QorStatus subFloat(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int s
   const QorStatus status = firstFailure(nullCheck(pSrc1, pSrc2, pDst), sizeCheck(roiSize));
   if (status != qorStsNoErr) return status;
   const auto kernel = [](const Qor32f* a, const Qor32f* b) { return Block<Qor32f, 1>{load(b) - load(a)}; };
-  const auto row = [kernel](ptrdiff_t n, Qor32f* d, const Qor32f* a, const Qor32f* b) {
-    mapRow<4>(d, n, kernel, a, b);
-  };
+  const auto row = [kernel](ptrdiff_t n, Qor32f* d, const Qor32f* a, const Qor32f* b) { mapRow(d, n, kernel, a, b); };
   forRows(int64_t{roiSize.width} + roiSize.height >= smallestParallel, static_cast<int64_t>(roiSize.width) * channels,
           roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc1, src1Step}, Plane{pSrc2, src2Step});
   return qorStsNoErr;
@@ -150,7 +148,7 @@ QorStatus qoriMulC_16s_C1RSfs(const Qor16s* pSrc, int srcStep, Qor16s value, Qor
     return Block<Qor16s, 1>{
         narrowToS(scale(V32s{_mm_unpacklo_epi16(low, high)}), scale(V32s{_mm_unpackhi_epi16(low, high)}))};
   };
-  const auto row = [&kernel](ptrdiff_t n, Qor16s* d, const Qor16s* s) { mapRow<8>(d, n, kernel, s); };
+  const auto row = [&kernel](ptrdiff_t n, Qor16s* d, const Qor16s* s) { mapRow(d, n, kernel, s); };
   forRows(true, roiSize.width, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
   return qorStsNoErr;
 }
@@ -159,7 +157,7 @@ QorStatus qoriMulC_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f value, Qor32f
   const QorStatus status = firstFailure(nullCheck(pSrc, pDst), sizeCheck(roiSize));
   if (status != qorStsNoErr) return status;
   const auto kernel = [factor = splat(value)](const Qor32f* s) { return Block<Qor32f, 1>{load(s) * factor}; };
-  const auto row = [kernel](ptrdiff_t n, Qor32f* d, const Qor32f* s) { mapRow<4>(d, n, kernel, s); };
+  const auto row = [kernel](ptrdiff_t n, Qor32f* d, const Qor32f* s) { mapRow(d, n, kernel, s); };
   forRows(true, roiSize.width, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
   return qorStsNoErr;
 }

@@ -19,26 +19,14 @@ namespace detail {
 template <class T, int block>
 struct Padded {
   T samples[block];
+
+  Padded(const T* src, ptrdiff_t n) : samples{} { __builtin_memcpy(samples, src, static_cast<size_t>(n) * sizeof(T)); }
 };
-
-template <int block, class T>
-inline Padded<T, block> padded(const T* src, ptrdiff_t n) {
-  Padded<T, block> p{};
-  __builtin_memcpy(p.samples, src, static_cast<size_t>(n) * sizeof(T));
-  return p;
-}
-
-template <class D, int count>
-inline void storeFirst(D* dst, ptrdiff_t n, const Block<D, count>& result) {
-  D samples[Block<D, count>::samples];
-  store(samples, result);
-  __builtin_memcpy(dst, samples, static_cast<size_t>(n) * sizeof(D));
-}
 
 }  // namespace detail
 
-// dst[x] = kernel(src...[x]) for n samples. kernel(const S*...) reads `block` samples of every source and returns them
-// as a Block of destination samples.
+// dst[x] = kernel(src...[x]) for n samples. kernel(const S*...) reads as many samples of every source as the block that
+// it returns has.
 //
 // The remainder is a whole block at the row's end, computed before anything is stored and stored last. Both blocks that
 // reach a sample thus see the row as it was, so a source may be the destination itself (the same address and step),
@@ -46,22 +34,26 @@ inline void storeFirst(D* dst, ptrdiff_t n, const Block<D, count>& result) {
 //
 // Four blocks a step hide the loop's own cost behind a light kernel; a heavy one takes one, so that its constants stay
 // in registers and its code in the instruction cache.
-template <int block, Stores stores = Stores::cached, int unroll = 4, class D, class Kernel, class... S>
+template <Stores stores = Stores::cached, int unroll = 4, class D, class Kernel, class... S>
 inline void mapRow(D* dst, ptrdiff_t n, Kernel kernel, const S*... src) {
+  using Result = std::invoke_result_t<Kernel, const S*...>;
+  static_assert(std::is_same_v<D, typename Result::Sample>);
+  constexpr int block = Result::samples;
   if (n < block) {
     const auto result = [&](const auto&... copies) {
       return kernel(copies.samples...);
-    }(detail::padded<block>(src, n)...);
-    detail::storeFirst(dst, n, result);
+    }(detail::Padded<S, block>(src, n)...);
+    storeFirst(dst, n, result);
     return;
   }
   const auto last = kernel((src + (n - block))...);
   ptrdiff_t x = 0;
   if constexpr (stores == Stores::streamed) {
+    constexpr uintptr_t alignment = sizeof(Result::v[0]);
     const auto first = kernel(src...);
-    const auto misaligned = reinterpret_cast<uintptr_t>(dst) & 15;
+    const auto misaligned = reinterpret_cast<uintptr_t>(dst) & (alignment - 1);
     assert(misaligned % sizeof(D) == 0);
-    if (misaligned != 0) x = static_cast<ptrdiff_t>((16 - misaligned) / sizeof(D));
+    if (misaligned != 0) x = static_cast<ptrdiff_t>((alignment - misaligned) / sizeof(D));
     for (; x <= n - block; x += block) stream(dst + x, kernel((src + x)...));
     store(dst, first);
   } else {
@@ -78,6 +70,19 @@ inline void mapRow(D* dst, ptrdiff_t n, Kernel kernel, const S*... src) {
     for (; x <= n - block; x += block) store(dst + x, kernel((src + x)...));
   }
   store(dst + (n - block), last);
+}
+
+// Calls kernel(x) for blocks that cover 0 to n - 1, of which the last may overlap its neighbour: for kernels that give
+// a sample the same value twice, on a destination that is none of the sources. n is at least a block.
+template <int block, class Kernel>
+inline void forBlocks(ptrdiff_t n, const Kernel& kernel) {
+  ptrdiff_t x = 0;
+  for (; x <= n - 2 * block; x += 2 * block) {
+    kernel(x);
+    kernel(x + block);
+  }
+  if (x <= n - block) kernel(x);
+  if (n % block != 0) kernel(n - block);
 }
 
 // An image as kernels see it: rows by number, and whether rows follow each other without a gap.

@@ -41,13 +41,11 @@ QorStatus thresholdVal(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSiz
     const Plane dst{pDst, dstStep};
     const Plane src{pSrc, srcStep};
     if (plan.streamed) {
-      const auto row = [kernel](ptrdiff_t n, T* d, const T* s) {
-        mapRow<Vec<T>::lanes, Stores::streamed>(d, n, kernel, s);
-      };
+      const auto row = [kernel](ptrdiff_t n, T* d, const T* s) { mapRow<Stores::streamed>(d, n, kernel, s); };
       forEachRow(roiSize.width, band.first, band.rows, row, dst, src);
       finishStreams();
     } else {
-      const auto row = [kernel](ptrdiff_t n, T* d, const T* s) { mapRow<Vec<T>::lanes>(d, n, kernel, s); };
+      const auto row = [kernel](ptrdiff_t n, T* d, const T* s) { mapRow(d, n, kernel, s); };
       forEachRow(roiSize.width, band.first, band.rows, row, dst, src);
     }
   });
@@ -69,7 +67,7 @@ QorStatus qoriThreshold_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, i
   if (status != qorStsNoErr) return status;
   const V32f bound = splat(threshold);
   const auto run = [&](auto kernel) {
-    const auto row = [kernel](ptrdiff_t n, Qor32f* d, const Qor32f* s) { mapRow<4>(d, n, kernel, s); };
+    const auto row = [kernel](ptrdiff_t n, Qor32f* d, const Qor32f* s) { mapRow(d, n, kernel, s); };
     forEachRow(roiSize.width, 0, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
   };
   // The pixel is the second operand, which min and max return when the comparison is false.

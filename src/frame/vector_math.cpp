@@ -48,7 +48,7 @@ QorStatus qorsSqrt_32f(const Qor32f* pSrc, Qor32f* pDst, int len) {
   const QorStatus status = firstFailure(nullCheck(pSrc, pDst), lengthCheck(len));
   if (status != qorStsNoErr) return status;
   const auto kernel = [](const Qor32f* a) { return Block<Qor32f, 1>{sqrt(load(a))}; };
-  forSlices(len, [=](Band slice) { mapRow<4>(pDst + slice.first, slice.rows, kernel, pSrc + slice.first); });
+  forSlices(len, [=](Band slice) { mapRow(pDst + slice.first, slice.rows, kernel, pSrc + slice.first); });
   return qorStsNoErr;
 }
 
@@ -60,7 +60,7 @@ QorStatus qorsMagnitude_32f(const Qor32f* pX, const Qor32f* pY, Qor32f* pDst, in
     return Block<Qor32f, 1>{sqrt(x * x + y * y)};
   };
   forSlices(len,
-            [=](Band slice) { mapRow<4>(pDst + slice.first, slice.rows, kernel, pX + slice.first, pY + slice.first); });
+            [=](Band slice) { mapRow(pDst + slice.first, slice.rows, kernel, pX + slice.first, pY + slice.first); });
   return qorStsNoErr;
 }
 
@@ -69,7 +69,7 @@ QorStatus qorsMagnitude_16s_Sfs(const Qor16s* pX, const Qor16s* pY, Qor16s* pDst
   if (status != qorStsNoErr) return status;
   const ScaledMagnitude kernel{splat(scaleOf(scaleFactor))};
   forSlices(len,
-            [=](Band slice) { mapRow<8>(pDst + slice.first, slice.rows, kernel, pX + slice.first, pY + slice.first); });
+            [=](Band slice) { mapRow(pDst + slice.first, slice.rows, kernel, pX + slice.first, pY + slice.first); });
   return qorStsNoErr;
 }
 

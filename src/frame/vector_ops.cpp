@@ -15,7 +15,7 @@ QorStatus fill(T value, T* pDst, int len) {
   if constexpr (sizeof(T) == 1) {
     memset(pDst, value, static_cast<size_t>(len));
   } else {
-    mapRow<Vec<T>::lanes>(pDst, len, [v = splat(value)]() { return Block<T, 1>{v}; });
+    mapRow(pDst, len, [v = splat(value)]() { return Block<T, 1>{v}; });
   }
   return qorStsNoErr;
 }
@@ -50,7 +50,7 @@ struct Max {
 template <class Extremum, class T>
 QorStatus every(const T* pSrc1, const T* pSrc2, T* pDst, Qor32u len) {
   const QorStatus status = firstFailure(nullCheck(pSrc1, pSrc2, pDst), lengthCheck(len));
-  if (status == qorStsNoErr) mapRow<Vec<T>::lanes>(pDst, len, Extremum(), pSrc1, pSrc2);
+  if (status == qorStsNoErr) mapRow(pDst, len, Extremum(), pSrc1, pSrc2);
   return status;
 }
 

@@ -126,10 +126,10 @@ void fillRows(const Qor8u* src, int srcStep, ptrdiff_t n, const T* above, T* dst
     }
   }
   if (x < n) {
-    Four<T> t = loadBlock<Four<T>::samples / Vec<T>::lanes>(detail::padded<4>(above + x, n - x).samples);
+    Four<T> t = loadBlock<Four<T>::samples / Vec<T>::lanes>(detail::Padded<T, 4>(above + x, n - x).samples);
     for (int i = 0; i < rows; ++i) {
-      t = sums[i].add(Count::template sums<0>(load4(detail::padded<4>(s[i] + x, n - x).samples)), t);
-      detail::storeFirst(d[i] + x, n - x, t);
+      t = sums[i].add(Count::template sums<0>(load4(detail::Padded<Qor8u, 4>(s[i] + x, n - x).samples)), t);
+      storeFirst(d[i] + x, n - x, t);
     }
   }
 }

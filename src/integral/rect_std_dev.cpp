@@ -104,8 +104,8 @@ template <class Kernel, class T, class Q, class D>
 void deviationRows(Band band, int width, const Kernel& kernel, const CornerPlanes<T>& sum, const CornerPlanes<Q>& sqr,
                    Plane<D> dst) {
   for (int y = band.first; y < band.first + band.rows; ++y) {
-    mapRow<4>(dst.row(y), width, kernel, sum.a.row(y), sum.b.row(y), sum.c.row(y), sum.d.row(y), sqr.a.row(y),
-              sqr.b.row(y), sqr.c.row(y), sqr.d.row(y));
+    mapRow(dst.row(y), width, kernel, sum.a.row(y), sum.b.row(y), sum.c.row(y), sum.d.row(y), sqr.a.row(y),
+           sqr.b.row(y), sqr.c.row(y), sqr.d.row(y));
   }
 }
 

@@ -96,7 +96,7 @@ class Table {
     const T* const r1 = dst_.row(y + 1);
     T* const r2 = dst_.row(y + 2);
     r2[0] = r1[1];
-    if (w > 1) mapRow<Inner<Count, T>::block>(r2 + 1, w - 1, Inner<Count, T>{}, r1, r0 + 1, r1 + 2, s, s + 1);
+    if (w > 1) mapRow(r2 + 1, w - 1, Inner<Count, T>{}, r1, r0 + 1, r1 + 2, s, s + 1);
     const T last = static_cast<T>(static_cast<Exact>(Count::of(s[w - 1])) + static_cast<Exact>(r1[w - 1]) +
                                   static_cast<Exact>(r1[w + 1]) - static_cast<Exact>(r0[w]));
     // The contract of 32f tables: this column adds to what the caller's buffer holds.
