@@ -6,7 +6,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // Integer samples share a register type; the sample type tells what an operation means.
 template <class T>
