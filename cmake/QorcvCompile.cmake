@@ -18,7 +18,7 @@ endif()
 add_library(qorcv_library_options INTERFACE)
 target_compile_options(qorcv_library_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:
-    -msse4.2 -mtune=generic -ffp-contract=off -fno-math-errno -fno-trapping-math
+    -mtune=generic -ffp-contract=off -fno-math-errno -fno-trapping-math
     -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
     -Wconversion -Wmissing-declarations -Wshadow -Wcast-align -Wundef>)
 target_link_options(qorcv_library_options INTERFACE -Wl,--as-needed -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
@@ -26,6 +26,13 @@ if(NOT QORCV_SANITIZE)
   target_link_options(qorcv_library_options INTERFACE -Wl,-z,defs)
 endif()
 target_link_libraries(qorcv_library_options INTERFACE qorcv_warnings qorcv_sanitizers)
+
+# The two levels at which the library is built, for all that compiles its sources or includes its internal headers.
+add_library(qorcv_level_t6 INTERFACE)
+target_compile_options(qorcv_level_t6 INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-msse4.2>)
+add_library(qorcv_level_v3 INTERFACE)
+target_compile_options(qorcv_level_v3 INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-march=x86-64-v3>)
+target_compile_definitions(qorcv_level_v3 INTERFACE QOR_LEVEL_V3=1)
 
 # Tests watch the library: their own code goes without the undefined-behaviour checks, which double its compile time.
 add_library(qorcv_test_sanitizers INTERFACE)

@@ -5,7 +5,7 @@
 #include "frame/checks.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // Pixels from which a call is shared among the team.

@@ -3,7 +3,7 @@
 #include "frame/checks.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // atan(t) / t in degrees in powers of t^2 on [0, 1], by interpolation at the nodes of Chebyshev: the angle is within

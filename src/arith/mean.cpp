@@ -2,7 +2,7 @@
 #include "arith/measures.h"
 #include "frame/bodies.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // Sums of one band, ready to be added to those of the next.

@@ -4,7 +4,7 @@
 
 #include "arith/reduce.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 inline Qor64s sumOfUnsigned(V32s a) { return sum(widenLo(as<Qor32u>(a)) + widenHi(as<Qor32u>(a))); }
 inline Qor64s sumOfSigned(V32s a) { return sum(widenLo(a) + widenHi(a)); }

@@ -4,7 +4,7 @@
 #include "frame/constants.h"
 #include "frame/round.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // ---- what is measured: a magnitude, or a plain float where it will be squared

@@ -16,7 +16,7 @@
 #include "frame/checks.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 constexpr int stepPixels = 16;
 

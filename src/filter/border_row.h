@@ -3,7 +3,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // What stands outside the row on one side.
 enum class Edge { value, nearest, periodic, mirror, mirrorRepeated, memory };

@@ -8,7 +8,7 @@
 #include "frame/base.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 struct BorderSides {
   bool top, bottom, left, right;  // whether the pixels beyond stand in memory

@@ -5,7 +5,7 @@
 #include "frame/checks.h"
 #include "frame/image_ops.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 constexpr Qor32s parallelArea = 0x40000;

@@ -19,7 +19,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // Statuses: null, size, mask, dataType (8u, 16u, 16s, 32f; qorStsDataTypeErr), numChannels (1, 3, 4; qorStsChannelErr).
 QorStatus qoriFilterBoxBorderGetBufferSize(QoriSize roiSize, QoriSize maskSize, QorDataType dataType, int numChannels,

@@ -4,7 +4,7 @@
 #include "frame/checks.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 template <class T>

@@ -8,7 +8,7 @@
 #include "frame/bodies.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // Columns of a vector block as the contract counts them: what the last full block of a row leaves truncates.

@@ -3,7 +3,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // As qoriFilterColumnPipeline_16s8u_C1R with samples = width * channels, to the last bit, on the calling thread, for
 // rows whose samples lie between 0 and 255: sums are then exact, and integer kernels take half the time. Divisors that

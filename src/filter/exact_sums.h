@@ -4,7 +4,7 @@
 
 #include "filter/tap_sums.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // The sums that taps can make of samples from low to high.
 struct SumRange {

@@ -2,7 +2,7 @@
 #include "filter/fixed_driver.h"
 #include "frame/bodies.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // The 5x5 Laplacian truncates in every column. Both Laplacians are shared in smaller bands.

@@ -2,7 +2,7 @@
 #include "filter/fixed_driver.h"
 #include "frame/bodies.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 QorStatus fixedBufferSize(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize, const FixedSize& size) {
   const QorStatus status = firstFailure(nullCheck(pBufferSize), sizeCheck(roiSize), maskCheck(maskSize));

@@ -7,7 +7,7 @@
 #include "frame/core.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // One call, its arguments accepted.
 template <class S, class D>

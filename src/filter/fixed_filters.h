@@ -6,7 +6,7 @@
 #include "filter/fixed_taps.h"
 #include "frame/round.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // A filter takes `planes` intermediate samples from every pixel of a row and its result from those of K rows:
 //

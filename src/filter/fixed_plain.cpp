@@ -2,7 +2,7 @@
 #include "filter/fixed_driver.h"
 #include "frame/bodies.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 template <class Small, class Large, class S, class D>

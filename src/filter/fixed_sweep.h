@@ -7,7 +7,7 @@
 #include "filter/border_row.h"
 #include "filter/fixed_filters.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // The columns left and right of the image, and what stands there: the same in every row.
 template <class S>

@@ -16,7 +16,7 @@
 
 #include "frame/vec.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 template <int weight>
 inline V16s times(V16s a) {

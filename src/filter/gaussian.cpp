@@ -9,7 +9,7 @@
 #include "frame/checks.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // The pipelines of a sample type, whose taps have the type of the rows between them.

@@ -13,7 +13,7 @@ struct QoriFilterGaussianSpec {
   Qor32s shift;  // the taps of integers count 2^-shift
 };
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 constexpr Qor32s gaussianTapOffset = sizeof(QoriFilterGaussianSpec);
 // The first multiple of 16 from there, counted from the record's own start, so that a record copied elsewhere is good.

@@ -5,7 +5,7 @@
 #include "filter/border_row.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 constexpr int64_t roundUpTo(int64_t n, int64_t multiple) { return (n + multiple - 1) / multiple * multiple; }
 

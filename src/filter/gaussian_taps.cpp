@@ -6,7 +6,7 @@
 #include "frame/checks.h"
 #include "frame/round.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // exp(t) for t <= 0. The C library's expf has other last bits from one processor to the next; these are the same

@@ -2,7 +2,7 @@
 #include "frame/bodies.h"
 #include "frame/checks.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 template <class T>

@@ -12,7 +12,7 @@
 #include "filter/bordered_image.h"
 #include "filter/fixed_taps.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // Component type of a source, and as many pixels as a kernel takes at a time.
 template <class S>

@@ -5,7 +5,7 @@
 #include "frame/checks.h"
 #include "frame/vector_ops.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 constexpr int64_t slack = 64;

@@ -21,7 +21,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // Statuses: null, size, mask, then dataType (8u, 16u, 16s, 32f; qorStsDataTypeErr), numChannels (1, 3;
 // qorStsChannelErr).

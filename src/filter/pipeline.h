@@ -5,7 +5,7 @@
 #include "frame/checks.h"
 #include "frame/threads.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // A reported number of bytes wraps in 32 bits: fixed bytes, bytes a thread, and 8 * (height + kernelSize) + 32 more for
 // each thread. Members that never go parallel report the fixed ones alone.

@@ -6,7 +6,7 @@
 #include "frame/bands.h"
 #include "frame/bodies.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // ---- a row

@@ -3,7 +3,7 @@
 #include "filter/gradient_rows.h"
 #include "frame/checks.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 template <class Kernel, bool x, class S>

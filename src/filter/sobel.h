@@ -12,7 +12,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 QorStatus qoriFilterSobelHorizBorder_8u16s_C1R(const Qor8u* pSrc, int srcStep, Qor16s* pDst, int dstStep,
                                                QoriSize roiSize, QoriMaskSize maskSize, QoriBorderType borderType,

@@ -5,7 +5,7 @@
 #include "frame/round.h"
 #include "frame/vec.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // The inside of a row rounds to nearest, ties to even. What a vector block of the contract does not reach, the first
 // and last columns of a row and the remainder columns behind the last block of a column pass, truncates.

@@ -3,7 +3,7 @@
 #include "frame/core.h"
 #include "frame/round.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 template <class T>

@@ -3,7 +3,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 Qor8u* qorsMalloc_8u(int len);
 Qor16u* qorsMalloc_16u(int len);

@@ -5,7 +5,7 @@
 #include "frame/row.h"
 #include "frame/vector_ops.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 QOR_FORCE_INLINE Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {

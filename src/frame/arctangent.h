@@ -3,7 +3,7 @@
 
 #include "frame/vec.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // (atan(t) / t - 1) / t^2 in powers of t^2 on [0, 1], by interpolation at the nodes of Chebyshev. The relative error of
 // the angle is 2.5e-8; with the rounding of the steps it stays below 2^-22.

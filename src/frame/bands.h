@@ -7,7 +7,7 @@
 #include "frame/round.h"
 #include "frame/threads.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // Runs work(band) for the bands of height rows over a team; a thread without rows does nothing. A runtime that declines
 // to fork gives a team of one, which takes the whole height.

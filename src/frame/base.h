@@ -6,12 +6,13 @@
 
 #include <type_traits>
 
+#include "frame/variant.h"
 #include "qorcv/types.h"
 
 // For heavy kernels, whose constants are loaded on every call unless they stand inside the loop.
 #define QOR_FORCE_INLINE [[gnu::always_inline]] inline
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 using Qor32u = uint32_t;
 using Qor64s = int64_t;

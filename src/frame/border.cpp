@@ -4,7 +4,7 @@
 
 #include "frame/checks.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // The samples of one pixel, copied as one.

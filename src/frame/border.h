@@ -7,7 +7,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // Everything around the source takes value. A source that stands in its place already stays as it is.
 QorStatus qoriCopyConstBorder_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor8u* pDst, int dstStep,

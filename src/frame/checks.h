@@ -4,7 +4,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // The first status of the list that is not success.
 template <class... Status>

@@ -5,7 +5,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 inline constexpr Qor64f qorConstantOfNAN_64f = std::numeric_limits<Qor64f>::quiet_NaN();
 inline constexpr Qor64f qorConstantOfINF_64f = std::numeric_limits<Qor64f>::infinity();

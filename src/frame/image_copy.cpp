@@ -6,7 +6,7 @@
 #include "frame/row.h"
 #include "frame/threads.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 template <class T>

@@ -4,7 +4,7 @@
 #include "frame/image_ops.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // Exact results in 32-bit lanes, |d| at most 2^30, divided by 2^scaleFactor with ties to even, on their way to a sample

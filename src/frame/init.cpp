@@ -6,7 +6,7 @@ extern "C" {
 [[gnu::visibility("hidden"), gnu::used]] int32_t qorJumpIndexForMergedDLL = 0;
 }
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 [[gnu::constructor]] void libraryInit() {

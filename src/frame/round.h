@@ -7,7 +7,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 template <class T>
 constexpr T bottomOf = std::numeric_limits<T>::lowest();

@@ -6,7 +6,7 @@
 
 #include "frame/vec.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // How a row is stored. Streaming goes past the caches; each thread that streams ends with finishStreams.
 enum class Stores { cached, streamed };

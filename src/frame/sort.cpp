@@ -2,7 +2,7 @@
 #include "frame/checks.h"
 #include "frame/vector_ops.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // Ranges of at most this many elements are finished by selection.

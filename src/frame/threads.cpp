@@ -4,7 +4,7 @@
 
 #include "frame/core.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 int owncvGetMaxNumThreads() { return ownGetNumThreads(); }
 int owncvGetNumThreads() { return omp_get_num_threads(); }

@@ -3,7 +3,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 int owncvGetMaxNumThreads();      // the thread count set for the whole library
 int owncvGetNumThreads();         // size of the current team; 1 outside a parallel region

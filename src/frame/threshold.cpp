@@ -4,7 +4,7 @@
 #include "frame/image_ops.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 constexpr QorStatus comparisonCheck(QorCmpOp cmp) {

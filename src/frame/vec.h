@@ -21,7 +21,7 @@
 
 #define QOR_VEC_FN QOR_FORCE_INLINE
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // Integer samples share a register type; the sample type tells what an operation means.
 template <class T, int size>

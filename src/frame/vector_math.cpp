@@ -4,7 +4,7 @@
 #include "frame/row.h"
 #include "frame/vector_ops.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 constexpr int parallelLength = 4096;

@@ -5,7 +5,7 @@
 
 #include "frame/base.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 QorStatus qorsSet_8u(Qor8u value, Qor8u* pDst, int len);
 QorStatus qorsSet_16s(Qor16s value, Qor16s* pDst, int len);

@@ -1,7 +1,7 @@
 #include "frame/bodies.h"
 #include "frame/core.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 constexpr QorLibraryVersion versionRecord(const char* name) {

@@ -5,7 +5,7 @@
 #include "frame/base.h"
 #include "qorcv/integral.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 struct HaarCorner {
   Qor32s x, y;

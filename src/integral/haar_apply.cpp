@@ -4,7 +4,7 @@
 #include "frame/bodies.h"
 #include "frame/checks.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // The walk that suits the expected number of candidates.

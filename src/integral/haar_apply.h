@@ -10,7 +10,7 @@
 #include "frame/vec.h"
 #include "integral/haar.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // ---- the arithmetic of a form: T samples of the table, N of the norm, V of the stage's constants
 

@@ -7,7 +7,7 @@
 #include "frame/round.h"
 #include "integral/haar.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // What a builder is given: one rectangle and weight after the other over all features, one of the others a feature.

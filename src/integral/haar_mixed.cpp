@@ -3,7 +3,7 @@
 #include "frame/checks.h"
 #include "integral/haar_apply.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 template <class Form, class T, class N, class V>

@@ -3,7 +3,7 @@
 #include "frame/checks.h"
 #include "integral/haar.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 // The corner that lies dx to the right of and dy below another.

@@ -5,7 +5,7 @@
 #include "frame/round.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 namespace {
 
 template <class T>

@@ -39,10 +39,10 @@ TEST(Core, FeaturesSelectTheVersionRecord) {
   EXPECT_EQ(qorJumpIndexForMergedDLL, 1);
   StandIn core;
   const QorLibraryVersion* plus = qorcvGetLibVersion();
-  EXPECT_STREQ(plus->name, "qorCV SSE4.1/4.2 (t6 threaded)+");
+  EXPECT_STREQ(plus->name, QOR_VARIANT_NAME "+");
   core.features = ~uint64_t{128};
   const QorLibraryVersion* plain = qorcvGetLibVersion();
-  EXPECT_STREQ(plain->name, "qorCV SSE4.1/4.2 (t6 threaded)");
+  EXPECT_STREQ(plain->name, QOR_VARIANT_NAME);
   EXPECT_STREQ(plain->version, plus->version);
 }
 
