@@ -19,11 +19,11 @@ QOR_FORCE_INLINE Block<Qor32f, 1> arctan2(const Qor32f* pY, const Qor32f* pX) {
   // quotients of zero, which are regular only for true zeros.
   const V32f quotientIsExact = (t >= splat(0x1p-126F)) | (small == zero<Qor32f>());
   const V32f regular = andNot(unordered(x, y), quotientIsExact & (large > zero<Qor32f>()));
-  const int rare = ~signBits(regular) & 15;
+  const Qor32u rare = signBits(regular) ^ allSignBits<V32f>;
   if (rare != 0) {
-    Qor32f angles[4];
+    Qor32f angles[V32f::lanes];
     store(angles, angle);
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < V32f::lanes; ++i) {
       if ((rare >> i & 1) != 0) angles[i] = atan2f(pY[i], pX[i]);
     }
     angle = load(angles);

@@ -79,8 +79,7 @@ QorStatus qoriConvert_16u32f_C1R(const Qor16u* pSrc, int srcStep, Qor32f* pDst, 
   const QorStatus status = firstFailure(nullCheck(pSrc, pDst), sizeCheck(roiSize), positiveStepCheck(srcStep, dstStep));
   if (status != qorStsNoErr) return status;
   const auto kernel = [](const Qor16u* s) {
-    const V16u a = load(s);
-    return Block<Qor32f, 2>{toFloat(widenLo(a)), toFloat(widenHi(a))};
+    return Block<Qor32f, 2>{loadAs<Qor32f>(s), loadAs<Qor32f>(s + V32f::lanes)};
   };
   withStores(shouldStream(rowBytes<Qor32f>(roiSize.width) * roiSize.height), [=](auto stores) {
     const auto row = [=](ptrdiff_t n, Qor32f* d, const Qor16u* s) { mapRow<stores()>(d, n, kernel, s); };

@@ -63,19 +63,24 @@ struct Scaled {
 
   Block<Qor8u, 1> operator()(const Qor8u* a, const Qor8u* b) const {
     const V8u d = subSat(load(b), load(a));
-    return {narrowToU(halves(widenLo(d)), halves(widenHi(d)))};
+    const Split<Qor16u> halves = split(d);
+    return {joinToU(Split<Qor16s>{scaled(halves.a), scaled(halves.b)})};
   }
   Block<Qor16u, 1> operator()(const Qor16u* a, const Qor16u* b) const {
     const V16u d = subSat(load(b), load(a));
-    return {narrowToU(scale(widenLo(d)), scale(widenHi(d)))};
+    const Split<Qor32s> halves = split(d);
+    return {joinToU(Split<Qor32s>{scale(halves.a), scale(halves.b)})};
   }
   Block<Qor16s, 1> operator()(const Qor16s* a, const Qor16s* b) const {
-    const V16s va = load(a), vb = load(b);
-    return {narrowToS(scale(widenLo(vb) - widenLo(va)), scale(widenHi(vb) - widenHi(va)))};
+    const Split<Qor32s> va = split(load(a)), vb = split(load(b));
+    return {joinToS(Split<Qor32s>{scale(vb.a - va.a), scale(vb.b - va.b)})};
   }
 
  private:
-  V16s halves(V16u d) const { return narrowToS(scale(widenLo(d)), scale(widenHi(d))); }
+  V16s scaled(V16u d) const {
+    const Split<Qor32s> halves = split(d);
+    return joinToS(Split<Qor32s>{scale(halves.a), scale(halves.b)});
+  }
 };
 
 constexpr int64_t smallestParallel = 256;
@@ -144,9 +149,8 @@ QorStatus qoriMulC_16s_C1RSfs(const Qor16s* pSrc, int srcStep, Qor16s value, Qor
   }
   const auto kernel = [scale = LaneScale(scaleFactor, topOf<Qor16s>), factor = splat(value)](const Qor16s* s) {
     const V16s a = load(s);
-    const __m128i low = _mm_mullo_epi16(a.v, factor.v), high = _mm_mulhi_epi16(a.v, factor.v);
-    return Block<Qor16s, 1>{
-        narrowToS(scale(V32s{_mm_unpacklo_epi16(low, high)}), scale(V32s{_mm_unpackhi_epi16(low, high)}))};
+    const Split<Qor16s> products = splitZip(a * factor, multiplyHigh(a, factor));
+    return Block<Qor16s, 1>{joinToS(Split<Qor32s>{scale(as<Qor32s>(products.a)), scale(as<Qor32s>(products.b))})};
   };
   const auto row = [&kernel](ptrdiff_t n, Qor16s* d, const Qor16s* s) { mapRow(d, n, kernel, s); };
   forRows(true, roiSize.width, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});

@@ -27,18 +27,14 @@ struct ScaledMagnitude {
   V64f scale;
 
   // Clamped in float before the conversion, whose overflow would give the lowest integer.
-  V32s rounded(V64s sumOfSquares) const {
-    const V64f clamped = min(rootOfUnsigned(sumOfSquares) * scale, splat(32767.0));
-    return {_mm_cvtpd_epi32(clamped.v)};
-  }
-  V32s four(V32s sumOfSquares) const {
+  V64f clamped(V64s sumOfSquares) const { return min(rootOfUnsigned(sumOfSquares) * scale, splat(32767.0)); }
+  V32s rounded(V32s sumOfSquares) const {
     const V32u sums = as<Qor32u>(sumOfSquares);
-    return {_mm_unpacklo_epi64(rounded(widenLo(sums)).v, rounded(widenHi(sums)).v)};
+    return nearest(clamped(widenLo(sums)), clamped(widenHi(sums)));
   }
   Block<Qor16s, 1> operator()(const Qor16s* x, const Qor16s* y) const {
-    const __m128i xs = load(x).v, ys = load(y).v;
-    const V16s lo{_mm_unpacklo_epi16(xs, ys)}, hi{_mm_unpackhi_epi16(xs, ys)};
-    return {narrowToS(four(multiplyAdd(lo, lo)), four(multiplyAdd(hi, hi)))};
+    const Split<Qor16s> pairs = splitZip(load(x), load(y));
+    return {joinToS(Split<Qor32s>{rounded(multiplyAdd(pairs.a, pairs.a)), rounded(multiplyAdd(pairs.b, pairs.b))})};
   }
 };
 

@@ -33,7 +33,7 @@ void testMapRow() {
     for (size_t i = 0; i < want.samples.size(); ++i) want.samples[i] += static_cast<Qor32f>(s.samples[i]);
     src.protect();
     for (int y = 0; y < c.size.height; ++y)
-      qor::mapRow<16, stores>(&acc.at(0, y), c.size.width, accumulate, &src.at(0, y), &acc.at(0, y));
+      qor::mapRow<stores>(&acc.at(0, y), c.size.width, accumulate, &src.at(0, y), &acc.at(0, y));
     qor::finishStreams();
     expectSame(acc, want, Equal::SignedZeros);
   });
