@@ -136,7 +136,9 @@ QOR_VEC_FN Vec<T> load(const T* p) {
 }
 template <class T>
 QOR_VEC_FN Vec<T> loadAligned(const T* p) {
-  return *reinterpret_cast<const Vec<T>*>(__builtin_assume_aligned(p, Vec<T>::bytes));
+  Vec<T> a;
+  __builtin_memcpy(&a, __builtin_assume_aligned(p, Vec<T>::bytes), sizeof a);
+  return a;
 }
 template <class T, int size>
 QOR_VEC_FN void store(T* p, VecOf<T, size> a) {
