@@ -107,9 +107,16 @@ struct Processor {
 Processor processor;
 int threadCount = 1;
 
+// The runtime ends the process when it cannot start a team, so there is an end to what it is asked for.
+constexpr int maxThreads = 1024;
+
+void storeThreadCount(int count) {
+  __atomic_store_n(&threadCount, count < maxThreads ? count : maxThreads, __ATOMIC_RELAXED);
+}
+
 [[gnu::constructor]] void readProcessor() {
   processor = {readFeatures(), cpuid(1).eax, coresOnDie(), largestDataCache()};
-  threadCount = allowedProcessors();
+  storeThreadCount(allowedProcessors());
 }
 
 }  // namespace
@@ -118,7 +125,7 @@ extern "C" {
 
 QorStatus qorSetNumThreads(int numThreads) {
   if (numThreads < 1) return qorStsSizeErr;
-  __atomic_store_n(&threadCount, numThreads, __ATOMIC_RELAXED);
+  storeThreadCount(numThreads);
   return qorStsNoErr;
 }
 

@@ -22,8 +22,12 @@ extern "C" {
  */
 
 /**
- * Sets the number of threads that operations may use, for the whole process. It takes effect with the next call of an
- * operation. Scratch sizes depend on it: do not raise it between a size query and the use of the block.
+ * Sets the number of threads that operations may use, for the whole process; more than 1024 count as 1024. It takes
+ * effect with the next call of an operation. Scratch sizes depend on it: do not raise it between a size query and the
+ * use of the block.
+ *
+ * The OpenMP runtime starts the team when a call needs it. For that it takes about 130 bytes a thread of the stack of
+ * the thread that calls, and it ends the process where it gets no memory or no threads.
  *
  * @return qorStsSizeErr when numThreads is below 1, and then nothing changes; else qorStsNoErr.
  */
@@ -31,13 +35,13 @@ QorStatus qorSetNumThreads(int numThreads);
 
 /**
  * Stores the number of threads that operations may use. At start it is the number of processors that the process may
- * run on.
+ * run on, at most 1024.
  *
  * @return qorStsNullPtrErr when pNumThreads is null; else qorStsNoErr.
  */
 QorStatus qorGetNumThreads(int* pNumThreads);
 
-/** Returns the number of threads that operations may use, at least 1. */
+/** Returns the number of threads that operations may use, 1 to 1024. */
 int ownGetNumThreads(void);
 
 /** Returns the number of processor cores on one die, at least 1. */

@@ -175,11 +175,12 @@ QorStatus qoriAddWeighted_32f_C1R(const Qor32f* pSrc1, int src1Step, const Qor32
  * formula has then lost its digits: stdDev = sqrt(D / N), D being the sum of (x - m) * (x - m) in the same row sums and
  * m the mean rounded to 32 bits. The mean stays as it was.
  *
- * @b Region: only the pixels of the region are read. @b Scratch: none. @b Threads: with T threads set, regions of
- * T * 2^17 pixels or more are shared among the team (T * 2^16 in qoriMean_StdDev_32f_C1R; in qoriMean_StdDev_8u_C1R
- * only where there are several cores), the sums of the bands being added in 64-bit float; qoriMean_8u_C1MR and
+ * @b Region: only the pixels of the region are read. @b Scratch: none. @b Threads: with T threads set, regions of T *
+ * 2^17 pixels or more are shared among the team (T * 2^16 in qoriMean_StdDev_32f_C1R; in qoriMean_StdDev_8u_C1R only
+ * where there are several cores), the sums of the bands being added in 64-bit float; qoriMean_8u_C1MR and
  * qoriMean_StdDev_32f_C3CR stay on the calling thread. Sums of integers below 2^53 do not depend on the team; the last
- * bits of others may.
+ * bits of others may. @b Memory: a team of more than 32 threads allocates room for the results of its bands while the
+ * call lasts; where there is none, 32 of its threads take all rows.
  *
  * @b Results: pMean of the qoriMean forms is required; pMean and pStdDev of the qoriMean_StdDev forms may each be null.
  *
@@ -251,7 +252,9 @@ QorStatus qoriMean_StdDev_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u
  * at the first sample there that equals it, else at (0, 0). A constant image of infinities or NaNs is an example.
  *
  * @b Region: only its pixels are read, in three channels all channels of a pixel. @b Scratch: none. @b Threads: regions
- * of 16384 pixels or more are shared among the team; the result does not depend on it.
+ * of 16384 pixels or more are shared among the team; the result does not depend on it. @b Memory: a team of more than
+ * 32 threads allocates room for the results of its bands while the call lasts; where there is none, 32 of its threads
+ * take all rows.
  *
  * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pSrc or pMask; qorStsSizeErr for a width, then a
  * height below 1; qorStsStepErr for srcStep below width * channels * sample size; qorStsNotEvenStepErr (16u, 32f) for a
@@ -321,9 +324,11 @@ QorStatus qoriMinMaxIndx_32f_C3CMR(const Qor32f* pSrc, int srcStep, const Qor8u*
  * bits before the bands are added and before the root or the quotient is taken. Inf ignores NaN, also that of the
  * difference of two infinities; the sums hand it on.
  *
- * @b Region: only the pixels of the region are read. @b Scratch: none. @b Threads: with T threads set, regions of
- * T * 2^k pixels or more are shared among the team. Norms marked * go parallel only where there are several cores; a
- * second value behind / holds there instead. Bands are merged in the order of the rows.
+ * @b Region: only the pixels of the region are read. @b Scratch: none. @b Threads: with T threads set, regions of T *
+ * 2^k pixels or more are shared among the team. Norms marked * go parallel only where there are several cores; a second
+ * value behind / holds there instead. Bands are merged in the order of the rows. @b Memory: a team of more than 32
+ * threads allocates room for the results of its bands while the call lasts; where there is none, 32 of its threads take
+ * all rows.
  *
  *     k          8u C1MR   8s C1MR   16u C1MR  32f C1MR  8u C3CMR  8s C3CMR  16u C3CMR  32f C3CMR
  *     Norm Inf   19        19        19        17        17        17        17         15

@@ -230,6 +230,7 @@ TEST(Allocation, RefusesWhatItCannotCount) {
   EXPECT_EQ(qor::qorsMalloc_16u(0x40000000), nullptr);
   EXPECT_EQ(qor::qorsMalloc_32s(0x20000000), nullptr);
   EXPECT_EQ(qor::qorsMalloc_64f(0x10000000), nullptr);
+  EXPECT_EQ(qor::qorsMalloc_64f(0x20000001), nullptr);
   void* const blocks[] = {qor::qorsMalloc_8u(1), qor::qorsMalloc_16u(3), qor::qorsMalloc_32s(5), qor::qorsMalloc_32f(7),
                           qor::qorsMalloc_64f(1000)};
   for (void* const b : blocks) {

@@ -2,9 +2,13 @@
 #include "qorcv/version.h"
 
 #include <limits.h>
+#include <sched.h>
 #include <string.h>
+#include <unistd.h>
 
+#include <iterator>
 #include <string>
+#include <utility>
 
 #include "qorcore.h"
 #include "support/support.h"
@@ -39,6 +43,22 @@ TEST(Core, ThreadCount) {
   EXPECT_EQ(qorGetNumThreads(&count), qorStsNoErr);
   EXPECT_EQ(count, 3);
   EXPECT_EQ(ownGetNumThreads(), 3);
+  for (const auto& [set, stored] : {std::pair{1024, 1024}, {1025, 1024}, {1000000, 1024}, {INT_MAX, 1024}, {1, 1}}) {
+    EXPECT_EQ(qorSetNumThreads(set), qorStsNoErr);
+    EXPECT_EQ(ownGetNumThreads(), stored) << set;
+  }
+}
+
+// The program of a death test starts anew, under the mask of this one.
+TEST(CoreDeathTest, StartsWithTheProcessorsItMayRunOn) {
+  cpu_set_t all, one;
+  ASSERT_EQ(sched_getaffinity(0, sizeof all, &all), 0);
+  EXPECT_EXIT(_exit(ownGetNumThreads() == CPU_COUNT(&all) ? 3 : 4), testing::ExitedWithCode(3), "");
+  CPU_ZERO(&one);
+  CPU_SET(sched_getcpu(), &one);
+  ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+  EXPECT_EXIT(_exit(ownGetNumThreads() == 1 ? 3 : 4), testing::ExitedWithCode(3), "");
+  EXPECT_EQ(sched_setaffinity(0, sizeof all, &all), 0);
 }
 
 TEST(Core, Processor) {
@@ -51,7 +71,11 @@ TEST(Core, Processor) {
   // What the library itself is built for.
   EXPECT_NE(features & qorFeatureSse42, 0U);
   for (int bit = 0; bit < 64; ++bit)
-    EXPECT_EQ(ownGetFeature(uint64_t{1} << bit) != 0, (qorGetEnabledCpuFeatures() >> bit & 1) != 0) << bit;
+    EXPECT_EQ(ownGetFeature(uint64_t{1} << bit), (qorGetEnabledCpuFeatures() >> bit & 1) != 0 ? 1 : 0) << bit;
+  constexpr uint64_t unknown = uint64_t{3} << 62;
+  EXPECT_EQ(ownGetFeature(0), 0);
+  EXPECT_EQ(ownGetFeature(unknown), 0);
+  EXPECT_EQ(ownGetFeature(unknown | qorFeatureSse | qorFeatureSse42), 1);
   int size = 0;
   EXPECT_EQ(qorGetMaxCacheSizeB(nullptr), qorStsNullPtrErr);
   if (qorGetMaxCacheSizeB(&size) == qorStsNoErr) {
@@ -62,11 +86,16 @@ TEST(Core, Processor) {
 TEST(Core, Memory) {
   EXPECT_EQ(qorMalloc(0), nullptr);
   EXPECT_EQ(qorMalloc(-5), nullptr);
-  void* const p = qorMalloc(1000);
-  ASSERT_NE(p, nullptr);
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 64, 0U);
-  memset(p, 1, 1000);
-  qorFree(p);
+  // All at once, so that no block is given twice.
+  constexpr int sizes[] = {1, 7, 63, 65, 129, 1000, 1001, 4095, 70001};
+  void* blocks[std::size(sizes)];
+  for (size_t i = 0; i < std::size(sizes); ++i) {
+    blocks[i] = qorMalloc(sizes[i]);
+    ASSERT_NE(blocks[i], nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(blocks[i]) % 64, 0U) << sizes[i];
+    memset(blocks[i], 1, static_cast<size_t>(sizes[i]));
+  }
+  for (void* block : blocks) qorFree(block);
   qorFree(nullptr);
 }
 

@@ -29,9 +29,11 @@ static int fail(const char* what) {
 
 int main(int argc, char** argv) {
   static const char* const hidden[] = {"qoriCopy_8u_C1R", "qorsMalloc_8u", "t6_qoriAbsDiff_8u_C1R",
-                                       "qoriAbsDiff_8u_C1R_arraddr", "qorJumpIndexForMergedDLL"};
+                                       "v3_qoriAbsDiff_8u_C1R", "qoriAbsDiff_8u_C1R_arraddr",
+                                       "qorJumpIndexForMergedDLL"};
   const QoriSize size = {SIDE, SIDE};
   const struct timespec moment = {0, 300000000};
+  const QorLibraryVersion* (*version)(void);
   QorStatus (*setNumThreads)(int);
   QorStatus (*absDiff)(const Qor8u*, int, const Qor8u*, int, Qor8u*, int, QoriSize);
   void* library;
@@ -46,6 +48,7 @@ int main(int argc, char** argv) {
     if (dlsym(library, hidden[i]) != NULL) return fail(hidden[i]);
   }
 
+  *(void**)&version = dlsym(library, "qorcvGetLibVersion");
   *(void**)&setNumThreads = dlsym(library, "qorSetNumThreads");
   *(void**)&absDiff = dlsym(library, "qoriAbsDiff_8u_C1R");
   memset(a, 3, sizeof a);
@@ -56,6 +59,8 @@ int main(int argc, char** argv) {
     if (difference[i] != 2) return fail("wrong difference");
   }
   if (threadsOfProcess() < 2) return fail("the call did not run in parallel");
+
+  puts(version()->name);
 
   if (dlclose(library) != 0) return fail(dlerror());
   nanosleep(&moment, NULL);
