@@ -87,9 +87,9 @@ Sums sumsOfBand(Band band, Plane<const T> src, Masking mask, int width, int chan
 }
 
 template <class Wanted, int channels, class T, class Masking>
-Sums sumsOf(TeamRule rule, Plane<const T> src, Masking mask, QoriSize size, int channel) {
+Sums sumsOf(const TeamRule& rule, Plane<const T> src, Masking mask, QoriSize size, int channel) {
   return reduceBands(
-      goesParallel(rule, size), size.height, Sums{},
+      teamFor(rule, size) > 0, size.height, Sums{},
       [&](Band band) { return sumsOfBand<Wanted, channels>(band, src, mask, size.width, channel); }, addSums);
 }
 
@@ -102,8 +102,8 @@ QorStatus check(Plane<const T> src, Masking mask, QoriSize size, int coi) {
 
 // ---- mean
 template <int channels, class T>
-QorStatus mean(TeamRule rule, const T* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize size, int coi,
-               Qor64f* pMean) {
+QorStatus mean(const TeamRule& rule, const T* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize size,
+               int coi, Qor64f* pMean) {
   const Plane src{pSrc, srcStep};
   const Mask mask{{pMask, maskStep}};
   const QorStatus status = firstFailure(nullCheck(pMean), check<channels>(src, mask, size, coi));
@@ -156,8 +156,8 @@ struct SquaresAround {
 };
 
 template <int channels, class T, class Masking>
-QorStatus meanStdDev(TeamRule rule, const T* pSrc, int srcStep, Masking mask, QoriSize size, int coi, Qor64f* pMean,
-                     Qor64f* pStdDev) {
+QorStatus meanStdDev(const TeamRule& rule, const T* pSrc, int srcStep, Masking mask, QoriSize size, int coi,
+                     Qor64f* pMean, Qor64f* pStdDev) {
   constexpr bool isFloat = std::is_same_v<T, Qor32f>;
   const Plane src{pSrc, srcStep};
   const QorStatus status = check<channels>(src, mask, size, coi);

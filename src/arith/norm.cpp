@@ -116,16 +116,16 @@ struct NormRelLanes {
 
 // Total of one number a band.
 template <class Norm, int channels, class Lanes, class... T>
-Qor64f measured(TeamRule rule, QoriSize size, Mask mask, int channel, Plane<const T>... src) {
+Qor64f measured(const TeamRule& rule, QoriSize size, Mask mask, int channel, Plane<const T>... src) {
   const auto band = [&](Band b) {
     return Norm::bandResult(reduceRows<channels>(Lanes{}, size.width, b, mask, channel, src...));
   };
-  return reduceBands(goesParallel(rule, size), size.height, Qor64f{0}, band, Norm::merge);
+  return reduceBands(teamFor(rule, size) > 0, size.height, Qor64f{0}, band, Norm::merge);
 }
 
 template <class Norm, int channels, class T>
-QorStatus norm(TeamRule rule, const T* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize size, int coi,
-               Qor64f* pValue) {
+QorStatus norm(const TeamRule& rule, const T* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize size,
+               int coi, Qor64f* pValue) {
   const QorStatus status = firstFailure(nullCheck(pSrc), nullCheck(pMask), nullCheck(pValue), sizeCheck(size),
                                         stepCheck<T>(static_cast<int64_t>(size.width) * channels, srcStep),
                                         evenCheck<T>(srcStep), stepCheck<Qor8u>(size.width, maskStep), coiCheck(coi));
@@ -144,7 +144,7 @@ QorStatus checkTwo(const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, c
 }
 
 template <class Norm, int channels, class T>
-QorStatus normDiff(TeamRule rule, const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask,
+QorStatus normDiff(const TeamRule& rule, const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask,
                    int maskStep, QoriSize size, int coi, Qor64f* pValue) {
   const QorStatus status = checkTwo<channels>(pSrc1, src1Step, pSrc2, src2Step, pMask, maskStep, size, coi, pValue);
   if (status != qorStsNoErr) return status;
@@ -159,7 +159,7 @@ struct Ratio {
 };
 
 template <class Norm, int channels, class T>
-QorStatus normRel(TeamRule rule, const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask,
+QorStatus normRel(const TeamRule& rule, const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask,
                   int maskStep, QoriSize size, int coi, Qor64f* pValue) {
   const QorStatus status = checkTwo<channels>(pSrc1, src1Step, pSrc2, src2Step, pMask, maskStep, size, coi, pValue);
   if (status != qorStsNoErr) return status;
@@ -173,7 +173,7 @@ QorStatus normRel(TeamRule rule, const T* pSrc1, int src1Step, const T* pSrc2, i
     Norm::merge(into.difference, next.difference);
     Norm::merge(into.second, next.second);
   };
-  const Ratio r = reduceBands(goesParallel(rule, size), size.height, Ratio{}, band, merge);
+  const Ratio r = reduceBands(teamFor(rule, size) > 0, size.height, Ratio{}, band, merge);
   if (r.second == 0) {
     *pValue = r.difference > 0   ? qorConstantOfINF_64f
               : r.difference < 0 ? qorConstantOfINF_NEG_64f

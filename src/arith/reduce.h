@@ -172,26 +172,14 @@ typename Lanes::Total reduceRows(const Lanes& start, int width, Band band, Maski
   return total;
 }
 
-// ---- when a reduction goes parallel
-// From team << alone pixels on; with several cores from team << withCores on. Zero stands for never.
-struct TeamRule {
-  int alone;
-  int withCores;
-};
-inline constexpr TeamRule never = {0, 0};
-inline constexpr TeamRule from15 = {15, 0};
-inline constexpr TeamRule from15OnCores = {0, 15};
-inline constexpr TeamRule from16 = {16, 0};
-inline constexpr TeamRule from17 = {17, 0};
-inline constexpr TeamRule from17OnCores = {0, 17};
-inline constexpr TeamRule from17Or15OnCores = {17, 15};
-inline constexpr TeamRule from19 = {19, 0};
-
-inline bool goesParallel(TeamRule rule, QoriSize size) {
-  const Qor64s pixels = area(size.width, size.height);
-  const Qor64s team = owncvGetMaxNumThreads();
-  const auto reached = [=](int shift) { return shift != 0 && pixels >= team << shift; };
-  return reached(rule.alone) || (reached(rule.withCores) && runomp() != 0);
-}
+// ---- when a reduction goes parallel: from so many pixels for every thread on, as a power of two
+inline constexpr TeamRule never = {.leastThreads = topOf<int>};
+inline constexpr TeamRule from15 = {.pixelsOfThread = 1 << 15};
+inline constexpr TeamRule from15OnCores = {.pixelsOfThread = 1 << 15, .cores = true};
+inline constexpr TeamRule from16 = {.pixelsOfThread = 1 << 16};
+inline constexpr TeamRule from17 = {.pixelsOfThread = 1 << 17};
+inline constexpr TeamRule from17OnCores = {.pixelsOfThread = 1 << 17, .cores = true};
+inline constexpr TeamRule from17Or15OnCores = {.pixelsOfThread = 1 << 17, .pixelsOfThreadOnCores = 1 << 15};
+inline constexpr TeamRule from19 = {.pixelsOfThread = 1 << 19};
 
 }  // namespace qor

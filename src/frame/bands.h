@@ -34,6 +34,16 @@ void forBandsIf(bool parallel, int height, const Work& work) {
   }
 }
 
+// Over a team of teamFor(), which has none for what stays on the calling thread.
+template <Band split(int thread, int count, int height) = bandOf, class Work>
+void forTeam(int team, int height, const Work& work) {
+  if (team > 0) {
+    forBands<split>(height, team, work);
+  } else {
+    work(Band{0, 0, height});
+  }
+}
+
 // Runs row(y) for every row by the runtime's static loop: one contiguous chunk a thread.
 template <class Row>
 void forRowsStatic(int height, int team, const Row& row) {

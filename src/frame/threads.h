@@ -1,4 +1,4 @@
-// Threads: the library's helpers, and the only places that open a parallel region.
+// Threads: the library's helpers, bands of rows, and when an operation is shared among a team.
 #pragma once
 
 #include "frame/base.h"
@@ -38,6 +38,30 @@ constexpr Band roundedBandOf(int thread, int count, int height) {
   const int first = begin(thread);
   return {thread, first, begin(thread + 1) - first};
 }
+
+// When a call is shared, and among how many threads: data that a family states and that tests read. n is the thread
+// count of the library. A field that is left alone asks for nothing.
+struct TeamRule {
+  // The size that is worth a team. Pixels are counted in 32 bits that wrap.
+  Qor32s pixels = 0;
+  int width = 0, height = 0;
+  int widthAndHeight = 0;         // their sum
+  int pixelsOfThread = 0;         // times n
+  int pixelsOfThreadOnCores = 0;  // times n, enough where there is more than one core
+  int rowsOfThread = 0;           // times n
+  bool cores = false;             // more than one core
+
+  // The team is n, or less.
+  bool ofCallersTeam = false;  // at most the team that the caller runs in, which counts as n above
+  bool upToCores = false;      // at most as many as cores
+  int mostThreads = 0;         // at most so many
+  int pixelsAThread = 0;       // at most one for so many pixels
+  int rowsAThread = 0;         // at most one for so many rows
+  int leastThreads = 1;        // and if that leaves fewer, none
+};
+
+// Threads of the region to open; 0 for none, where the call stays on its thread.
+int teamFor(const TeamRule& rule, QoriSize size);
 
 // Partial results on the caller's stack up to this many threads, allocated beyond.
 constexpr int stackSlots = 32;

@@ -1,0 +1,111 @@
+// The ends of a row, copied together with what stands beside them, so that kernels find every span contiguous.
+#pragma once
+
+#include "frame/outside.h"
+
+namespace qor {
+
+// ---- any reach, in memory of the caller
+
+template <int channels, class T>
+inline T* copyPixels(T* to, const T* from, ptrdiff_t pixels) {
+  for (ptrdiff_t i = 0; i < pixels * channels; ++i) to[i] = from[i];
+  return to + pixels * channels;
+}
+
+// Columns first to last - 1, all outside the row on the same side. value points at a pixel of the constant.
+template <int channels, class T>
+[[gnu::noinline]] T* copyOutside(T* to, const T* row, const Axis& columns, ptrdiff_t first, ptrdiff_t last,
+                                 const T* value) {
+  if ((first < 0 ? columns.low : columns.high) == Edge::memory) {
+    return copyPixels<channels>(to, row + first * channels, last - first);
+  }
+  for (ptrdiff_t x = first; x < last; ++x) {
+    const ptrdiff_t at = columns.standIn(x);
+    to = copyPixels<channels>(to, at == constantPosition ? value : row + at * channels, 1);
+  }
+  return to;
+}
+
+// For a kernel that reads anchor pixels before and kernelSize - 1 - anchor behind an output: the pixels left of the
+// row, its first ones, its last ones, the pixels right of it, each run as long as a kernel can reach. The span of
+// output x < anchor begins at staged pixel x. Returns the sample at which the span of the first output behind the
+// interior begins; the others follow it pixel by pixel. A row shorter than the kernel has no interior and is copied
+// once, whole.
+//
+// At most 3 * (kernelSize - 1) pixels are written.
+template <int channels, class T>
+[[gnu::noinline]] ptrdiff_t copyEnds(T* staged, const T* row, const Axis& columns, int kernelSize, int anchor,
+                                     const T* value) {
+  const ptrdiff_t width = columns.n, reach = kernelSize - 1;
+  T* end = copyOutside<channels>(staged, row, columns, -ptrdiff_t{anchor}, 0, value);
+  ptrdiff_t right = ptrdiff_t{anchor} * channels;
+  end = copyPixels<channels>(end, row, width < reach ? width : reach);
+  if (width >= kernelSize) {
+    right = end - staged;
+    end = copyPixels<channels>(end, row + (width - reach) * channels, reach);
+  }
+  copyOutside<channels>(end, row, columns, width, width + reach - anchor, value);
+  return right;
+}
+
+// ---- a short reach, on the stack
+
+// The columns that stand in for the first `reach` on either side: the same in every row.
+template <class T, int reach>
+class Beside {
+ public:
+  Beside(const Axis& columns, T value) : value_(value) {
+    for (int i = 0; i < reach; ++i) {
+      left_[i] = columns.standIn(-1 - i);
+      right_[i] = columns.standIn(columns.n + i);
+    }
+  }
+  T left(const T* row, int i) const { return at(row, left_[i]); }
+  T right(const T* row, int i) const { return at(row, right_[i]); }
+
+ private:
+  T at(const T* row, ptrdiff_t x) const { return x == constantPosition ? value_ : row[x]; }
+
+  ptrdiff_t left_[reach], right_[reach];  // columns -1 - i, and n + i
+  T value_;
+};
+
+// A row's first block of samples and its last ones, with `reach` more on either side.
+template <class T, int block, int reach>
+class RowEnds {
+ public:
+  // Wide rows have blocks that lie inside with all that their kernels read.
+  static constexpr bool isWide(ptrdiff_t width) { return width >= 2 * block; }
+
+  void copy(const T* row, ptrdiff_t width, const Beside<T, reach>& beside) {
+    T* right = tail_ + reach;
+    if (isWide(width)) {
+      for (int i = 0; i < reach; ++i) head_[reach - 1 - i] = beside.left(row, i);
+      __builtin_memcpy(head_ + reach, row, (block + reach) * sizeof(T));
+      tailColumn_ = width - 2 * block;
+      __builtin_memcpy(right, row + tailColumn_, 2 * block * sizeof(T));
+      right += 2 * block;
+    } else {
+      for (int i = 0; i < reach; ++i) tail_[reach - 1 - i] = beside.left(row, i);
+      tailColumn_ = 0;
+      __builtin_memcpy(right, row, static_cast<size_t>(width) * sizeof(T));
+      right += width;
+    }
+    for (int i = 0; i < reach; ++i) right[i] = beside.right(row, i);
+  }
+
+  // Column 0 of a wide row, for one block.
+  const T* head() const { return head_ + reach; }
+  // Column x, one of the last two blocks' or of a row that is not wide. A whole block may be read from there: what lies
+  // behind the border has no meaning.
+  const T* tail(ptrdiff_t x) const { return tail_ + reach + (x - tailColumn_); }
+
+ private:
+  static_assert(block >= 2 * reach);
+  T head_[block + 2 * reach];
+  ptrdiff_t tailColumn_;
+  T tail_[3 * block + 2 * reach] = {};
+};
+
+}  // namespace qor
