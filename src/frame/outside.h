@@ -11,7 +11,7 @@
 #include "frame/checks.h"
 #include "frame/row.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // What stands outside on one side.
 enum class Edge {

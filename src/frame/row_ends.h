@@ -3,7 +3,7 @@
 
 #include "frame/outside.h"
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 // ---- any reach, in memory of the caller
 

@@ -29,7 +29,7 @@
   #define QOR_ADDRESS_SANITIZER 0
 #endif
 
-namespace qor {
+namespace qor::inline QOR_LEVEL {
 
 constexpr int64_t roundUpTo(int64_t n, int64_t multiple) { return (n + multiple - 1) / multiple * multiple; }
 
