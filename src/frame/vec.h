@@ -124,11 +124,20 @@ using Block = BlockOf<Vec<T>, count>;
 #endif
 
 // ---- memory: addresses need no alignment, but for stream and loadAligned
+namespace detail {
+
+// A register in memory, at any address and beside samples of its type. A copy by memcpy would be made 16 bytes at a time
+// and through the stack, where the whole cannot be read before both halves are written.
+template <class V>
+struct [[gnu::packed, gnu::may_alias]] Stored {
+  decltype(V::v) v;
+};
+
+}  // namespace detail
+
 template <class V>
 QOR_VEC_FN V load(const typename V::Sample* p) {
-  V a;
-  __builtin_memcpy(&a, p, sizeof a);
-  return a;
+  return {reinterpret_cast<const detail::Stored<V>*>(p)->v};
 }
 template <class T>
 QOR_VEC_FN Vec<T> load(const T* p) {
@@ -136,13 +145,11 @@ QOR_VEC_FN Vec<T> load(const T* p) {
 }
 template <class T>
 QOR_VEC_FN Vec<T> loadAligned(const T* p) {
-  Vec<T> a;
-  __builtin_memcpy(&a, __builtin_assume_aligned(p, Vec<T>::bytes), sizeof a);
-  return a;
+  return load<Vec<T>>(static_cast<const T*>(__builtin_assume_aligned(p, Vec<T>::bytes)));
 }
 template <class T, int size>
 QOR_VEC_FN void store(T* p, VecOf<T, size> a) {
-  __builtin_memcpy(p, &a, sizeof a);
+  reinterpret_cast<detail::Stored<VecOf<T, size>>*>(p)->v = a.v;
 }
 template <class T>
 QOR_VEC_FN void stream(T* p, Short<T> a) {
