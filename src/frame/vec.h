@@ -145,7 +145,7 @@ QOR_VEC_FN Vec<T> load(const T* p) {
 }
 template <class T>
 QOR_VEC_FN Vec<T> loadAligned(const T* p) {
-  return load<Vec<T>>(static_cast<const T*>(__builtin_assume_aligned(p, Vec<T>::bytes)));
+  return {*reinterpret_cast<const decltype(Vec<T>::v)*>(p)};
 }
 template <class T, int size>
 QOR_VEC_FN void store(T* p, VecOf<T, size> a) {
