@@ -17,10 +17,10 @@ Layout Case::layout(int channels, const Margin& margin) {
   return l;
 }
 
-GuardedImage<Qor8u> Case::mask(std::source_location where) {
+GuardedImage<Qor8u> Case::mask(QoriSize itsSize, std::source_location where) {
   const int kind = random.below(5);
   appendCase(" mask %s", maskNames[kind]);
-  GuardedImage<Qor8u> made(size, layout(1, {}), where);
+  GuardedImage<Qor8u> made(itsSize, layout(1, {}), where);
   made.generate(MaskMaker(static_cast<Mask>(kind), random.bits()));
   return made;
 }

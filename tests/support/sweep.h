@@ -66,7 +66,8 @@ class Case {
     return GuardedImage<T>(itsSize, layout(channels, {}), where);
   }
 
-  GuardedImage<Qor8u> mask(std::source_location where = std::source_location::current());
+  GuardedImage<Qor8u> mask(std::source_location where = std::source_location::current()) { return mask(size, where); }
+  GuardedImage<Qor8u> mask(QoriSize itsSize, std::source_location where = std::source_location::current());
 
   // Exactly that many bytes of junk.
   GuardedBytes scratch(ptrdiff_t bytes, std::source_location where = std::source_location::current());
