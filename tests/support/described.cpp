@@ -116,6 +116,13 @@ std::vector<std::unique_ptr<Description>>& Descriptions::all() {
   return list;
 }
 
+const Description& Descriptions::of(const char* name) {
+  for (const auto& d : all())
+    if (strcmp(d->operation.name, name) == 0) return *d;
+  fprintf(stderr, "%s is not described\n", name);
+  abort();
+}
+
 // ---- arguments
 
 int Arguments::position(char role, int which) const {
@@ -162,12 +169,13 @@ Shape Arguments::shape(size_t i) const {
 
 // ---- calls
 
-Call::Call(const Description& d, Case& itsCase, Pixels pixels)
+Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Fill& fill)
     : Arguments(d), c(itsCase), images_(slots.size()), blocks_(slots.size()), lists_(slots.size()) {
   drawNumbers();
   if (d.traits.draw) d.traits.draw(*this);
   makeImages(pixels);
   if (d.traits.fill && pixels == Pixels::Drawn) d.traits.fill(*this);
+  if (fill) fill(*this);
   forEach(d, [&](size_t i, char) {
     if (images_[i] == nullptr) return;
     images_[i]->keep();
@@ -182,6 +190,7 @@ Call::Call(const Description& d, Case& itsCase, Pixels pixels)
     }
     if (role == 'r' && p.kind == Parameter::Pointer && !(d.mayBeNull(i) && c.random.oneIn(4)))
       block('r', static_cast<ptrdiff_t>(p.bytes) * shape(i).width * shape(i).height, d.which(i));
+    if (blocks_[i].bytes != nullptr && !p.isWritten) blocks_[i].bytes->protect();
   });
 }
 
@@ -289,9 +298,8 @@ uint8_t* Call::block(char role, ptrdiff_t bytes, int which) {
 
 void Call::putArray(char role, const void* values, size_t bytes, int which) {
   const size_t i = existing(role, which);
-  blocks_[i] = {std::make_unique<GuardedBytes>(static_cast<ptrdiff_t>(bytes)), 0};
+  blocks_[i] = {std::make_unique<GuardedBytes>(static_cast<ptrdiff_t>(bytes)), bytes};
   memcpy(blocks_[i].bytes->data(), values, bytes);
-  blocks_[i].bytes->protect();
   slots[i].as<void*>() = blocks_[i].bytes->data();
 }
 
@@ -343,7 +351,7 @@ void Call::expectSameResults(const Call& other, const char* what) const {
   EXPECT_EQ(other.status, status) << what << ", case: " << currentCase();
   forEach(description, [&](size_t i, char role) {
     if (images_[i] != nullptr && isOutput(i)) images_[i]->expectSame(*other.images_[i], what);
-    if (role != 'r' || blocks_[i].size == 0) return;
+    if (role != 'r' || blocks_[i].bytes == nullptr) return;
     const Parameter& p = description.operation.parameters[i];
     const uint8_t *a = blocks_[i].bytes->data(), *b = other.blocks_[i].bytes->data();
     if (memcmp(a, b, blocks_[i].size) == 0) return;
@@ -363,22 +371,30 @@ void Call::expectSameResults(const Call& other, const char* what) const {
 
 // ---- runs
 
-void runCase(const Description& d, Case& c, bool otherLevel) {
+std::vector<double> borders(std::initializer_list<int> rules, int flags) {
+  std::vector<double> values;
+  for (const int rule : rules) {
+    for (int f = 16; f < 256; f += 16) values.insert(values.end(), {double(rule), double(rule | (f & flags))});
+  }
+  return values;
+}
+
+void runCase(const Description& d, Case& c, const Call::Fill& fill) {
   const Case start = c;
   const std::string text = currentCase();
-  Call call(d, c);
+  Call call(d, c, Call::Pixels::Drawn, fill);
   call.run(d.operation.function);
   if (d.traits.expect) d.traits.expect(call);
   EXPECT_EQ(call.status, call.wanted) << currentCase();
   const auto compare = [&](Operation::Function function, const char* what) {
     setCase("%s", text.c_str());
     Case same = start;
-    Call again(d, same);
+    Call again(d, same, Call::Pixels::Drawn, fill);
     again.run(function);
     call.expectSameResults(again, what);
     if (d.traits.release) d.traits.release(again);
   };
-  const Operation::Function other = otherLevel ? atOtherLevel(d.operation) : nullptr;
+  const Operation::Function other = atOtherLevel(d.operation);
   if (other != nullptr) compare(other, "at the other build level");
   if (!d.traits.expect && !d.traits.threadsShow && c.threads > 1) {
     const ThreadCount one(1);
@@ -387,14 +403,22 @@ void runCase(const Description& d, Case& c, bool otherLevel) {
   if (d.traits.release) d.traits.release(call);
 }
 
+void runFilled(const char* name, QoriSize size, const Call::Fill& fill, int threads) {
+  setCase("%s %dx%d, data of its own, %d threads", name, size.width, size.height, threads);
+  const ThreadCount count(threads);
+  Case c(size);
+  c.threads = threads;
+  runCase(Descriptions::of(name), c, fill);
+}
+
 void runSweep(const Description& d) {
   Sweep options = d.traits.sweep;
   options.variants = 1 + static_cast<int>(std::count(d.roles.begin(), d.roles.end(), 'S'));
-  const int64_t team = d.traits.team.least(2, 4, d.channels);
-  if (options.thresholds.empty() && team != 0) {
-    // One pixel column short of the team's size and that size, and fewer rows than threads.
-    const int side = static_cast<int>(ceil(sqrt(static_cast<double>(team)))), half = static_cast<int>(team / 2) + 1;
-    options.thresholds = {{side - 1, side}, {side, side}, {half, 2}};
+  const int64_t two = d.traits.team.least(2, 4, d.channels), three = d.traits.team.least(3, 4, d.channels);
+  if (options.thresholds.empty() && two != 0) {
+    // One pixel column short of the size of a team of two and that size, and a team of three on two rows.
+    const int side = static_cast<int>(ceil(sqrt(static_cast<double>(two))));
+    options.thresholds = {{side - 1, side}, {side, side}, {static_cast<int>(three / 2) + 1, 2}};
   }
   if (d.operation.parameters.empty()) options.widths = {1}, options.heights = {1};
   sweep(d.operation.name, options, [&](Case& c) { runCase(d, c); });
@@ -402,7 +426,6 @@ void runSweep(const Description& d) {
 
 void runTeam(const Description& d) {
   const Team& team = d.traits.team;
-  if (!team.isTested) return;
   const auto regions = [&](QoriSize size, int cores, int threads, int allocations, StandIn& core) {
     setCase("%s %dx%d, %d threads, %d cores", d.operation.name, size.width, size.height, threads, cores);
     core.cores = cores;
@@ -471,8 +494,9 @@ void registerDescriptions() {
   } runs[] = {{"Contract", runContract}, {"Sweep", runSweep}, {"Team", runTeam}, {"Memory", runMemory}};
   for (const auto& r : runs)
     for (const auto& d : Descriptions::all())
-      testing::RegisterTest(r.suite, d->operation.name, nullptr, nullptr, __FILE__, __LINE__,
-                            [run = r.run, &d = *d]() -> testing::Test* { return new DescribedTest(run, d); });
+      if (r.run != runTeam || d->traits.team.isTested)
+        testing::RegisterTest(r.suite, d->operation.name, nullptr, nullptr, __FILE__, __LINE__,
+                              [run = r.run, &d = *d]() -> testing::Test* { return new DescribedTest(run, d); });
 }
 
 }  // namespace qortest

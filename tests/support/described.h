@@ -24,8 +24,8 @@
 // Checks, in their order: "null | size | step | even | step m | coi" unless said otherwise. Each may name roles, s2
 // being the second s (default: all that the check may concern, masks have their own step), and a status:
 //   null [roles]   size [role]   step [roles[:bytes a pixel]]   even [roles]   coi   inside p   rows l
-//   one b BorderErr: one of `values`      least k SizeErr 1      range a AnchorErr 0 4      own 1: traits.own(contract,
-//   1)
+//   one b BorderErr: one of `values`      not n BadArgErr 0      least k SizeErr 1      range a AnchorErr 0 4      own
+//   1: traits.own(contract, 1)
 #pragma once
 
 #include <functional>
@@ -177,11 +177,12 @@ class TypedImage : public AnyImage {
 class Call : public Arguments {
  public:
   enum class Pixels { Drawn, None };  // without pixels images are zeros that are shared, for large ones
+  using Fill = std::function<void(Call&)>;
 
-  Call(const Description& d, Case& c, Pixels pixels = Pixels::Drawn);
+  Call(const Description& d, Case& c, Pixels pixels = Pixels::Drawn, const Fill& fill = {});
   ~Call();
 
-  // For draw and fill. A block is memory of exactly that size, an array is one that is only read.
+  // For draw and fill. A block is memory of exactly that size, write-protected in the call where its type is const.
   uint8_t* block(char role, ptrdiff_t bytes, int which = 1);
   template <class T>
   void array(char role, const std::vector<T>& values, int which = 1) {
@@ -242,6 +243,7 @@ class Call : public Arguments {
   void verifyBits() const;
   bool isOutput(size_t position) const;
   Image<Qor8u> bits(size_t position, const Image<Qor8u>& bytes) const;
+  friend class DescribedContract;
 
   std::vector<std::shared_ptr<AnyImage>> images_;  // by position; in place two of them are one
   std::vector<Block> blocks_;
@@ -269,14 +271,18 @@ auto reported(QorStatus (*query)(QoriSize, A...), Role... roles) {
   };
 }
 
-// The contract check of a description; `own` checks are written with its base's check() and argument().
+// The contract check of a description. For checks of its own it has check(), of any kind, and these.
 class DescribedContract : public ContractEngine {
  public:
+  using Fails = std::function<bool(int)>;
+
   explicit DescribedContract(const Description& d);
   void run();
 
-  Arguments now;                              // the present ones
-  size_t argument(char role, int which = 1);  // its position; says that there is a check on it
+  Arguments now;  // the present ones
+  // A number, or a 32-bit word of a record that the description says is read: refused values, and what refuses them.
+  void refuse(char role, QorStatus status, Fails fails, const std::vector<int>& values);
+  void refuseWord(char role, int index, QorStatus status, Fails fails, const std::vector<int>& values);
 
  private:
   struct Words;
@@ -286,12 +292,20 @@ class DescribedContract : public ContractEngine {
   void parse(const std::string& text);
   void allow(size_t position, QorStatus status, const std::vector<int>& legal);
   void checkRows(QorStatus status);
+  void refuse(const std::string& what, std::function<int*()> target, QorStatus status, Fails fails,
+              const std::vector<int>& values);
+  void checkBorder(const Words& words);
+  void accept(size_t position, int value) { addAccepted(position, &value, sizeof value); }
+  size_t argument(char role);  // its position, and that it has its line
+  void reset(const std::vector<Slot>& slots);
+  void sayAnyOf(size_t position);
   void sayOfTheRest();
 
   const Description& description_;
   Case case_;
   Call valid_;
   std::vector<Slot> base_, reachable_;
+  std::vector<std::vector<uint8_t>> records_, good_;  // what the checks read, by position, and as it was
   std::vector<void*> nullList_ = {};
 };
 
@@ -305,6 +319,7 @@ class Descriptions {
     all().emplace_back(new Description(operation(name, function), roles, std::move(traits)));
   }
   static std::vector<std::unique_ptr<Description>>& all();
+  static const Description& of(const char* name);
 };
 
 // The runs of one description.
@@ -312,8 +327,12 @@ void runContract(const Description& d);
 void runSweep(const Description& d);
 void runTeam(const Description& d);
 void runMemory(const Description& d);
-// One case with all comparisons that its description allows.
-void runCase(const Description& d, Case& c, bool otherLevel = true);
+// Values for a border argument: these rules, every second time with some of the flags.
+std::vector<double> borders(std::initializer_list<int> rules, int flags);
+
+// One case with all comparisons that its description allows; with data of its own, which may also set arguments.
+void runCase(const Description& d, Case& c, const Call::Fill& fill = {});
+void runFilled(const char* name, QoriSize size, const Call::Fill& fill, int threads = 1);
 
 // All of them as tests; called by the tests' main.
 void registerDescriptions();

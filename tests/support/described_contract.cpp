@@ -75,19 +75,26 @@ struct DescribedContract::Words {
 
 DescribedContract::DescribedContract(const Description& d)
     : ContractEngine(d.operation.name, {[this] { return description_.operation.call(now.slots.data()); },
-                                        [this] { now.slots = base_; }, [this] { now.slots = reachable_; }}),
+                                        [this] { reset(base_); }, [this] { reset(reachable_); }}),
       now(d),
       description_(d),
       case_({17, 5}),
       valid_(d, case_),
       base_(valid_.slots),
-      reachable_(valid_.slots) {
+      reachable_(valid_.slots),
+      records_(base_.size()),
+      good_(base_.size()) {
   for (size_t i = 0; i < base_.size(); ++i) {
     const Parameter& p = d.operation.parameters[i];
     arguments_.push_back({kindOf(p), now.slots[i].bytes, d.nameOf(i)});
     if (!isPointer(p)) continue;
     const char role = d.role(i);
-    if (!isIn(role, d.traits.read)) base_[i].as<void*>() = noAccess<char>(static_cast<int>(i));
+    base_[i].as<void*>() = noAccess<char>(static_cast<int>(i));
+    if (isIn(role, d.traits.read)) {
+      const Call::Block& block = valid_.blocks_[i];
+      records_[i] = good_[i] = {block.bytes->data(), block.bytes->data() + block.size};
+      base_[i].as<void*>() = records_[i].data();
+    }
     if (p.kind == Parameter::Pointer && isIn(role, "smidwr")) reachable_[i].as<void*>() = zeros();
   }
   succeedsWith(d.traits.onZeros);
@@ -98,10 +105,61 @@ DescribedContract::DescribedContract(const Description& d)
 
 void DescribedContract::run() { drive(); }
 
-size_t DescribedContract::argument(char role, int which) {
-  const auto i = static_cast<size_t>(now.position(role, which));
+void DescribedContract::reset(const std::vector<Slot>& slots) {
+  now.slots = slots;
+  for (size_t i = 0; i < good_.size(); ++i) std::copy(good_[i].begin(), good_[i].end(), records_[i].begin());
+}
+
+size_t DescribedContract::argument(char role) {
+  const auto i = static_cast<size_t>(now.position(role));
   line(i);
   return i;
+}
+
+void DescribedContract::refuse(const std::string& what, std::function<int*()> target, QorStatus status, Fails fails,
+                               const std::vector<int>& values) {
+  std::vector<Step> violations;
+  for (const int value : values) {
+    const auto violate = [=] {
+      if (target() != nullptr) *target() = value;
+    };
+    violations.push_back({what + " = " + std::to_string(value), violate});
+  }
+  addCheck(
+      what, status, [=] { return target() != nullptr && fails(*target()); }, std::move(violations));
+}
+
+void DescribedContract::refuse(char role, QorStatus status, Fails fails, const std::vector<int>& values) {
+  const size_t i = argument(role);
+  int* const number = &now.slots[i].as<int>();
+  refuse(
+      std::string(1, role), [=] { return number; }, status, std::move(fails), values);
+  sayAnyOf(i);
+}
+
+void DescribedContract::refuseWord(char role, int index, QorStatus status, Fails fails,
+                                   const std::vector<int>& values) {
+  const size_t i = argument(role);
+  const auto word = [=, this]() -> int* {
+    int* const record = now.slots[i].as<int*>();
+    return record != reinterpret_cast<int*>(records_[i].data()) ? nullptr : record + index;
+  };
+  refuse("word " + std::to_string(index) + " of " + role, word, status, std::move(fails), values);
+}
+
+// Flags that are allowed, then the rules.
+void DescribedContract::checkBorder(const Words& w) {
+  const int flags = w.numbers[0];
+  const std::vector<int> rules(w.numbers.begin() + 1, w.numbers.end());
+  const auto fails = [=](int b) { return std::count(rules.begin(), rules.end(), b & ~flags) == 0; };
+  std::vector<int> tried = {5, 7, 15, 256, 257, 0x10001, -1, -10, INT_MIN};
+  for (int b = 0; b < 7; ++b) tried.push_back(b), tried.push_back(b | 240);
+  for (const int flag : {16, 32, 64, 128}) tried.push_back(rules[0] | flag);
+  const size_t i = argument(w.roles[0]);
+  for (const int b : tried)
+    if (!fails(b)) accept(i, b);
+  tried.erase(std::remove_if(tried.begin(), tried.end(), [&](int b) { return !fails(b); }), tried.end());
+  refuse(w.roles[0], w.status, fails, tried);
 }
 
 // The positions that roles name: all of a letter unless a digit behind it says which; without roles those that are
@@ -159,6 +217,17 @@ void DescribedContract::parse(const std::string& text) {
     const Words w(text, qorStsBadArgErr);
     const std::vector<double>& values = *d.valuesOf(w.roles[0]);
     allow(argument(w.roles[0]), w.status, {values.begin(), values.end()});
+  } else if (verbIs("not")) {
+    const Words w(text, qorStsBadArgErr);
+    refuse(
+        w.roles[0], w.status, [refused = w.numbers[0]](int value) { return value == refused; }, w.numbers);
+  } else if (verbIs("odd")) {
+    const Words w(text, qorStsSizeErr);
+    const int least = w.numbers[0];
+    refuse(w.roles[0], w.status, [=](int value) { return value < least || value % 2 == 0; },
+           {least - 2, least + 1, 0, -3, INT_MIN});
+  } else if (verbIs("border")) {
+    checkBorder(Words(text, qorStsBadArgErr));
   } else if (verbIs("least") || verbIs("range")) {
     const Words w(text, qorStsSizeErr);
     for (const size_t i : positions(w.roles, [](size_t, char) { return false; })) {
@@ -193,7 +262,7 @@ void DescribedContract::parse(const std::string& text) {
 
 void DescribedContract::allow(size_t i, QorStatus status, const std::vector<int>& legal) {
   addOneOf(i, status, legal);
-  for (const int value : legal) addAccepted(i, &value, sizeof value);
+  for (const int value : legal) accept(i, value);
 }
 
 // The list is read, so it is a real one: as drawn, or with a null in its first or last place.
@@ -225,16 +294,18 @@ void DescribedContract::sayOfTheRest() {
     if (d.mayBeNull(i)) optional.push_back(i);
     if (arguments_[i].hasLine) continue;
     line(i);
-    const auto* values = d.valuesOf(d.role(i));
-    if (values == nullptr) continue;
-    const Slot kept = now.slots[i];
-    for (const double value : *values) {
-      now.set(d.role(i), value, d.which(i));
-      addAccepted(i, now.slots[i].bytes, d.operation.parameters[i].bytes);
-    }
-    now.slots[i] = kept;
+    sayAnyOf(i);
   }
   if (!optional.empty()) addOptional(optional);
+}
+
+void DescribedContract::sayAnyOf(size_t i) {
+  const auto* values = description_.valuesOf(description_.role(i));
+  if (values == nullptr) return;
+  for (const double value : *values) {
+    now.set(description_.role(i), value, description_.which(i));
+    addAccepted(i, now.slots[i].bytes, description_.operation.parameters[i].bytes);
+  }
 }
 
 void runContract(const Description& d) { DescribedContract(d).run(); }

@@ -2,6 +2,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -38,6 +39,20 @@ void setAccess(uint8_t* p, ptrdiff_t bytes, int access) {
   }
 }
 
+// A page of canaries. They differ from byte to byte, so that a shifted copy of them shows too; the upper two bytes of a
+// float make it a NaN.
+const uint8_t* canaries(int floatBytes) {
+  static uint8_t pages[3][1 << 14] = {};
+  uint8_t* const page = pages[floatBytes / 4];
+  if (page[1] == 0) {
+    for (ptrdiff_t i = 0; i < pageBytes(); ++i) {
+      page[i] = static_cast<uint8_t>((static_cast<uint64_t>(i) * 0x9e3779b97f4a7c15U) >> 56);
+      if (floatBytes != 0 && i % floatBytes >= floatBytes - 2) page[i] = 0xff;
+    }
+  }
+  return page;
+}
+
 }  // namespace
 
 GuardedRows::GuardedRows(const Shape& shape, std::source_location where) : shape_(shape), where_(where) {
@@ -48,7 +63,8 @@ GuardedRows::GuardedRows(const Shape& shape, std::source_location where) : shape
   block_ = inaccessible(blockBytes_);
   setAccess(block_ + page, inner, PROT_READ | PROT_WRITE);
   first_ = block_ + page + (shape.guard == Guard::Before ? shape.offset : inner - shape.offset - span);
-  for (ptrdiff_t i = page; i < page + inner; ++i) block_[i] = canary(i);
+  for (ptrdiff_t i = page; i < page + inner; i += page)
+    memcpy(block_ + i, canaries(shape.floatBytes), static_cast<size_t>(page));
   poison(true);
 }
 
@@ -64,13 +80,6 @@ GuardedRows::~GuardedRows() {
   verify();
   poison(false);
   munmap(block_, static_cast<size_t>(blockBytes_));
-}
-
-// Differs from byte to byte, so that a shifted copy of canaries shows too. The upper two bytes of a float make it a
-// NaN.
-uint8_t GuardedRows::canary(ptrdiff_t position) const {
-  if (shape_.floatBytes != 0 && position % shape_.floatBytes >= shape_.floatBytes - 2) return 0xff;
-  return static_cast<uint8_t>((static_cast<uint64_t>(position) * 0x9e3779b97f4a7c15U) >> 56);
 }
 
 // f(first byte, end, row behind which it lies, -1 for the bytes before the first row).
@@ -97,8 +106,9 @@ void GuardedRows::verify() const {
   int changed = 0;
   char text[160] = "";
   forEachGap([&](const uint8_t* begin, const uint8_t* end, ptrdiff_t y) {
+    const uint8_t* const page = canaries(shape_.floatBytes);
     for (const uint8_t* p = begin; p < end; ++p) {
-      if (*p == canary(p - block_)) continue;
+      if (*p == page[(p - block_) & (pageBytes() - 1)]) continue;
       if (changed++ != 0) continue;
       if (y < 0)
         snprintf(text, sizeof text, "byte %td before the first row (now 0x%02x)", first_ - p, *p);

@@ -85,7 +85,6 @@ class GuardedRows {
   void verify() const;
 
  private:
-  uint8_t canary(ptrdiff_t position) const;
   template <class F>
   void forEachGap(F f) const;
   void poison(bool on) const;
