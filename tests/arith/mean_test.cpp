@@ -73,13 +73,13 @@ const Descriptions members([](Descriptions& d) {
 template <class T>
 void testLargeSums(const char* name, QoriSize size, T end, T other) {
   for (const int threads : {1, 7, 33}) {
-    runFilled(
-        name, size,
-        [=](Call& c) {
-          c.image<T>('s').generate([=](int x, int y, int) { return x + y == 5 ? other : x == 9 ? T{0} : end; });
-          if (c.has('m')) c.image<Qor8u>('m').generate([](int, int, int) { return Qor8u{7}; });
-        },
-        threads);
+    runOwn(name, size,
+           {.fill =
+                [=](Call& c) {
+                  c.image<T>('s').generate([=](int x, int y, int) { return x + y == 5 ? other : x == 9 ? T{0} : end; });
+                  if (c.has('m')) c.image<Qor8u>('m').generate([](int, int, int) { return Qor8u{7}; });
+                }},
+           threads);
   }
 }
 

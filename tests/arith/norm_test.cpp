@@ -75,11 +75,12 @@ void single(const char* name, T a, T b, double value, QorStatus status = qorStsN
     return [=](int x, int, int) { return static_cast<decltype(v)>(x == 20 ? v : others); };
   };
   Case c({37, 1});
-  Call call(Descriptions::of(name), c, Call::Pixels::Drawn, [&](Call& filled) {
+  const auto fill = [&](Call& filled) {
     filled.image<T>('s').generate(one(a, 77));
     if (filled.has('s', 2)) filled.image<T>('s', 2).generate(one(b, 3));
     filled.image<Qor8u>('m').generate(one(taken, 0));
-  });
+  };
+  Call call(Descriptions::of(name), c, Call::Pixels::Drawn, {.fill = fill});
   call.run(call.description.operation.function);
   EXPECT_EQ(call.status, status) << name;
   call.expectResult(1, value);
@@ -112,17 +113,17 @@ TEST(Norms, OnPaper) {
 TEST(Norms, LargeSumsAreExact) {
   for (const int threads : {1, 7, 33}) {
     const auto run = [=]<class T>(const char* name, T src1, T src2) {
-      runFilled(
-          name, {4100, 1100},
-          [=](Call& c) {
-            const auto all = [](T v) {
-              return [=](int x, int y, int) { return static_cast<T>(x + y == 5 ? v - (v > 0) : v); };
-            };
-            c.image<T>('s').generate(all(src1));
-            if (c.has('s', 2)) c.image<T>('s', 2).generate(all(src2));
-            c.image<Qor8u>('m').generate([](int, int, int) { return Qor8u{1}; });
-          },
-          threads);
+      runOwn(name, {4100, 1100},
+             {.fill =
+                  [=](Call& c) {
+                    const auto all = [](T v) {
+                      return [=](int x, int y, int) { return static_cast<T>(x + y == 5 ? v - (v > 0) : v); };
+                    };
+                    c.image<T>('s').generate(all(src1));
+                    if (c.has('s', 2)) c.image<T>('s', 2).generate(all(src2));
+                    c.image<Qor8u>('m').generate([](int, int, int) { return Qor8u{1}; });
+                  }},
+             threads);
     };
     run("qoriNorm_L1_16u_C1MR", Qor16u{65535}, Qor16u{0});
     run("qoriNorm_L2_16u_C1MR", Qor16u{65535}, Qor16u{0});
@@ -134,20 +135,21 @@ TEST(Norms, LargeSumsAreExact) {
 
 // More bands than results kept on the stack, each rounded to 32 bits before they are added.
 TEST(Norms, ManyBandsOfFloats) {
-  for (const int threads : {1, 2, 3, 7, 32, 33}) runFilled("qoriNorm_L2_32f_C3CMR", {1090, 1000}, {}, threads);
+  for (const int threads : {1, 2, 3, 7, 32, 33}) runOwn("qoriNorm_L2_32f_C3CMR", {1090, 1000}, {}, threads);
 }
 
 // 16-bit differences that are equal in one half and not in the other.
 TEST(Norms, HalvesOfWords) {
   for (const int threads : {1, 3})
-    runFilled(
+    runOwn(
         "qoriNormDiff_L1_16u_C1MR", {4096, 64},
-        [](Call& c) {
-          c.image<Qor16u>('s').generate(
-              [](int x, int y, int) { return static_cast<Qor16u>(8192 + 16384 * ((x + y) & 3)); });
-          c.image<Qor16u>('s', 2).generate([](int x, int, int) { return static_cast<Qor16u>(16384 * (x & 1)); });
-          c.image<Qor8u>('m').generate([](int, int, int) { return Qor8u{1}; });
-        },
+        {.fill =
+             [](Call& c) {
+               c.image<Qor16u>('s').generate(
+                   [](int x, int y, int) { return static_cast<Qor16u>(8192 + 16384 * ((x + y) & 3)); });
+               c.image<Qor16u>('s', 2).generate([](int x, int, int) { return static_cast<Qor16u>(16384 * (x & 1)); });
+               c.image<Qor8u>('m').generate([](int, int, int) { return Qor8u{1}; });
+             }},
         threads);
 }
 

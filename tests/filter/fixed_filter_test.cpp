@@ -48,14 +48,21 @@ void expectReported(Call& c, const Filter& filter) {
   c.expectResult(1, static_cast<int>(t * (B + along + down + 32)));
 }
 
+// At least so many rows a thread, twice that for a team at all.
+int teamOf(QoriSize size, int rows, int threads, int cores) {
+  if (threads < 2 || cores < 2 || size.width < 256 || size.height < 5 * threads || size.height < 2 * rows) return 0;
+  return std::min({threads, cores, size.height / rows});
+}
+
 // Powers of two, and all signs and sizes.
 const std::vector<double> divisors{1, 2,  4,  8,   16,   64,  256,     1 << 20, 1 << 30, 3,  5, 6,
                                    7, 10, 12, 100, 1000, 128, INT_MAX, INT_MIN, -1,      -2, -8};
 // Every width to 40, and around four and eight blocks; sizes that are shared, with all thread counts.
-Sweep sizes(int sharedRows) {
+Sweep sizes(int sharedRows, bool crowded) {
   Sweep s{.widths = {63, 64, 65, 79, 127, 130},
           .heights = {1, 2, 3, 4, 5, 9, 26},
           .thresholds = {{259, sharedRows}},
+          .crowded = crowded ? std::vector<QoriSize>{{257, 33 * sharedRows / 2 + 5}} : std::vector<QoriSize>{},
           .repeats = 2};
   for (int width = 1; width <= 40; ++width) s.widths.push_back(width);
   return s;
@@ -65,17 +72,20 @@ template <class S, class D, class Operation, class Query>
 void add(Descriptions& d, const char* name, Operation* operation, const char* queryName, Query* query,
          const Filter& filter, bool isSmall = false) {
   constexpr bool isDivided = std::is_same_v<D, Qor8s>;
+  const int rows = isDivided && filter.isLaplacian ? 32 : 128;
   const std::string k = isSmall ? "" : "k", masks = isSmall ? "" : " | one k MaskSizeErr";
-  Traits t{.checks = std::string("null | size | step | even | border b BadArgErr 240 0 1 2 3 4 6") +
-                     (isDivided ? " | not n BadArgErr 0" : "") + masks,
-           .values = {{'k', {33, 55}}, {'b', borders({0, 1, 2, 3, 4, 6}, 240)}, {'n', divisors}},
-           .shape =
-               [](const Arguments& a, char role, int, Shape& s) {
-                 if (role == 's') s.margin = marginOf(fixedSides(a.number('b')), maskOf(a) / 22);
-               },
-           .expect = [&filter](Call& c) { expectFiltered<S, D>(c, filter); },
-           .team = ruleOfItsOwn,
-           .sweep = sizes(isDivided && filter.isLaplacian ? 70 : 258)};
+  Traits t{
+      .checks = std::string("null | size | step | even | border b BadArgErr 240 0 1 2 3 4 6") +
+                (isDivided ? " | not n BadArgErr 0" : "") + masks,
+      .values = {{'k', {33, 55}}, {'b', borders({0, 1, 2, 3, 4, 6}, 240)}, {'n', divisors}},
+      .shape =
+          [](const Arguments& a, char role, int, Shape& s) {
+            if (role == 's') s.margin = marginOf(fixedSides(a.number('b')), maskOf(a) / 22);
+          },
+      .expect = [&filter](Call& c) { expectFiltered<S, D>(c, filter); },
+      .teamOf = [rows](const Arguments& a, int threads, int cores) { return teamOf(a.size(), rows, threads, cores); },
+      .teamSizes = {{256, 2 * rows}, {255, 2 * rows}, {256, 2 * rows - 1}, {256, 260}, {256, 259}, {256, 5 * rows}},
+      .sweep = sizes(2 * rows + 2, filter.isLaplacian || &filter == &filters::SobelVertSecond)};
   if constexpr (std::is_invocable_v<Query*, QoriSize, int*>) t.scratch = reported(query);
   if constexpr (std::is_invocable_v<Query*, QoriSize, int, int*>) t.scratch = reported(query, 'k');
   d.add(name, operation, ("s.d.z" + k + "bv" + (isDivided ? "nw" : "w")).c_str(), t);

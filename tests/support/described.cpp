@@ -27,18 +27,20 @@ bool isOneOf(char c, const char* letters) { return c != 0 && strchr(letters, c) 
 QoriSize toSize(const Shape& shape) { return {static_cast<int>(shape.width), static_cast<int>(shape.height)}; }
 
 // Shared by all calls without pixels: zeros, one block for each position.
-void* zeroMemory(size_t position) {
-  constexpr size_t places = 12, bytes = size_t{1} << 27;
+void* zeroMemory(size_t position, int64_t needed) {
+  constexpr size_t places = 16, bytes = size_t{1} << 28;
   static void* blocks[places] = {};
-  void*& block = blocks[position % places];
+  void*& block = blocks[position];
   if (block == nullptr) block = calloc(bytes, 1);
+  EXPECT_LE(needed, static_cast<int64_t>(bytes));
   return block;
 }
 
 class NoPixels : public AnyImage {
  public:
   NoPixels(size_t position, const Shape& shape, size_t sampleBytes)
-      : data_(zeroMemory(position)), step_(static_cast<int>(shape.width * shape.channels) * int(sampleBytes)) {}
+      : step_(static_cast<int>(shape.width * shape.channels * static_cast<int64_t>(sampleBytes))),
+        data_(zeroMemory(position, step_ * shape.height)) {}
   void* data() const override { return data_; }
   int step() const override { return step_; }
   void* row(int y) const override { return static_cast<char*>(data_) + ptrdiff_t{step_} * y; }
@@ -47,8 +49,8 @@ class NoPixels : public AnyImage {
   void expectSame(const AnyImage&, const char*) const override {}
 
  private:
-  void* data_;
   int step_;
+  void* data_;
 };
 
 // Bytes that a row of bits takes, from the address of its first pixel on, and those in front of it.
@@ -169,13 +171,14 @@ Shape Arguments::shape(size_t i) const {
 
 // ---- calls
 
-Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Fill& fill)
+Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own)
     : Arguments(d), c(itsCase), images_(slots.size()), blocks_(slots.size()), lists_(slots.size()) {
   drawNumbers();
   if (d.traits.draw) d.traits.draw(*this);
+  if (own.draw) own.draw(*this);
   makeImages(pixels);
   if (d.traits.fill && pixels == Pixels::Drawn) d.traits.fill(*this);
-  if (fill) fill(*this);
+  if (own.fill) own.fill(*this);
   forEach(d, [&](size_t i, char) {
     if (images_[i] == nullptr) return;
     images_[i]->keep();
@@ -185,8 +188,10 @@ Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Fill& fill)
     const Parameter& p = d.operation.parameters[i];
     if (role == 'w' && p.kind == Parameter::Pointer) {
       const int bytes = d.traits.scratch ? d.traits.scratch(*this) : 0;
-      blocks_[i].bytes.reset(new GuardedBytes(c.scratch(bytes)));
-      slots[i].as<void*>() = blocks_[i].bytes->data();
+      if (pixels == Pixels::None)
+        slots[i].as<void*>() = zeroMemory(i, bytes);
+      else
+        block('w', bytes);
     }
     if (role == 'r' && p.kind == Parameter::Pointer && !(d.mayBeNull(i) && c.random.oneIn(4)))
       block('r', static_cast<ptrdiff_t>(p.bytes) * shape(i).width * shape(i).height, d.which(i));
@@ -379,17 +384,22 @@ std::vector<double> borders(std::initializer_list<int> rules, int flags) {
   return values;
 }
 
-void runCase(const Description& d, Case& c, const Call::Fill& fill) {
+void runCase(const Description& d, Case& c, const Own& own) {
+  // Whatever the machine: teams on cores as they come, and caches that are large or not known, which changes how
+  // results are stored.
+  StandIn core;
+  core.cores = c.random.oneIn(4) ? 1 : 64;
+  core.cacheSize = c.random.oneIn(2) ? -1 : 1 << 25;
   const Case start = c;
   const std::string text = currentCase();
-  Call call(d, c, Call::Pixels::Drawn, fill);
+  Call call(d, c, Call::Pixels::Drawn, own);
   call.run(d.operation.function);
   if (d.traits.expect) d.traits.expect(call);
   EXPECT_EQ(call.status, call.wanted) << currentCase();
   const auto compare = [&](Operation::Function function, const char* what) {
     setCase("%s", text.c_str());
     Case same = start;
-    Call again(d, same, Call::Pixels::Drawn, fill);
+    Call again(d, same, Call::Pixels::Drawn, own);
     again.run(function);
     call.expectSameResults(again, what);
     if (d.traits.release) d.traits.release(again);
@@ -403,12 +413,12 @@ void runCase(const Description& d, Case& c, const Call::Fill& fill) {
   if (d.traits.release) d.traits.release(call);
 }
 
-void runFilled(const char* name, QoriSize size, const Call::Fill& fill, int threads) {
+void runOwn(const char* name, QoriSize size, const Own& own, int threads) {
   setCase("%s %dx%d, data of its own, %d threads", name, size.width, size.height, threads);
   const ThreadCount count(threads);
   Case c(size);
   c.threads = threads;
-  runCase(Descriptions::of(name), c, fill);
+  runCase(Descriptions::of(name), c, own);
 }
 
 void runSweep(const Description& d) {
@@ -424,30 +434,33 @@ void runSweep(const Description& d) {
   sweep(d.operation.name, options, [&](Case& c) { runCase(d, c); });
 }
 
+// On both sides of the rule's sizes, on machines of one core and of several.
 void runTeam(const Description& d) {
-  const Team& team = d.traits.team;
-  const auto regions = [&](QoriSize size, int cores, int threads, int allocations, StandIn& core) {
+  const Traits& t = d.traits;
+  const auto expectTeam = [&](QoriSize size, int threads, int cores) {
     setCase("%s %dx%d, %d threads, %d cores", d.operation.name, size.width, size.height, threads, cores);
+    const ThreadCount count(threads);
+    StandIn core;
     core.cores = cores;
     Case c(size);
     Call call(d, c, Call::Pixels::None);
     core.regions = 0;
-    core.allocationsAllowed = allocations;
     call.run(d.operation.function);
     EXPECT_GE(call.status, qorStsNoErr) << currentCase();
-    return core.regions;
+    const int64_t least = t.team.least(threads, cores, d.channels);
+    const bool isLarge = least != 0 && int64_t{size.width} * size.height >= least;
+    const int team = t.teamOf ? t.teamOf(call, threads, cores) : isLarge ? threads : 0;
+    EXPECT_EQ(core.regions, team != 0 ? 1 : 0) << currentCase();
+    EXPECT_TRUE(team == 0 || core.lastTeam == static_cast<unsigned>(team)) << core.lastTeam << ' ' << currentCase();
   };
-  for (const int threads : {1, 3}) {
-    const ThreadCount count(threads);
-    for (const int cores : {1, 4}) {
-      StandIn core;
-      const int least = static_cast<int>(team.least(threads, cores, d.channels));
-      if (least == 0) {
-        EXPECT_EQ(regions({2048, 1024}, cores, threads, INT_MAX, core), 0) << currentCase();
-        continue;
-      }
-      EXPECT_EQ(regions({least - 1, 1}, cores, threads, INT_MAX, core), 0) << currentCase();
-      EXPECT_EQ(regions({(least + 63) / 64, 64}, cores, threads, INT_MAX, core), 1) << currentCase();
+  for (const int cores : {1, 4, 64}) {
+    for (const int threads : {1, 2, 3, 7, 52}) {
+      for (const QoriSize size : t.teamSizes) expectTeam(size, threads, cores);
+      if (!t.teamSizes.empty() || threads > 3) continue;
+      const int64_t pixels = t.team.least(threads, cores, d.channels);
+      const int least = pixels != 0 ? static_cast<int>(pixels) : 1 << 21;
+      expectTeam({least - 1, 1}, threads, cores);
+      expectTeam({(least + 63) / 64, 64}, threads, cores);
     }
   }
 }
@@ -494,9 +507,8 @@ void registerDescriptions() {
   } runs[] = {{"Contract", runContract}, {"Sweep", runSweep}, {"Team", runTeam}, {"Memory", runMemory}};
   for (const auto& r : runs)
     for (const auto& d : Descriptions::all())
-      if (r.run != runTeam || d->traits.team.isTested)
-        testing::RegisterTest(r.suite, d->operation.name, nullptr, nullptr, __FILE__, __LINE__,
-                              [run = r.run, &d = *d]() -> testing::Test* { return new DescribedTest(run, d); });
+      testing::RegisterTest(r.suite, d->operation.name, nullptr, nullptr, __FILE__, __LINE__,
+                            [run = r.run, &d = *d]() -> testing::Test* { return new DescribedTest(run, d); });
 }
 
 }  // namespace qortest

@@ -59,7 +59,7 @@ struct Shape {
 // is never. With `each` the numbers count for every thread, with `samples` channels count too.
 struct Team {
   int64_t alone = 0, onCores = 0;
-  bool each = false, samples = false, isTested = true;
+  bool each = false, samples = false;
 
   // The least pixels for a team; 0 for none.
   int64_t least(int threads, int cores, int channels) const;
@@ -70,7 +70,6 @@ constexpr Team fromSamples(int64_t samples) { return {samples, samples, false, t
 constexpr Team fromEach(int shift, int shiftOnCores) {
   return {shift != 0 ? int64_t{1} << shift : 0, shiftOnCores != 0 ? int64_t{1} << shiftOnCores : 0, true};
 }
-constexpr Team ruleOfItsOwn{0, 0, false, false, false};
 
 struct Traits {
   std::string checks = "null | size | step | even | step m | coi";
@@ -87,11 +86,14 @@ struct Traits {
   // Compares what came with what should.
   std::function<void(Call&)> expect = {};
   // Behind the call: gives back what it allocated.
-  std::function<void(Call&)> release = {};
+  std::function<void(Arguments&)> release = {};
   // Checks that the words above do not tell.
   std::function<void(DescribedContract&, int)> own = {};
   std::string read = "";  // roles of pointers that the checks read through
   Team team = {};
+  // Another rule than `team` tells: the threads of the region, 0 when there is none; and sizes on both sides of it.
+  std::function<int(const Arguments&, int threads, int cores)> teamOf = {};
+  std::vector<QoriSize> teamSizes = {};
   bool threadsShow = false;  // results may depend on the number of threads
   QorStatus onZeros = qorStsNoErr;
   Sweep sweep = {};  // thresholds follow from the team when none are given
@@ -173,13 +175,17 @@ class TypedImage : public AnyImage {
   Image<T> before{{0, 0}};
 };
 
+// What one case has for its own, behind what the description draws and fills.
+struct Own {
+  std::function<void(Call&)> draw = {}, fill = {};
+};
+
 // One call: its arguments, with everything that they point at.
 class Call : public Arguments {
  public:
   enum class Pixels { Drawn, None };  // without pixels images are zeros that are shared, for large ones
-  using Fill = std::function<void(Call&)>;
 
-  Call(const Description& d, Case& c, Pixels pixels = Pixels::Drawn, const Fill& fill = {});
+  Call(const Description& d, Case& c, Pixels pixels = Pixels::Drawn, const Own& own = {});
   ~Call();
 
   // For draw and fill. A block is memory of exactly that size, write-protected in the call where its type is const.
@@ -201,6 +207,18 @@ class Call : public Arguments {
   }
 
   void run(Operation::Function function);
+
+  // The border value, or the first of those of the channels.
+  template <class T>
+  const T* borderValue() const {
+    const size_t i = existing('v', 1);
+    return description.operation.parameters[i].kind == Parameter::Pointer ? slots[i].as<const T*>() : &slots[i].as<T>();
+  }
+  // The rows of a list.
+  template <class T>
+  const T* const* rows() const {
+    return reinterpret_cast<const T* const*>(lists_[existing('l', 1)].data());
+  }
 
   // For expect. Pixels before the call, with their margins; those of 1u images as 0 and 1.
   template <class T>
@@ -279,7 +297,8 @@ class DescribedContract : public ContractEngine {
   explicit DescribedContract(const Description& d);
   void run();
 
-  Arguments now;  // the present ones
+  Arguments now;                        // the present ones
+  void start(char role, double value);  // what a number is unless a case changes it
   // A number, or a 32-bit word of a record that the description says is read: refused values, and what refuses them.
   void refuse(char role, QorStatus status, Fails fails, const std::vector<int>& values);
   void refuseWord(char role, int index, QorStatus status, Fails fails, const std::vector<int>& values);
@@ -298,6 +317,7 @@ class DescribedContract : public ContractEngine {
   void accept(size_t position, int value) { addAccepted(position, &value, sizeof value); }
   size_t argument(char role);  // its position, and that it has its line
   void reset(const std::vector<Slot>& slots);
+  QorStatus call();
   void sayAnyOf(size_t position);
   void sayOfTheRest();
 
@@ -328,11 +348,11 @@ void runSweep(const Description& d);
 void runTeam(const Description& d);
 void runMemory(const Description& d);
 // Values for a border argument: these rules, every second time with some of the flags.
-std::vector<double> borders(std::initializer_list<int> rules, int flags);
+std::vector<double> borders(std::initializer_list<int> rules, int flags = 0);
 
-// One case with all comparisons that its description allows; with data of its own, which may also set arguments.
-void runCase(const Description& d, Case& c, const Call::Fill& fill = {});
-void runFilled(const char* name, QoriSize size, const Call::Fill& fill, int threads = 1);
+// One case with all comparisons that its description allows.
+void runCase(const Description& d, Case& c, const Own& own = {});
+void runOwn(const char* name, QoriSize size, const Own& own, int threads = 1);
 
 // All of them as tests; called by the tests' main.
 void registerDescriptions();

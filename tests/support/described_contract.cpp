@@ -74,8 +74,8 @@ struct DescribedContract::Words {
 };
 
 DescribedContract::DescribedContract(const Description& d)
-    : ContractEngine(d.operation.name, {[this] { return description_.operation.call(now.slots.data()); },
-                                        [this] { reset(base_); }, [this] { reset(reachable_); }}),
+    : ContractEngine(d.operation.name,
+                     {[this] { return call(); }, [this] { reset(base_); }, [this] { reset(reachable_); }}),
       now(d),
       description_(d),
       case_({17, 5}),
@@ -98,6 +98,7 @@ DescribedContract::DescribedContract(const Description& d)
     if (p.kind == Parameter::Pointer && isIn(role, "smidwr")) reachable_[i].as<void*>() = zeros();
   }
   succeedsWith(d.traits.onZeros);
+  reset(base_);
   std::istringstream checks(d.traits.checks);
   for (std::string check; std::getline(checks, check, '|');) parse(check);
   sayOfTheRest();
@@ -105,9 +106,21 @@ DescribedContract::DescribedContract(const Description& d)
 
 void DescribedContract::run() { drive(); }
 
+QorStatus DescribedContract::call() {
+  const QorStatus status = description_.operation.call(now.slots.data());
+  if (status >= qorStsNoErr && description_.traits.release) description_.traits.release(now);
+  return status;
+}
+
 void DescribedContract::reset(const std::vector<Slot>& slots) {
   now.slots = slots;
   for (size_t i = 0; i < good_.size(); ++i) std::copy(good_[i].begin(), good_[i].end(), records_[i].begin());
+}
+
+void DescribedContract::start(char role, double value) {
+  now.set(role, value);
+  const auto i = static_cast<size_t>(now.position(role));
+  base_[i] = reachable_[i] = now.slots[i];
 }
 
 size_t DescribedContract::argument(char role) {
@@ -185,9 +198,8 @@ void DescribedContract::parse(const std::string& text) {
   const auto withStep = [&](size_t i, char role) { return d.hasStep(i) && role != 'm'; };
   if (verbIs("null")) {
     const Words w(text, qorStsNullPtrErr);
-    for (const size_t i :
-         positions(w.roles, [&](size_t k, char) { return isPointer(parameter(k)) && !d.mayBeNull(k); }))
-      addNull(i, w.status);
+    for (const size_t i : positions(w.roles, [&](size_t k, char) { return !d.mayBeNull(k); }))
+      if (isPointer(parameter(i))) addNull(i, w.status);
   } else if (verbIs("size")) {
     const Words w(text, qorStsSizeErr);
     for (const size_t i : positions(w.roles, [](size_t, char role) { return role == 'z'; })) {
@@ -195,7 +207,7 @@ void DescribedContract::parse(const std::string& text) {
       for (int k = 0; k < (parameter(i).kind == Parameter::Size ? 2 : 1); ++k)
         addRange(i, numbers + k, w.status, 1, INT_MAX);
       // A list of rows has no more of them than the base region.
-      if (parameter(i).kind == Parameter::Size && !isIn('l', d.roles)) addStressSizes(i);
+      if (parameter(i).kind == Parameter::Size) addStressSizes(i, !isIn('l', d.roles));
     }
   } else if (verbIs("step")) {
     const Words w(text, qorStsStepErr);
@@ -254,7 +266,8 @@ void DescribedContract::parse(const std::string& text) {
   } else if (verbIs("rows")) {
     checkRows(Words(text, qorStsNullPtrErr).status);
   } else if (verbIs("own")) {
-    d.traits.own(*this, Words(text, 0).numbers[0]);
+    const Words w(text, qorStsNoErr);
+    d.traits.own(*this, w.numbers.empty() ? 0 : w.numbers[0]);
   } else {
     ADD_FAILURE() << d.operation.name << ": no check \"" << text << '"';
   }

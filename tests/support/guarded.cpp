@@ -6,6 +6,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <map>
 #include <utility>
 
 #ifdef __SANITIZE_ADDRESS__
@@ -53,15 +55,50 @@ const uint8_t* canaries(int floatBytes) {
   return page;
 }
 
+// Blocks of pages between two inaccessible ones, kept when they are given back: new ones cost the system more time than
+// most tests their work. By the number of inner pages.
+std::map<ptrdiff_t, std::vector<uint8_t*>>& spareBlocks() {
+  static std::map<ptrdiff_t, std::vector<uint8_t*>> blocks;
+  return blocks;
+}
+
+uint8_t* takeBlock(ptrdiff_t pages) {
+  auto& spare = spareBlocks()[pages];
+  if (!spare.empty()) {
+    uint8_t* const block = spare.back();
+    spare.pop_back();
+    return block;
+  }
+  uint8_t* const block = inaccessible((pages + 2) * pageBytes());
+  setAccess(block + pageBytes(), pages * pageBytes(), PROT_READ | PROT_WRITE);
+  return block;
+}
+
+void giveBlock(uint8_t* block, ptrdiff_t pages) {
+  constexpr ptrdiff_t kept = 1 << 15;  // pages of one size
+  auto& spare = spareBlocks()[pages];
+  if (static_cast<ptrdiff_t>(spare.size() + 1) * pages <= kept)
+    spare.push_back(block);
+  else
+    munmap(block, static_cast<size_t>((pages + 2) * pageBytes()));
+}
+
+// Large numbers of pages are rounded up, to be found again.
+ptrdiff_t pagesFor(ptrdiff_t bytes) {
+  const ptrdiff_t pages = bytes / pageBytes() + 1;
+  ptrdiff_t unit = 1;
+  while (pages > 32 * unit) unit *= 2;
+  return (pages + unit - 1) / unit * unit;
+}
+
 }  // namespace
 
 GuardedRows::GuardedRows(const Shape& shape, std::source_location where) : shape_(shape), where_(where) {
   const ptrdiff_t page = pageBytes();
   const ptrdiff_t span = (shape.rows - 1) * shape.step + shape.rowBytes;
-  const ptrdiff_t inner = (span + shape.offset + page) / page * page;
+  const ptrdiff_t pages = pagesFor(span + shape.offset), inner = pages * page;
   blockBytes_ = inner + 2 * page;
-  block_ = inaccessible(blockBytes_);
-  setAccess(block_ + page, inner, PROT_READ | PROT_WRITE);
+  block_ = takeBlock(pages);
   first_ = block_ + page + (shape.guard == Guard::Before ? shape.offset : inner - shape.offset - span);
   for (ptrdiff_t i = page; i < page + inner; i += page)
     memcpy(block_ + i, canaries(shape.floatBytes), static_cast<size_t>(page));
@@ -73,13 +110,16 @@ GuardedRows::GuardedRows(GuardedRows&& other) noexcept
       where_(other.where_),
       block_(std::exchange(other.block_, nullptr)),
       blockBytes_(other.blockBytes_),
+      isProtected_(other.isProtected_),
       first_(other.first_) {}
 
 GuardedRows::~GuardedRows() {
   if (block_ == nullptr) return;
   verify();
   poison(false);
-  munmap(block_, static_cast<size_t>(blockBytes_));
+  const ptrdiff_t inner = blockBytes_ - 2 * pageBytes();
+  if (isProtected_) setAccess(block_ + pageBytes(), inner, PROT_READ | PROT_WRITE);
+  giveBlock(block_, inner / pageBytes());
 }
 
 // f(first byte, end, row behind which it lies, -1 for the bytes before the first row).
@@ -99,7 +139,10 @@ void GuardedRows::poison([[maybe_unused]] bool on) const {
   });
 }
 
-void GuardedRows::protect() { setAccess(block_ + pageBytes(), blockBytes_ - 2 * pageBytes(), PROT_READ); }
+void GuardedRows::protect() {
+  setAccess(block_ + pageBytes(), blockBytes_ - 2 * pageBytes(), PROT_READ);
+  isProtected_ = true;
+}
 
 void GuardedRows::verify() const {
   poison(false);
@@ -108,6 +151,12 @@ void GuardedRows::verify() const {
   forEachGap([&](const uint8_t* begin, const uint8_t* end, ptrdiff_t y) {
     const uint8_t* const page = canaries(shape_.floatBytes);
     for (const uint8_t* p = begin; p < end; ++p) {
+      // Page by page, as long as nothing is wrong.
+      const ptrdiff_t at = (p - block_) & (pageBytes() - 1), rest = std::min(end - p, pageBytes() - at);
+      if (memcmp(p, page + at, static_cast<size_t>(rest)) == 0) {
+        p += rest - 1;
+        continue;
+      }
       if (*p == page[(p - block_) & (pageBytes() - 1)]) continue;
       if (changed++ != 0) continue;
       if (y < 0)

@@ -93,6 +93,7 @@ class GuardedRows {
   std::source_location where_;
   uint8_t* block_ = nullptr;  // first page, inaccessible
   ptrdiff_t blockBytes_ = 0;
+  bool isProtected_ = false;
   uint8_t* first_ = nullptr;
 };
 

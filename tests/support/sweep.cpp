@@ -75,6 +75,7 @@ void sweep(const char* name, const Sweep& options, const std::function<void(Case
       runCase(size, seeds.oneIn(2) ? Guard::After : Guard::Before, number++, threads);
     ++number;
   }
+  for (const QoriSize size : options.crowded) runCase(size, Guard::After, number++, 33);
 }
 
 }  // namespace qortest

@@ -94,6 +94,7 @@ struct Sweep {
                              23, 24, 25, 31, 32, 33, 34, 47, 48, 49, 63, 64, 65, 127, 128, 129};
   std::vector<int> heights = {1, 2, 3, 7};
   std::vector<QoriSize> thresholds = {};  // sizes where the path changes, run with every thread count
+  std::vector<QoriSize> crowded = {};     // run with 33 threads alone: large enough for each to have its part
   int variants = 1;
   int repeats = 1;      // of every size but the thresholds
   bool finite = false;  // floats: neither NaN nor infinity, and nothing whose sums overflow
