@@ -10,11 +10,6 @@ namespace {
 using namespace qortest;
 
 template <class T>
-using OfImages = QorStatus (*)(const T*, int, const T*, int, T*, int, QoriSize);
-template <class T, class V>
-using OfConstant = QorStatus (*)(const T*, int, T*, int, QoriSize, V);
-
-template <class T>
 T absDiff(T a, T b) {
   if constexpr (std::is_floating_point_v<T>) return fabsf(a - b);
   return static_cast<T>(std::max(a, b) - std::min(a, b));
@@ -41,71 +36,32 @@ void expectNoSign(const Image<T>& image) {
   for (const T v : image.samples) ASSERT_FALSE(signbit(static_cast<double>(v))) << currentCase();
 }
 
-// Around the size that goes parallel, and once with fewer rows than threads.
-const std::vector<QoriSize> thresholds = {{511, 512}, {512, 512}, {131072, 2}};
-
 template <class T>
-void testImages(const char* name, OfImages<T> operation, int channels = 1) {
-  Sweep options{.thresholds = thresholds, .variants = 3};
-  if (channels == 3) options.thresholds = {{170, 512}, {300, 300}, {43691, 2}};
-  sweep(name, options, [&](Case& c) {
-    auto src1 = c.image<T>(channels), src2 = c.image<T>(channels), fresh = c.output<T>(channels);
-    auto& dst = c.variant == 0 ? fresh : c.variant == 1 ? src1 : src2;
-    const Image<T> want = reference(src1.pixels(), src2.pixels());
-    protectSources(dst, src1, src2);
-    EXPECT_EQ(operation(src1.data(), src1.step(), src2.data(), src2.step(), dst.data(), dst.step(), c.size),
-              qorStsNoErr);
-    expectSame(dst, want, Equal::SignedZeros);
-    expectNoSign(dst.pixels());
-  });
-
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc1, src1Step, pSrc2, src2Step, pDst, dstStep, roiSize);
-  contract.null(pSrc1, pSrc2, pDst);
-  contract.size(roiSize);
-  contract.step(channels * sizeof(T), src1Step, src2Step, dstStep);
-  contract.even(sizeof(T), src1Step, src2Step, dstStep);
-  contract.run();
+void expectImages(Call& c) {
+  c.expect('d', reference(c.before<T>('s'), c.before<T>('s', 2)));
+  expectNoSign(c.after<T>('d'));
 }
 
 template <class T, class V>
-void testConstant(const char* name, OfConstant<T, V> operation, std::vector<V> values) {
-  sweep(name, {.thresholds = thresholds, .variants = 2}, [&](Case& c) {
-    auto src = c.image<T>(), fresh = c.output<T>();
-    auto& dst = c.variant == 0 ? fresh : src;
-    const V value = values[static_cast<size_t>(c.random.below(static_cast<int>(values.size())))];
-    appendCase(", value %g", static_cast<double>(value));
-    const Image<T> want = reference(src.pixels(), value);
-    protectSources(dst, src);
-    EXPECT_EQ(operation(src.data(), src.step(), dst.data(), dst.step(), c.size, value), qorStsNoErr);
-    expectSame(dst, want, Equal::SignedZeros);
-    expectNoSign(dst.pixels());
-  });
-
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pDst, dstStep, roiSize, constant);
-  contract.null(pSrc, pDst);
-  contract.size(roiSize);
-  contract.step(sizeof(T), srcStep, dstStep);
-  contract.even(sizeof(T), srcStep, dstStep);
-  for (const V v : values) contract.any(constant, v);
-  contract.run();
+void expectConstant(Call& c) {
+  c.expect('d', reference(c.before<T>('s'), c.at<V>('n')));
+  expectNoSign(c.after<T>('d'));
 }
 
-TEST(AbsDiff, OfImages) {
-  testImages(QORTEST_NAMED(qoriAbsDiff_8u_C1R));
-  testImages(QORTEST_NAMED(qoriAbsDiff_8u_C3R), 3);
-  testImages(QORTEST_NAMED(qoriAbsDiff_16u_C1R));
-  testImages(QORTEST_NAMED(qoriAbsDiff_32f_C1R));
-}
+// Inside and outside the range of every sample.
+const std::vector<double> integers{-5, 0, 1, 100, 255, 256, 300, 30000, 65535, 65536, 70000, INT_MIN, INT_MAX};
+const std::vector<double> reals{-5.5, 0, 1e-40, 3e38, INFINITY, -INFINITY, NAN};
 
-TEST(AbsDiff, OfConstant) {
-  testConstant<Qor8u, int>(QORTEST_NAMED(qoriAbsDiffC_8u_C1R), {300, -5, 0, 1, 100, 255, 256, INT_MIN, INT_MAX});
-  testConstant<Qor16u, int>(QORTEST_NAMED(qoriAbsDiffC_16u_C1R),
-                            {70000, -5, 0, 1, 30000, 65535, 65536, INT_MIN, INT_MAX});
-  testConstant<Qor32f, Qor32f>(QORTEST_NAMED(qoriAbsDiffC_32f_C1R),
-                               {-5.5F, 0, 1e-40F, 3e38F, INFINITY, -INFINITY, NAN});
-}
+const Descriptions members([](Descriptions& d) {
+#define QOR_ABS_DIFF(name, T, channels) \
+  d.add(QORTEST_NAMED(name), "S.S.d.z", {.expect = expectImages<T>, .team = fromSamples(0x40000)});
+#define QOR_ABS_DIFF_C(name, T, V)                                     \
+  d.add(QORTEST_NAMED(name), "S.d.zn",                                 \
+        {.values = {{'n', std::is_same_v<V, int> ? integers : reals}}, \
+         .expect = expectConstant<T, V>,                               \
+         .team = from(0x40000)});
+#include "../../src/arith/abs_diff.def"
+});
 
 TEST(AbsDiff, EveryPairOfBytes) {
   GuardedImage<Qor8u> a({256, 256}), b({256, 256}), dst({256, 256});

@@ -12,16 +12,12 @@
 
 namespace qortest {
 
-// Shared from threads * 2^alone pixels on, with several cores from threads * 2^withCores on; 0 is never.
-struct TeamRule {
-  int alone, withCores;
-};
-
-inline constexpr TeamRule serial{0, 0}, p15{15, 0}, p16{16, 0}, p17{17, 0}, p19{19, 0}, cores15{0, 15}, cores17{0, 17},
-    either{17, 15};
+inline constexpr Team serial{}, p15 = fromEach(15, 0), p16 = fromEach(16, 0), p17 = fromEach(17, 0),
+                                p19 = fromEach(19, 0), cores15 = fromEach(0, 15), cores17 = fromEach(0, 17),
+                                either = fromEach(17, 15);
 
 template <class T>
-constexpr TeamRule meanRule(bool deviation, bool masked, bool ofThree) {
+constexpr Team meanRule(bool deviation, bool masked, bool ofThree) {
   constexpr bool isByte = std::is_same_v<T, Qor8u>, isFloat = std::is_same_v<T, Qor32f>;
   if (!deviation) return isByte && !ofThree ? serial : p17;
   if (masked) return p17;
@@ -34,7 +30,7 @@ enum Kind { Inf, L1, L2 };
 
 // From which power of two on, for each thread, a call goes parallel: in general and on several cores. One row a family
 // and norm; 8u, 8s, 16u, 32f of one channel, then of three.
-inline constexpr TeamRule normRules[3][3][8] = {
+inline constexpr Team normRules[3][3][8] = {
     {{p19, p19, p19, p17, p17, p17, p17, p15},
      {cores17, cores17, p17, p17, p17, p17, p17, p17},
      {cores17, cores17, p17, p17, either, either, either, either}},
@@ -53,7 +49,7 @@ constexpr int typeIndex = std::is_same_v<T, Qor8u>    ? 0
                                                       : 3;
 
 template <class T>
-constexpr TeamRule normRule(Family family, Kind kind, bool ofThree) {
+constexpr Team normRule(Family family, Kind kind, bool ofThree) {
   return normRules[family][kind][typeIndex<T> + (ofThree ? 4 : 0)];
 }
 
@@ -62,10 +58,9 @@ struct Rows {
 };
 
 // The rows of every band in their order; one band without a team.
-inline std::vector<Rows> bandsOf(QoriSize size, int threads, TeamRule rule) {
-  const int64_t pixels = int64_t{size.width} * size.height;
-  const auto reached = [&](int shift) { return shift != 0 && pixels >= int64_t{threads} << shift; };
-  if (!reached(rule.alone) && !(reached(rule.withCores) && qorGetNumCoresOnDie() > 1)) return {{0, size.height}};
+inline std::vector<Rows> bandsOf(QoriSize size, int threads, const Team& team) {
+  const int64_t least = team.least(threads, qorGetNumCoresOnDie(), 1);
+  if (least == 0 || int64_t{size.width} * size.height < least) return {{0, size.height}};
   std::vector<Rows> bands;
   const int rows = size.height / threads;
   for (int t = 0; t < threads; ++t) bands.push_back({t * rows, t == threads - 1 ? size.height : (t + 1) * rows});
@@ -74,6 +69,8 @@ inline std::vector<Rows> bandsOf(QoriSize size, int threads, TeamRule rule) {
 
 // What takes part in a call: the pixels that the mask lets through, all without a mask.
 struct Taking {
+  explicit Taking(const Call& c) : size(c.size()), mask(c.has('m') ? &c.before<Qor8u>('m') : nullptr) {}
+
   QoriSize size;
   const Image<Qor8u>* mask;
 
@@ -94,6 +91,9 @@ inline int64_t sumOfRow(const std::vector<int64_t>& values) {
   for (const int64_t v : values) sum += v;
   return sum;
 }
+
+// The channel that a call measures, from 0.
+inline int channelOf(const Call& c) { return c.has('c') ? c.number('c') - 1 : 0; }
 
 // Samples in the width in which they are measured.
 template <class T>
@@ -117,30 +117,6 @@ inline double count(const Taking& taking) {
   for (int y = 0; y < taking.size.height; ++y)
     for (int x = 0; x < taking.size.width; ++x) n += taking(x, y);
   return static_cast<double>(n);
-}
-
-// The contract of the masked forms that take one image and give one value.
-template <class T, class Operation>
-void checkContract(const char* name, Operation* operation) {
-  Contract contract(name, operation);
-  constexpr bool ofThree = std::is_invocable_v<Operation*, const T*, int, const Qor8u*, int, QoriSize, int, Qor64f*>;
-  const auto lines = [&](auto pSrc, auto srcStep, auto pMask, auto maskStep, auto roiSize, auto pValue) {
-    contract.null(pSrc, pMask, pValue);
-    contract.size(roiSize);
-    contract.step((ofThree ? 3 : 1) * sizeof(T), srcStep);
-    contract.even(sizeof(T), srcStep);
-    contract.step(sizeof(Qor8u), maskStep);
-  };
-  if constexpr (ofThree) {
-    QORTEST_ARGUMENTS(contract, pSrc, srcStep, pMask, maskStep, roiSize, coi, pValue);
-    lines(pSrc, srcStep, pMask, maskStep, roiSize, pValue);
-    contract.oneOf(coi, qorStsCOIErr, 1, 2, 3);
-    contract.run();
-  } else {
-    QORTEST_ARGUMENTS(contract, pSrc, srcStep, pMask, maskStep, roiSize, pValue);
-    lines(pSrc, srcStep, pMask, maskStep, roiSize, pValue);
-    contract.run();
-  }
 }
 
 }  // namespace qortest

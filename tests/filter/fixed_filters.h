@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "qorcv/filter.h"
+#include "support/outside.h"
 #include "support/support.h"
 
 namespace qortest {
@@ -30,41 +31,13 @@ inline const Filter SobelHoriz{sobel3, dx3, sobel5, dx5}, SobelVert{dxNeg3, sobe
     ScharrVert{dx3, scharr, {}, {}}, Lowpass{avr3, avr3, avr5, avr5}, Laplacian{{1, 0, 1}, {}, sobel5, d2x5, true};
 }  // namespace filters
 
-struct Sides {
-  bool top, bottom, left, right;
-};
-
-// The sides on which memory around the region is read.
-inline Sides memorySides(int border) {
+// The sides on which memory around the region is read: left and right with two of the rules.
+inline Sides fixedSides(int border) {
+  Sides in = memorySides(border);
   const int rule = border & 15;
-  if (rule == qorBorderInMem || (border & 240) == 240) return {true, true, true, true};
-  const bool columns = rule == qorBorderConst || rule == qorBorderRepl;
-  return {(border & 16) != 0, (border & 32) != 0, columns && (border & 64) != 0, columns && (border & 128) != 0};
-}
-
-// Walks from the edge to position p outside 0..n-1 and returns the position that it repeats, or `value`. A reflection
-// turns at the far end unless that side is open; a single position repeats whatever the rule.
-constexpr int value = -1000;
-inline int walk(int rule, int p, int n, bool farEndOpen) {
-  if (rule == qorBorderConst) return value;
-  if (n == 1) return 0;
-  const int steps = p < 0 ? -p : p - n + 1, away = p < 0 ? -1 : 1;
-  int at = away < 0 ? 0 : n - 1, direction = -away;
-  if (rule == qorBorderWrap) at = away < 0 ? 0 : n - 1, direction = away;
-  for (int i = 0; i < steps; ++i) {
-    const int next = at + direction;
-    if (rule == qorBorderRepl) break;
-    if (rule == qorBorderMirrorR && i == 0) continue;
-    if (rule == qorBorderWrap) {
-      at = (next + n) % n;
-    } else if (farEndOpen || (next >= 0 && next < n)) {
-      at = next;
-    } else {
-      direction = -direction;
-      if (rule == qorBorderMirror) at += direction;
-    }
-  }
-  return at;
+  if (rule != qorBorderInMem && (border & 240) != 240 && rule != qorBorderConst && rule != qorBorderRepl)
+    in.left = in.right = false;
+  return in;
 }
 
 // Sums of samples under taps: the outermost pair first, each pair before its weight, the middle last. Exact in int.
@@ -93,8 +66,8 @@ class FilterSums {
  public:
   using A = std::conditional_t<std::is_same_v<S, Qor32f>, float, int>;
 
-  FilterSums(const GuardedImage<S>& src, int K, int border, S borderValue)
-      : src_(src), K_(K), border_(border), sides_(memorySides(border)), constant_(borderValue) {}
+  FilterSums(const Image<S>& src, int K, int border, S borderValue)
+      : src_(src), K_(K), border_(border), sides_(fixedSides(border)), constant_(borderValue) {}
 
   std::vector<A> of(const Filter& f) const {
     if (!f.isLaplacian) return separable(f.along(K_), f.down(K_));
@@ -105,7 +78,7 @@ class FilterSums {
     }
     std::vector<A> a = separable({1, 0, 1}, {1, 0, 1});
     for (size_t i = 0; i < a.size(); ++i) {
-      const int width = src_.size().width, index = static_cast<int>(i);
+      const int width = src_.size.width, index = static_cast<int>(i);
       a[i] = A{2} * a[i] - A{8} * static_cast<A>(src_.at(index % width, index / width));
     }
     return a;
@@ -113,7 +86,7 @@ class FilterSums {
 
  private:
   std::vector<A> separable(const std::vector<int>& along, const std::vector<int>& down) const {
-    const QoriSize size = src_.size();
+    const QoriSize size = src_.size;
     const int reach = K_ / 2;
     std::vector<std::vector<A>> rows;
     for (int y = -reach; y < size.height + reach; ++y) rows.push_back(filtered(y, along));
@@ -130,46 +103,37 @@ class FilterSums {
 
   // Row y, which may lie outside, under the taps along it.
   std::vector<A> filtered(int y, const std::vector<int>& taps) const {
-    const QoriSize size = src_.size();
-    int row = y;
-    if (y < 0 && !sides_.top) row = walk(border_ & 15, y, size.height, sides_.bottom);
-    if (y >= size.height && !sides_.bottom) row = walk(border_ & 15, y, size.height, sides_.top);
+    const QoriSize size = src_.size;
+    // One row repeats, whatever memory is on the other side.
+    const bool one = size.height == 1;
+    const auto row = place(border_, y, size.height, sides_.top && !(one && y >= 0), sides_.bottom && !(one && y < 0));
     std::vector<A> result, samples(taps.size());
     for (int x = 0; x < size.width; ++x) {
-      if (row == value) {
+      if (!row) {
         int total = 0;
         for (const int tap : taps) total += tap;
         result.push_back(static_cast<A>(constant_) * static_cast<A>(total));
         continue;
       }
-      for (int i = 0; i < K_; ++i) samples[static_cast<size_t>(i)] = pixel(x + i - K_ / 2, row);
+      for (int i = 0; i < K_; ++i) samples[static_cast<size_t>(i)] = pixel(x + i - K_ / 2, *row);
       result.push_back(fold(taps, samples));
     }
     return result;
   }
 
   A pixel(int x, int row) const {
-    const int width = src_.size().width;
-    int column = x;
     // With a flag for either side a reflection along the row repeats the edge.
     const int rule = (border_ & 15) == qorBorderMirror && (border_ & 192) != 0 ? int{qorBorderMirrorR} : border_ & 15;
-    if ((x < 0 && !sides_.left) || (x >= width && !sides_.right)) column = walk(rule, x, width, false);
-    return column == value ? static_cast<A>(constant_) : static_cast<A>(src_.at(column, row));
+    const int width = src_.size.width;
+    const bool isRead = (x >= 0 && x < width) || (x < 0 ? sides_.left : sides_.right);
+    const std::optional<int> column = isRead ? x : standIn(rule, x, width);
+    return static_cast<A>(column ? src_.at(*column, row) : constant_);
   }
 
-  const GuardedImage<S>& src_;
+  const Image<S>& src_;
   int K_, border_;
   Sides sides_;
   S constant_;
 };
-
-// Every legal border argument.
-inline std::vector<int> allBorders() {
-  std::vector<int> borders;
-  for (int flags = 0; flags < 256; flags += 16) {
-    for (const int rule : {0, 1, 2, 3, 4, 6}) borders.push_back(rule | flags);
-  }
-  return borders;
-}
 
 }  // namespace qortest

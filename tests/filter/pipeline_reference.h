@@ -7,6 +7,7 @@
 #include <functional>
 #include <vector>
 
+#include "support/outside.h"
 #include "support/support.h"
 
 namespace qortest {
@@ -133,27 +134,30 @@ class PipelineReference {
   float absolute_ = 0;
 };
 
-// A column outside the row, by one of the three rules that the exported rows take.
-template <class T>
-T outsideRow(const GuardedImage<T>& src, int x, int y, int c, QoriBorderType border, const T* value) {
-  const int width = src.size().width;
-  if ((x >= 0 && x < width) || border == qorBorderInMem) return src.at(x, y, c);
-  return border == qorBorderConst ? value[c] : src.at(x < 0 ? 0 : width - 1, y, c);
+// The taps of a call of roles k, K, a and n, as far as it has them.
+template <class Tap>
+PipelineKernel<Tap> kernelOf(const Arguments& a) {
+  const Tap* const taps = a.at<const Tap*>('k');
+  return {{taps, taps + a.number('K')}, a.has('a') ? a.number('a') : 0, a.has('n') ? a.number('n') : 1};
 }
 
+// Rows of an image whose margins hold what lies in memory beside them; the rule is one of three.
 template <class D, class T, class Tap>
-Image<D> referenceRows(Pipeline member, const GuardedImage<T>& src, const PipelineKernel<Tap>& kernel,
-                       QoriBorderType border, const T* value) {
-  const PipelineReference<T, Tap> reference(member, kernel, src.channels());
-  const int K = kernel.size(), width = src.size().width;
-  Image<D> want(src.size(), src.channels());
+Image<D> referenceRows(Pipeline member, const Image<T>& src, const PipelineKernel<Tap>& kernel, QoriBorderType border,
+                       const T* value) {
+  const PipelineReference<T, Tap> reference(member, kernel, src.channels);
+  const int K = kernel.size(), width = src.size.width;
+  Image<D> want(src.size, src.channels);
   UnderTaps<T> under(static_cast<size_t>(K));
   for (int y = 0; y < want.size.height; ++y) {
     for (int x = 0; x < width; ++x) {
       const bool inside = x >= kernel.anchor && x < width - (K - 1 - kernel.anchor);
       for (int c = 0; c < want.channels; ++c) {
-        for (int i = 0; i < K; ++i)
-          under[static_cast<size_t>(i)] = outsideRow(src, x - kernel.anchor + i, y, c, border, value);
+        for (int i = 0; i < K; ++i) {
+          const bool inMemory = border == qorBorderInMem;
+          const auto at = place(border, x - kernel.anchor + i, width, inMemory, inMemory);
+          under[static_cast<size_t>(i)] = at ? src.at(*at, y, c) : value[c];
+        }
         want.at(x, y, c) = reference.template row<D>(under, inside, width, border);
       }
     }

@@ -156,9 +156,10 @@ void ContractEngine::addEven(size_t position, QorStatus status, int sampleBytes)
 
 // Widths whose product with 2, 3, 4, 6, 8 or 12 wraps around to something small or negative, and large areas; with the
 // steps of the small image, and with steps that fit where a step can.
-void ContractEngine::addStressSizes(size_t position) {
+void ContractEngine::addStressSizes(size_t position, bool tall) {
   QoriSize* const present = static_cast<QoriSize*>(arguments_[position].present);
   for (const int width : {INT_MAX, 0x40000001, 0x55555556, 0x20000001, 0x2aaaaaab, 0x15555556, 0x10001, 17}) {
+    if (width <= 0x10001 && !tall) continue;
     const QoriSize size = {width, width > 0x10001 ? 3 : width == 17 ? INT_MAX : 0x10001};
     const std::string what = arguments_[position].name + " " + std::to_string(width) + " wide";
     stresses_.push_back({what, [=] { *present = size; }});

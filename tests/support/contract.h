@@ -99,7 +99,7 @@ class ContractEngine {
   void addStep(size_t position, QorStatus status, std::function<ptrdiff_t()> minimum);
   void addPixelStep(size_t position, QorStatus status, ptrdiff_t pixelBytes);
   void addEven(size_t position, QorStatus status, int sampleBytes);
-  void addStressSizes(size_t position);
+  void addStressSizes(size_t position, bool tall = true);
   void* zeros();
   void drive();
 

@@ -48,16 +48,21 @@ struct Layout {
   Margin margin = {};
 };
 
-// Pixels without gaps: what references take and give.
+// Pixels without gaps: what references take and give. With a margin, at() reaches it with coordinates outside the size.
 template <class T>
 struct Image {
   QoriSize size = {0, 0};
   int channels = 1;
+  Margin margin = {};
   std::vector<T> samples = {};
 
-  explicit Image(QoriSize s, int c = 1) : size(s), channels(c), samples(static_cast<size_t>(s.width) * s.height * c) {}
+  explicit Image(QoriSize s, int c = 1, Margin m = {})
+      : size(s), channels(c), margin(m), samples(static_cast<size_t>(pitch()) * (s.height + m.top + m.bottom) * c) {}
 
-  T& at(int x, int y, int c = 0) { return samples[(static_cast<size_t>(y) * size.width + x) * channels + c]; }
+  int pitch() const { return margin.left + size.width + margin.right; }
+  T& at(int x, int y, int c = 0) {
+    return samples[(static_cast<size_t>(y + margin.top) * pitch() + x + margin.left) * channels + c];
+  }
   const T& at(int x, int y, int c = 0) const { return const_cast<Image*>(this)->at(x, y, c); }
 };
 
@@ -80,7 +85,6 @@ class GuardedRows {
   void verify() const;
 
  private:
-  uint8_t canary(ptrdiff_t position) const;
   template <class F>
   void forEachGap(F f) const;
   void poison(bool on) const;
@@ -89,6 +93,7 @@ class GuardedRows {
   std::source_location where_;
   uint8_t* block_ = nullptr;  // first page, inaccessible
   ptrdiff_t blockBytes_ = 0;
+  bool isProtected_ = false;
   uint8_t* first_ = nullptr;
 };
 
@@ -119,11 +124,12 @@ class GuardedImage {
     keepMargins();
   }
 
-  // The image without its margins.
-  Image<T> pixels() const {
-    Image<T> copy(size_, layout_.channels);
-    const size_t count = static_cast<size_t>(size_.width) * layout_.channels;
-    for (int y = 0; y < size_.height; ++y) memcpy(&copy.at(0, y), &at(0, y), count * sizeof(T));
+  Image<T> pixels(bool withMargins = false) const {
+    Image<T> copy(size_, layout_.channels, withMargins ? layout_.margin : Margin{});
+    const Margin& m = copy.margin;
+    const size_t count = static_cast<size_t>(copy.pitch()) * layout_.channels;
+    for (int y = -m.top; y < size_.height + m.bottom; ++y)
+      memcpy(&copy.at(-m.left, y), &at(-m.left, y), count * sizeof(T));
     return copy;
   }
 

@@ -8,6 +8,7 @@
 
 #include "qorcv/version.h"
 #include "support/case.h"
+#include "support/described.h"
 
 namespace {
 
@@ -41,5 +42,6 @@ int main(int argc, char** argv) {
   // A child forked after a parallel region would hang in its next one: start death tests anew.
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   qortest::installCrashHandler();
+  qortest::registerDescriptions();
   return RUN_ALL_TESTS();
 }

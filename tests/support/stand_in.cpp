@@ -1,5 +1,6 @@
 #include "support/stand_in.h"
 
+#include <dlfcn.h>
 #include <stdlib.h>
 
 #include "qorcore.h"
@@ -32,53 +33,63 @@ void* RegionCounter::memory(int index) const {
 using qortest::current;
 using qortest::increment;
 
-extern "C" {
+namespace {
 
-int ownGetNumThreads(void) {
-  int count = 1;
-  qorGetNumThreads(&count);
-  return count;
+// The function that this program's own hides.
+template <class F>
+F* hidden(F*, const char* name) {
+  return reinterpret_cast<F*>(dlsym(RTLD_NEXT, name));
 }
 
-int qorGetNumCoresOnDie(void) { return current != nullptr ? current->cores : 4; }
+}  // namespace
+
+#define QORTEST_HIDDEN(name) (*hidden(&(name), #name))
+
+// Seen by the library, which then calls these instead.
+#pragma GCC visibility push(default)
+extern "C" {
+
+int qorGetNumCoresOnDie(void) { return current != nullptr ? current->cores : QORTEST_HIDDEN(qorGetNumCoresOnDie)(); }
 
 QorStatus qorGetMaxCacheSizeB(int* pSizeByte) {
-  if (current == nullptr) {
-    *pSizeByte = 1 << 25;
-    return qorStsNoErr;
-  }
+  if (current == nullptr) return QORTEST_HIDDEN(qorGetMaxCacheSizeB)(pSizeByte);
   increment(current->cacheQueries);
   if (current->cacheSize < 0) return qorStsErr;
   *pSizeByte = current->cacheSize;
   return qorStsNoErr;
 }
 
-uint64_t qorGetEnabledCpuFeatures(void) { return current != nullptr ? current->features : ~uint64_t{0}; }
-uint64_t qorGetCpuFeatures(uint64_t*, uint32_t*) { return qorGetEnabledCpuFeatures(); }
+uint64_t qorGetEnabledCpuFeatures(void) {
+  return current != nullptr ? current->features : QORTEST_HIDDEN(qorGetEnabledCpuFeatures)();
+}
+
+uint64_t qorGetCpuFeatures(uint64_t* pFeatures, uint32_t* pWord) {
+  return current != nullptr ? current->features : QORTEST_HIDDEN(qorGetCpuFeatures)(pFeatures, pWord);
+}
+
 int ownGetFeature(uint64_t mask) { return (qorGetEnabledCpuFeatures() & mask) != 0; }
 
 void* qorMalloc(int size) {
   if (current != nullptr) {
-    if (current->allocations >= current->allocationsAllowed) return nullptr;
+    if (current->allocations >= current->allocationsAllowed) return increment(current->refused), nullptr;
     increment(current->allocations);
   }
-  void* p = nullptr;
-  return posix_memalign(&p, 64, static_cast<size_t>(size)) == 0 ? p : nullptr;
+  return QORTEST_HIDDEN(qorMalloc)(size);
 }
 
 void qorFree(void* p) {
   if (current != nullptr && p != nullptr) increment(current->frees);
-  free(p);
+  QORTEST_HIDDEN(qorFree)(p);
 }
 
-void __real_GOMP_parallel(void (*work)(void*), void* data, unsigned team, unsigned flags);
-void __wrap_GOMP_parallel(void (*work)(void*), void* data, unsigned team, unsigned flags);
-void __wrap_GOMP_parallel(void (*work)(void*), void* data, unsigned team, unsigned flags) {
+void GOMP_parallel(void (*work)(void*), void* data, unsigned team, unsigned flags);
+void GOMP_parallel(void (*work)(void*), void* data, unsigned team, unsigned flags) {
   if (current != nullptr) {
     increment(current->regions);
     current->lastTeam = team;
   }
-  __real_GOMP_parallel(work, data, team, flags);
+  QORTEST_HIDDEN(GOMP_parallel)(work, data, team, flags);
 }
 
 }  // extern "C"
+#pragma GCC visibility pop

@@ -33,6 +33,7 @@ struct StandIn {
   // Counts.
   int cacheQueries = 0;
   int allocations = 0;
+  int refused = 0;
   int frees = 0;
   int regions = 0;
   unsigned lastTeam = 0;

@@ -5,5 +5,6 @@
 #include "support/compare.h"
 #include "support/contract.h"
 #include "support/data.h"
+#include "support/described.h"
 #include "support/guarded.h"
 #include "support/sweep.h"

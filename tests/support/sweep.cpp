@@ -17,11 +17,12 @@ Layout Case::layout(int channels, const Margin& margin) {
   return l;
 }
 
-GuardedImage<Qor8u> Case::mask(std::source_location where) {
+GuardedImage<Qor8u> Case::mask(QoriSize itsSize, std::source_location where) {
   const int kind = random.below(5);
   appendCase(" mask %s", maskNames[kind]);
-  GuardedImage<Qor8u> made(size, layout(1, {}), where);
+  GuardedImage<Qor8u> made(itsSize, layout(1, {}), where);
   made.generate(MaskMaker(static_cast<Mask>(kind), random.bits()));
+  if (bytes != nullptr && !random.oneIn(4)) repeatBytes(made);
   return made;
 }
 
@@ -62,7 +63,7 @@ void sweep(const char* name, const Sweep& options, const std::function<void(Case
   const bool even = options.variants % 2 == 0;
   for (const int width : options.widths) {
     for (const int height : options.heights) {
-      for (int i = 0; i < 2; ++i) {
+      for (int i = 0; i < 2 * options.repeats; ++i) {
         const bool after = ((number + (even ? number / options.variants : 0)) & 1) == 0;
         runCase({width, height}, after ? Guard::After : Guard::Before, number, threadCounts[seeds.below(counts)]);
         ++number;
@@ -74,6 +75,7 @@ void sweep(const char* name, const Sweep& options, const std::function<void(Case
       runCase(size, seeds.oneIn(2) ? Guard::After : Guard::Before, number++, threads);
     ++number;
   }
+  for (const QoriSize size : options.crowded) runCase(size, Guard::After, number++, 33);
 }
 
 }  // namespace qortest

@@ -35,7 +35,8 @@ class Case {
   Guard guard;
   int variant = 0;
   int threads = 1;
-  Random random;  // for whatever else the case needs
+  Random random;                                // for whatever else the case needs
+  const std::vector<uint8_t>* bytes = nullptr;  // the fuzzer's: repeated in most images
 
   // An image of rotating data.
   template <class T>
@@ -47,10 +48,11 @@ class Case {
   template <class T>
   GuardedImage<T> image(QoriSize itsSize, int channels = 1, const Margin& margin = {},
                         std::source_location where = std::source_location::current()) {
-    const int kind = random.below(dataKinds<T>(finite_));
+    const int kind = random.oneIn(3) ? 0 : random.below(dataKinds<T>(finite_));
     appendCase(" %s", dataNames[kind]);
     GuardedImage<T> made(itsSize, layout(channels, margin), where);
     made.generate(Maker<T>(static_cast<Data>(kind), random.bits()));
+    if (bytes != nullptr && !finite_ && !random.oneIn(4)) repeatBytes(made);
     return made;
   }
 
@@ -66,13 +68,23 @@ class Case {
     return GuardedImage<T>(itsSize, layout(channels, {}), where);
   }
 
-  GuardedImage<Qor8u> mask(std::source_location where = std::source_location::current());
+  GuardedImage<Qor8u> mask(std::source_location where = std::source_location::current()) { return mask(size, where); }
+  GuardedImage<Qor8u> mask(QoriSize itsSize, std::source_location where = std::source_location::current());
 
   // Exactly that many bytes of junk.
   GuardedBytes scratch(ptrdiff_t bytes, std::source_location where = std::source_location::current());
 
  private:
   Layout layout(int channels, const Margin& margin);
+  template <class T>
+  void repeatBytes(GuardedImage<T>& image) const {
+    size_t next = 0;
+    image.generate([&](int, int, int) {
+      T value = 0;
+      for (size_t i = 0; i < sizeof(T); ++i) reinterpret_cast<uint8_t*>(&value)[i] = (*bytes)[next++ % bytes->size()];
+      return value;
+    });
+  }
 
   bool finite_;
 };
@@ -82,7 +94,9 @@ struct Sweep {
                              23, 24, 25, 31, 32, 33, 34, 47, 48, 49, 63, 64, 65, 127, 128, 129};
   std::vector<int> heights = {1, 2, 3, 7};
   std::vector<QoriSize> thresholds = {};  // sizes where the path changes, run with every thread count
+  std::vector<QoriSize> crowded = {};     // run with 33 threads alone: large enough for each to have its part
   int variants = 1;
+  int repeats = 1;      // of every size but the thresholds
   bool finite = false;  // floats: neither NaN nor infinity, and nothing whose sums overflow
 };
 
