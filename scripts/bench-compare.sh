@@ -6,7 +6,7 @@
 # Each is checked out and built in a folder of its own, with its own benchmark; rows that only one of them has are left
 # out. Compared are the medians of copies, which a busy neighbour disturbs less than times, over the rounds: ROUNDS=N, 3
 # when not given. A row is called faster or slower when the medians differ by 10% or more and the rounds of one revision
-# lie all on one side of those of the other.
+# lie all on one side of those of the other. The plain level is compared; LEVEL=wide compares the other.
 set -euo pipefail
 # shellcheck source=setup.sh
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
@@ -18,6 +18,8 @@ fi
 revisions=("$1" "$2")
 filter=${3:-.}
 rounds=${ROUNDS:-3}
+prefix=
+[ "${LEVEL:-plain}" = plain ] || prefix=${LEVEL}_
 need_packages --for 'comparing revisions' git jq
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -45,12 +47,12 @@ done
 
 # Of each row over the rounds of a side: the least time and the median of copies.
 digest() {
-  jq -s '
+  jq -s --arg ns "${prefix}ns_per_pixel" --arg copies "${prefix}copies" '
     def median: sort | if length % 2 == 1 then .[length / 2 | floor] else (.[length / 2 - 1] + .[length / 2]) / 2 end;
     [.[].benchmarks[] | select(.error_occurred | not)] | group_by(.name)
     | map({key: (.[0].name | sub("/manual_time$"; "")),
-           value: {ns: (map(.ns_per_pixel) | min), copies: (map(.copies) | median),
-                   low: (map(.copies) | min), high: (map(.copies) | max)}})
+           value: {ns: (map(.[$ns]) | min), copies: (map(.[$copies]) | median),
+                   low: (map(.[$copies]) | min), high: (map(.[$copies]) | max)}})
     | from_entries' "$work/$1".*.json
 }
 digest 0 >"$work/a"

@@ -111,30 +111,21 @@ auto sameTraffic() {
   };
 }
 
-// Budgets of the members that have one; a wider source moves more.
-constexpr double none = 0;
 template <class T>
-constexpr double budgetOf(double bytes, double floats) {
-  return sizeof(T) == 1 ? bytes : sizeof(T) == 4 ? floats : none;
-}
-template <class T>
-Row row(const char* name, double budget) {
+Row row(const char* name) {
   Row r(name);
   r.pixel(sizeof(T)).against("same traffic", sameTraffic<T>());
-  if (budget > none) r.budget(budget);
   return r;
 }
 
 const Register accumulators([] {
-#define QOR_ACCUMULATE(name, T, Operation) row<T>(#name, budgetOf<T>(2.5, 4.2)).run(plain<T>(Operation{}, name));
-#define QOR_ACCUMULATE_PRODUCT(name, T) row<T>(#name, budgetOf<T>(3.0, 4.2)).run(product<T>(name));
+#define QOR_ACCUMULATE(name, T, Operation) row<T>(#name).run(plain<T>(Operation{}, name));
+#define QOR_ACCUMULATE_PRODUCT(name, T) row<T>(#name).run(product<T>(name));
 #define QOR_ACCUMULATE_WEIGHTED(name, T) \
-  row<T>(#name, budgetOf<T>(2.5, 4.2)).alsoAt(ultraHd).threads(2, ultraHd, 1.6).run(plain<T>(Blend{}, name, alpha));
-#define QOR_ACCUMULATE_MASKED(name, T, Operation, bytes) \
-  row<T>(#name, budgetOf<T>(3.0, 4.7)).run(masked<T>(Operation{}, name));
-#define QOR_ACCUMULATE_PRODUCT_MASKED(name, T, bytes) row<T>(#name, budgetOf<T>(3.5, 4.7)).run(productMasked<T>(name));
-#define QOR_ACCUMULATE_WEIGHTED_MASKED(name, T, bytes) \
-  row<T>(#name, budgetOf<T>(3.0, 4.7)).run(masked<T>(Blend{}, name, alpha));
+  row<T>(#name).alsoAt(ultraHd).threads(2, ultraHd).run(plain<T>(Blend{}, name, alpha));
+#define QOR_ACCUMULATE_MASKED(name, T, Operation, bytes) row<T>(#name).run(masked<T>(Operation{}, name));
+#define QOR_ACCUMULATE_PRODUCT_MASKED(name, T, bytes) row<T>(#name).run(productMasked<T>(name));
+#define QOR_ACCUMULATE_WEIGHTED_MASKED(name, T, bytes) row<T>(#name).run(masked<T>(Blend{}, name, alpha));
 #include "../../src/arith/accumulate.def"
   Row("qoriAddWeighted_32f_C1R").run([](Setup& s) {
     const auto a = s.random<Qor32f>(), b = s.random<Qor32f>(), d = s.blank<Qor32f>();

@@ -14,7 +14,7 @@ bool near(double degrees, double x, double y) {
 }
 
 const Register fastArctan([] {
-  Row("qoribFastArctan_32f").budget(14).run([](Setup& s) {
+  Row("qoribFastArctan_32f").run([](Setup& s) {
     const Qor32f *y = s.randomVector<Qor32f>(), *x = s.randomVector<Qor32f>();
     Qor32f* d = s.blankVector<Qor32f>();
     return checked([=, len = s.len()] { return qoribFastArctan_32f(y, x, d, len); },

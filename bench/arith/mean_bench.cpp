@@ -67,25 +67,21 @@ auto plain(Operation* operation, int channels = 1) {
 }
 
 const Register mean([] {
-  Row("qoriMean_8u_C1MR").budget(0.8).alsoAt(ultraHd).run(masked<Qor8u>(qoriMean_8u_C1MR));
-  Row("qoriMean_8s_C1MR").budget(0.8).run(masked<Qor8s>(qoriMean_8s_C1MR));
-  Row("qoriMean_16u_C1MR").budget(1.4).run(masked<Qor16u>(qoriMean_16u_C1MR));
-  Row("qoriMean_32f_C1MR").budget(2.4).threads(2, ultraHd, 1.6).run(masked<Qor32f>(qoriMean_32f_C1MR));
-  Row("qoriMean_8u_C3CMR").budget(3.0).run(masked<Qor8u>(qoriMean_8u_C3CMR, 3));
-  Row("qoriMean_StdDev_8u_C1R")
-      .budget(0.6)
-      .alsoAt(ultraHd)
-      .threads(2, ultraHd, 1.6)
-      .run(plain<Qor8u>(qoriMean_StdDev_8u_C1R));
-  Row("qoriMean_StdDev_8s_C1R").budget(0.6).run(plain<Qor8s>(qoriMean_StdDev_8s_C1R));
-  Row("qoriMean_StdDev_16u_C1R").budget(1.2).run(plain<Qor16u>(qoriMean_StdDev_16u_C1R));
-  Row("qoriMean_StdDev_32f_C1R").budget(2.4).run(plain<Qor32f>(qoriMean_StdDev_32f_C1R));
-  Row("qoriMean_StdDev_8u_C3CR").budget(3.0).run(plain<Qor8u>(qoriMean_StdDev_8u_C3CR, 3));
-  Row("qoriMean_StdDev_8u_C1MR").budget(1.2).run(masked<Qor8u>(qoriMean_StdDev_8u_C1MR));
-  Row("qoriMean_StdDev_8s_C1MR").budget(1.2).run(masked<Qor8s>(qoriMean_StdDev_8s_C1MR));
-  Row("qoriMean_StdDev_16u_C1MR").budget(2.0).run(masked<Qor16u>(qoriMean_StdDev_16u_C1MR));
-  Row("qoriMean_StdDev_32f_C1MR").budget(3.0).run(masked<Qor32f>(qoriMean_StdDev_32f_C1MR));
-  Row("qoriMean_StdDev_8u_C3CMR").budget(3.0).run(masked<Qor8u>(qoriMean_StdDev_8u_C3CMR, 3));
+  Row("qoriMean_8u_C1MR").alsoAt(ultraHd).run(masked<Qor8u>(qoriMean_8u_C1MR));
+  Row("qoriMean_8s_C1MR").run(masked<Qor8s>(qoriMean_8s_C1MR));
+  Row("qoriMean_16u_C1MR").run(masked<Qor16u>(qoriMean_16u_C1MR));
+  Row("qoriMean_32f_C1MR").threads(2, ultraHd).run(masked<Qor32f>(qoriMean_32f_C1MR));
+  Row("qoriMean_8u_C3CMR").run(masked<Qor8u>(qoriMean_8u_C3CMR, 3));
+  Row("qoriMean_StdDev_8u_C1R").alsoAt(ultraHd).threads(2, ultraHd).run(plain<Qor8u>(qoriMean_StdDev_8u_C1R));
+  Row("qoriMean_StdDev_8s_C1R").run(plain<Qor8s>(qoriMean_StdDev_8s_C1R));
+  Row("qoriMean_StdDev_16u_C1R").run(plain<Qor16u>(qoriMean_StdDev_16u_C1R));
+  Row("qoriMean_StdDev_32f_C1R").run(plain<Qor32f>(qoriMean_StdDev_32f_C1R));
+  Row("qoriMean_StdDev_8u_C3CR").run(plain<Qor8u>(qoriMean_StdDev_8u_C3CR, 3));
+  Row("qoriMean_StdDev_8u_C1MR").run(masked<Qor8u>(qoriMean_StdDev_8u_C1MR));
+  Row("qoriMean_StdDev_8s_C1MR").run(masked<Qor8s>(qoriMean_StdDev_8s_C1MR));
+  Row("qoriMean_StdDev_16u_C1MR").run(masked<Qor16u>(qoriMean_StdDev_16u_C1MR));
+  Row("qoriMean_StdDev_32f_C1MR").run(masked<Qor32f>(qoriMean_StdDev_32f_C1MR));
+  Row("qoriMean_StdDev_8u_C3CMR").run(masked<Qor8u>(qoriMean_StdDev_8u_C3CMR, 3));
 });
 
 }  // namespace

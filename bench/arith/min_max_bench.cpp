@@ -63,20 +63,16 @@ auto masked(int channels, Call* call, Coi... coi) {
 }
 
 const Register extrema([] {
-  Row("qoriMinMaxIndx_8u_C1R")
-      .budget(0.7)
-      .alsoAt(ultraHd)
-      .threads(2, ultraHd, 1.6)
-      .run(plain<Qor8u>(1, qoriMinMaxIndx_8u_C1R));
-  Row("qoriMinMaxIndx_8s_C1R").budget(0.7).run(plain<Qor8s>(1, qoriMinMaxIndx_8s_C1R));
+  Row("qoriMinMaxIndx_8u_C1R").alsoAt(ultraHd).threads(2, ultraHd).run(plain<Qor8u>(1, qoriMinMaxIndx_8u_C1R));
+  Row("qoriMinMaxIndx_8s_C1R").run(plain<Qor8s>(1, qoriMinMaxIndx_8s_C1R));
   Row("qoriMinMaxIndx_16u_C1R").run(plain<Qor16u>(1, qoriMinMaxIndx_16u_C1R));
-  Row("qoriMinMaxIndx_32f_C1R").budget(2.2).run(plain<Qor32f>(1, qoriMinMaxIndx_32f_C1R));
-  Row("qoriMinMaxIndx_8u_C1MR").budget(1.0).run(masked<Qor8u>(1, qoriMinMaxIndx_8u_C1MR));
-  Row("qoriMinMaxIndx_8s_C1MR").budget(1.0).run(masked<Qor8s>(1, qoriMinMaxIndx_8s_C1MR));
+  Row("qoriMinMaxIndx_32f_C1R").run(plain<Qor32f>(1, qoriMinMaxIndx_32f_C1R));
+  Row("qoriMinMaxIndx_8u_C1MR").run(masked<Qor8u>(1, qoriMinMaxIndx_8u_C1MR));
+  Row("qoriMinMaxIndx_8s_C1MR").run(masked<Qor8s>(1, qoriMinMaxIndx_8s_C1MR));
   Row("qoriMinMaxIndx_16u_C1MR").run(masked<Qor16u>(1, qoriMinMaxIndx_16u_C1MR));
-  Row("qoriMinMaxIndx_32f_C1MR").budget(2.8).run(masked<Qor32f>(1, qoriMinMaxIndx_32f_C1MR));
-  Row("qoriMinMaxIndx_8u_C3CR").budget(3.0).run(plain<Qor8u>(3, qoriMinMaxIndx_8u_C3CR, 2));
-  Row("qoriMinMaxIndx_8u_C3CMR").budget(3.0).run(masked<Qor8u>(3, qoriMinMaxIndx_8u_C3CMR, 2));
+  Row("qoriMinMaxIndx_32f_C1MR").run(masked<Qor32f>(1, qoriMinMaxIndx_32f_C1MR));
+  Row("qoriMinMaxIndx_8u_C3CR").run(plain<Qor8u>(3, qoriMinMaxIndx_8u_C3CR, 2));
+  Row("qoriMinMaxIndx_8u_C3CMR").run(masked<Qor8u>(3, qoriMinMaxIndx_8u_C3CMR, 2));
 });
 
 }  // namespace

@@ -70,45 +70,28 @@ auto two(Norm norm, bool relative, Operation* operation, int channels) {
   };
 }
 
-struct Budgets {
-  double bytes, words, floats;
-};
-
-template <class T>
-double of(const Budgets& b) {
-  return sizeof(T) == 1 ? b.bytes : sizeof(T) == 2 ? b.words : b.floats;
-}
-
 const Register norms([] {
-  // 16u moves twice the bytes of 8u.
-  constexpr Budgets inf{0.8, 1.6, 2.6}, l1{0.9, 1.8, 2.6}, l2{1.1, 2.2, 2.6};
-  constexpr Budgets difference{1.3, 2.6, 4.2}, relative{1.7, 3.4, 4.6};
-  constexpr double ofThree = 3.0;
-  const auto norm = [&](const char* name, Norm n, const Budgets& budgets, auto* operation, auto sample) {
+  const auto norm = [&](const char* name, Norm n, auto* operation, auto sample) {
     using T = decltype(sample);
-    Row(name).budget(of<T>(budgets)).run(one<T>(n, operation, 1));
+    Row(name).run(one<T>(n, operation, 1));
   };
-  norm("qoriNorm_Inf_8u_C1MR", Inf, inf, qoriNorm_Inf_8u_C1MR, Qor8u{});
-  norm("qoriNorm_Inf_8s_C1MR", Inf, inf, qoriNorm_Inf_8s_C1MR, Qor8s{});
-  norm("qoriNorm_Inf_16u_C1MR", Inf, inf, qoriNorm_Inf_16u_C1MR, Qor16u{});
-  norm("qoriNorm_Inf_32f_C1MR", Inf, inf, qoriNorm_Inf_32f_C1MR, Qor32f{});
-  norm("qoriNorm_L1_8u_C1MR", L1, l1, qoriNorm_L1_8u_C1MR, Qor8u{});
-  norm("qoriNorm_L1_8s_C1MR", L1, l1, qoriNorm_L1_8s_C1MR, Qor8s{});
-  norm("qoriNorm_L1_16u_C1MR", L1, l1, qoriNorm_L1_16u_C1MR, Qor16u{});
-  norm("qoriNorm_L1_32f_C1MR", L1, l1, qoriNorm_L1_32f_C1MR, Qor32f{});
-  norm("qoriNorm_L2_8s_C1MR", L2, l2, qoriNorm_L2_8s_C1MR, Qor8s{});
-  norm("qoriNorm_L2_16u_C1MR", L2, l2, qoriNorm_L2_16u_C1MR, Qor16u{});
-  norm("qoriNorm_L2_32f_C1MR", L2, l2, qoriNorm_L2_32f_C1MR, Qor32f{});
-  Row("qoriNorm_L2_8u_C1MR")
-      .budget(l2.bytes)
-      .alsoAt(ultraHd)
-      .threads(2, ultraHd, 1.6)
-      .run(one<Qor8u>(L2, qoriNorm_L2_8u_C1MR, 1));
-  Row("qoriNorm_L2_8u_C3CMR").budget(ofThree).run(one<Qor8u>(L2, qoriNorm_L2_8u_C3CMR, 3));
+  norm("qoriNorm_Inf_8u_C1MR", Inf, qoriNorm_Inf_8u_C1MR, Qor8u{});
+  norm("qoriNorm_Inf_8s_C1MR", Inf, qoriNorm_Inf_8s_C1MR, Qor8s{});
+  norm("qoriNorm_Inf_16u_C1MR", Inf, qoriNorm_Inf_16u_C1MR, Qor16u{});
+  norm("qoriNorm_Inf_32f_C1MR", Inf, qoriNorm_Inf_32f_C1MR, Qor32f{});
+  norm("qoriNorm_L1_8u_C1MR", L1, qoriNorm_L1_8u_C1MR, Qor8u{});
+  norm("qoriNorm_L1_8s_C1MR", L1, qoriNorm_L1_8s_C1MR, Qor8s{});
+  norm("qoriNorm_L1_16u_C1MR", L1, qoriNorm_L1_16u_C1MR, Qor16u{});
+  norm("qoriNorm_L1_32f_C1MR", L1, qoriNorm_L1_32f_C1MR, Qor32f{});
+  norm("qoriNorm_L2_8s_C1MR", L2, qoriNorm_L2_8s_C1MR, Qor8s{});
+  norm("qoriNorm_L2_16u_C1MR", L2, qoriNorm_L2_16u_C1MR, Qor16u{});
+  norm("qoriNorm_L2_32f_C1MR", L2, qoriNorm_L2_32f_C1MR, Qor32f{});
+  Row("qoriNorm_L2_8u_C1MR").alsoAt(ultraHd).threads(2, ultraHd).run(one<Qor8u>(L2, qoriNorm_L2_8u_C1MR, 1));
+  Row("qoriNorm_L2_8u_C3CMR").run(one<Qor8u>(L2, qoriNorm_L2_8u_C3CMR, 3));
 
   const auto diff = [&](const char* name, Norm n, auto* operation, auto sample) {
     using T = decltype(sample);
-    Row(name).budget(of<T>(difference)).run(two<T>(n, false, operation, 1));
+    Row(name).run(two<T>(n, false, operation, 1));
   };
   diff("qoriNormDiff_Inf_8u_C1MR", Inf, qoriNormDiff_Inf_8u_C1MR, Qor8u{});
   diff("qoriNormDiff_Inf_8s_C1MR", Inf, qoriNormDiff_Inf_8s_C1MR, Qor8s{});
@@ -122,11 +105,11 @@ const Register norms([] {
   diff("qoriNormDiff_L2_8s_C1MR", L2, qoriNormDiff_L2_8s_C1MR, Qor8s{});
   diff("qoriNormDiff_L2_16u_C1MR", L2, qoriNormDiff_L2_16u_C1MR, Qor16u{});
   diff("qoriNormDiff_L2_32f_C1MR", L2, qoriNormDiff_L2_32f_C1MR, Qor32f{});
-  Row("qoriNormDiff_L1_8u_C3CMR").budget(2 * ofThree).run(two<Qor8u>(L1, false, qoriNormDiff_L1_8u_C3CMR, 3));
+  Row("qoriNormDiff_L1_8u_C3CMR").run(two<Qor8u>(L1, false, qoriNormDiff_L1_8u_C3CMR, 3));
 
   const auto rel = [&](const char* name, Norm n, auto* operation, auto sample) {
     using T = decltype(sample);
-    Row(name).budget(of<T>(relative)).run(two<T>(n, true, operation, 1));
+    Row(name).run(two<T>(n, true, operation, 1));
   };
   rel("qoriNormRel_Inf_8u_C1MR", Inf, qoriNormRel_Inf_8u_C1MR, Qor8u{});
   rel("qoriNormRel_Inf_8s_C1MR", Inf, qoriNormRel_Inf_8s_C1MR, Qor8s{});
@@ -140,7 +123,7 @@ const Register norms([] {
   rel("qoriNormRel_L2_8s_C1MR", L2, qoriNormRel_L2_8s_C1MR, Qor8s{});
   rel("qoriNormRel_L2_16u_C1MR", L2, qoriNormRel_L2_16u_C1MR, Qor16u{});
   rel("qoriNormRel_L2_32f_C1MR", L2, qoriNormRel_L2_32f_C1MR, Qor32f{});
-  Row("qoriNormRel_L2_8u_C3CMR").budget(2 * ofThree).run(two<Qor8u>(L2, true, qoriNormRel_L2_8u_C3CMR, 3));
+  Row("qoriNormRel_L2_8u_C3CMR").run(two<Qor8u>(L2, true, qoriNormRel_L2_8u_C3CMR, 3));
 });
 
 }  // namespace

@@ -12,8 +12,7 @@ namespace {
 const Register box([] {
   for (const int side : {3, 15, 63}) {
     Row row(std::string("qoriFilterBoxBorder_32f_C1R/") + (side == 3 ? "3x3" : side == 15 ? "15x15" : "63x63"));
-    if (side == 15) row.budget(10);
-    row.threads(2, ultraHd, 1.6).run([side](Setup& s) {
+    row.threads(2, ultraHd).run([side](Setup& s) {
       const auto a = s.random<Qor32f>({.margin = side / 2}), d = s.blank<Qor32f>();
       int bytes = 0;
       qoriFilterBoxBorderGetBufferSize(s.roi(), {side, side}, qor32f, 1, &bytes);
@@ -53,8 +52,8 @@ auto vector(Operation* operation, int mask, bool components, bool polar) {
 const Register vectors([] {
   const auto sobelBytes = qoriGradientVectorSobel_8u16s_C1R;
   const auto sobelFloats = qoriGradientVectorSobel_32f_C1R;
-  Row("qoriGradientVectorSobel_8u16s_C1R/xy").budget(5).run(vector<Qor8u, Qor16s>(sobelBytes, 33, true, false));
-  Row("qoriGradientVectorSobel_8u16s_C1R/all").budget(40).run(vector<Qor8u, Qor16s>(sobelBytes, 33, true, true));
+  Row("qoriGradientVectorSobel_8u16s_C1R/xy").run(vector<Qor8u, Qor16s>(sobelBytes, 33, true, false));
+  Row("qoriGradientVectorSobel_8u16s_C1R/all").run(vector<Qor8u, Qor16s>(sobelBytes, 33, true, true));
   Row("qoriGradientVectorSobel_8u16s_C1R/polar").run(vector<Qor8u, Qor16s>(sobelBytes, 33, false, true));
   Row("qoriGradientVectorSobel_8u16s_C1R/5x5xy").run(vector<Qor8u, Qor16s>(sobelBytes, 55, true, false));
   Row("qoriGradientVectorSobel_8u16s_C1R/5x5all").run(vector<Qor8u, Qor16s>(sobelBytes, 55, true, true));

@@ -37,37 +37,30 @@ auto unmasked(Operation* operation, Query* query, Divisor... divisor) {
 
 // Two rows a member: 3x3 and 5x5.
 template <class S, class D, class Operation, class Query, class... Divisor>
-void masks(const std::string& name, double budget3, double budget5, Operation* operation, Query* query,
-           Divisor... divisor) {
-  Row(name + ":3x3")
-      .budget(budget3)
-      .threads(2, ultraHd, 1.6)
-      .run(masked<S, D>(operation, query, qorMskSize3x3, divisor...));
-  Row(name + ":5x5").budget(budget5).run(masked<S, D>(operation, query, qorMskSize5x5, divisor...));
+void masks(const std::string& name, Operation* operation, Query* query, Divisor... divisor) {
+  Row(name + ":3x3").threads(2, ultraHd).run(masked<S, D>(operation, query, qorMskSize3x3, divisor...));
+  Row(name + ":5x5").run(masked<S, D>(operation, query, qorMskSize5x5, divisor...));
 }
 
-// Members of the table: budgets of a mask of 3x3 and of 5x5, which are others for the Laplacian. A divisor that is a
-// power of two takes exact integers, another one floats.
+// A divisor that is a power of two takes exact integers, another one floats.
 constexpr bool isLaplacian(std::string_view filter) { return filter == "Laplacian"; }
 
 const Register table([] {
-#define QOR_FIXED_8U16S(name, query, F, extra) \
-  masks<Qor8u, Qor16s>(#name, isLaplacian(#F) ? 3.2 : 2.8, isLaplacian(#F) ? 12 : 6, name, query);
-#define QOR_FIXED_8U8S(name, query, F, extra) \
-  masks<Qor8u, Qor8s>(#name, 4.5, isLaplacian(#F) ? 12 : 8, name, query, isLaplacian(#F) ? 16 : 8);
-#define QOR_FIXED_32F(name, query, F, extra) masks<Qor32f, Qor32f>(#name, 4.6, isLaplacian(#F) ? 12 : 6.5, name, query);
-#define QOR_SCHARR_8U16S(name, query, F, extra) Row(#name).budget(2.8).run(unmasked<Qor8u, Qor16s>(name, query));
-#define QOR_SCHARR_8U8S(name, query, F, extra) Row(#name).budget(4.5).run(unmasked<Qor8u, Qor8s>(name, query, 16));
-#define QOR_SCHARR_32F(name, query, F, extra) Row(#name).budget(4.6).run(unmasked<Qor32f, Qor32f>(name, query));
+#define QOR_FIXED_8U16S(name, query, F, extra) masks<Qor8u, Qor16s>(#name, name, query);
+#define QOR_FIXED_8U8S(name, query, F, extra) masks<Qor8u, Qor8s>(#name, name, query, isLaplacian(#F) ? 16 : 8);
+#define QOR_FIXED_32F(name, query, F, extra) masks<Qor32f, Qor32f>(#name, name, query);
+#define QOR_SCHARR_8U16S(name, query, F, extra) Row(#name).run(unmasked<Qor8u, Qor16s>(name, query));
+#define QOR_SCHARR_8U8S(name, query, F, extra) Row(#name).run(unmasked<Qor8u, Qor8s>(name, query, 16));
+#define QOR_SCHARR_32F(name, query, F, extra) Row(#name).run(unmasked<Qor32f, Qor32f>(name, query));
 #include "../../src/filter/fixed_filter.def"
-  masks<Qor8u, Qor8s>("qoriFilterSobelVertBorder_8u8s_C1R:by12", 4.5, 8, qoriFilterSobelVertBorder_8u8s_C1R,
+  masks<Qor8u, Qor8s>("qoriFilterSobelVertBorder_8u8s_C1R:by12", qoriFilterSobelVertBorder_8u8s_C1R,
                       qoriFilterSobelVertGetBufferSize_8u8s_C1R, 12);
 });
 
 const Register lowpass([] {
-  masks<Qor8u, Qor8u>("qoriFilterLowpassBorder_8u_C1R", 2.2, 3.5, qoriFilterLowpassBorder_8u_C1R,
+  masks<Qor8u, Qor8u>("qoriFilterLowpassBorder_8u_C1R", qoriFilterLowpassBorder_8u_C1R,
                       qoriFilterLowpassGetBufferSize_8u_C1R);
-  masks<Qor32f, Qor32f>("qoriFilterLowpassBorder_32f_C1R", 6, 8, qoriFilterLowpassBorder_32f_C1R,
+  masks<Qor32f, Qor32f>("qoriFilterLowpassBorder_32f_C1R", qoriFilterLowpassBorder_32f_C1R,
                         qoriFilterLowpassGetBufferSize_32f_C1R);
 });
 

@@ -76,22 +76,22 @@ Row row(const char* name, int kernelSize) { return Row(std::string(name) + "/K="
 
 // The cost grows with the number of taps, without a jump.
 const Register gaussian([] {
-  row("qoriFilterGaussianBorder_8u_C1R", 3).budget(4.5).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 3));
-  row("qoriFilterGaussianBorder_8u_C1R", 5).budget(7.5).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 5));
+  row("qoriFilterGaussianBorder_8u_C1R", 3).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 3));
+  row("qoriFilterGaussianBorder_8u_C1R", 5).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 5));
   row("qoriFilterGaussianBorder_8u_C1R", 7).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 7));
-  row("qoriFilterGaussianBorder_8u_C1R", 9).budget(12).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 9));
-  row("qoriFilterGaussianBorder_8u_C1R", 15).budget(19).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 15));
+  row("qoriFilterGaussianBorder_8u_C1R", 9).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 9));
+  row("qoriFilterGaussianBorder_8u_C1R", 15).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 15));
   row("qoriFilterGaussianBorder_8u_C1R", 31).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C1R, 31));
-  row("qoriFilterGaussianBorder_8u_C3R", 3).budget(13.5).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C3R, 3, 3));
-  row("qoriFilterGaussianBorder_8u_C3R", 5).budget(22.5).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C3R, 5, 3));
-  row("qoriFilterGaussianBorder_8u_C3R", 9).budget(36).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C3R, 9, 3));
-  row("qoriFilterGaussianBorder_8u_C3R", 15).budget(57).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C3R, 15, 3));
-  row("qoriFilterGaussianBorder_16u_C1R", 5).budget(14).run(smooth<Qor16u>(qoriFilterGaussianBorder_16u_C1R, 5));
+  row("qoriFilterGaussianBorder_8u_C3R", 3).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C3R, 3, 3));
+  row("qoriFilterGaussianBorder_8u_C3R", 5).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C3R, 5, 3));
+  row("qoriFilterGaussianBorder_8u_C3R", 9).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C3R, 9, 3));
+  row("qoriFilterGaussianBorder_8u_C3R", 15).run(smooth<Qor8u>(qoriFilterGaussianBorder_8u_C3R, 15, 3));
+  row("qoriFilterGaussianBorder_16u_C1R", 5).run(smooth<Qor16u>(qoriFilterGaussianBorder_16u_C1R, 5));
   row("qoriFilterGaussianBorder_16u_C3R", 5).run(smooth<Qor16u>(qoriFilterGaussianBorder_16u_C3R, 5, 3));
-  row("qoriFilterGaussianBorder_16s_C1R", 5).budget(13).run(smooth<Qor16s>(qoriFilterGaussianBorder_16s_C1R, 5));
+  row("qoriFilterGaussianBorder_16s_C1R", 5).run(smooth<Qor16s>(qoriFilterGaussianBorder_16s_C1R, 5));
   row("qoriFilterGaussianBorder_16s_C3R", 5).run(smooth<Qor16s>(qoriFilterGaussianBorder_16s_C3R, 5, 3));
   row("qoriFilterGaussianBorder_32f_C1R", 3).run(smooth<Qor32f>(qoriFilterGaussianBorder_32f_C1R, 3));
-  row("qoriFilterGaussianBorder_32f_C1R", 5).budget(7.5).run(smooth<Qor32f>(qoriFilterGaussianBorder_32f_C1R, 5));
+  row("qoriFilterGaussianBorder_32f_C1R", 5).run(smooth<Qor32f>(qoriFilterGaussianBorder_32f_C1R, 5));
   row("qoriFilterGaussianBorder_32f_C1R", 15).run(smooth<Qor32f>(qoriFilterGaussianBorder_32f_C1R, 15));
   row("qoriFilterGaussianBorder_32f_C3R", 5).run(smooth<Qor32f>(qoriFilterGaussianBorder_32f_C3R, 5, 3));
   row("qoriFilterGaussBorder_32f_C1R", 5).run(inOneCall(5));

@@ -131,41 +131,29 @@ const Register pipelines([] {
 #define COLUMN(tag) qoriFilterColumnPipeline_##tag, qoriFilterColumnPipelineGetBufferSize_##tag
   using S = Qor16s;
   using F = Qor32f;
-  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=3")
-      .budget(2.0)
-      .threads(2, ultraHd, 1.6)
-      .run(rows<Qor8u, S>(ROW(8u16s_C1R), smooth3, 1));
-  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=5:by=16").budget(5.5).run(rows<Qor8u, S>(ROW(8u16s_C1R), smooth5, 16));
-  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=5:by=22").budget(5.5).run(rows<Qor8u, S>(ROW(8u16s_C1R), general5, 22));
+  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=3").threads(2, ultraHd).run(rows<Qor8u, S>(ROW(8u16s_C1R), smooth3, 1));
+  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=5:by=16").run(rows<Qor8u, S>(ROW(8u16s_C1R), smooth5, 16));
+  Row("qoriFilterRowBorderPipeline_8u16s_C1R:K=5:by=22").run(rows<Qor8u, S>(ROW(8u16s_C1R), general5, 22));
   Row("qoriFilterRowBorderPipeline_16s_C1R:K=5").run(rows<S, S>(ROW(16s_C1R), general5, 22));
   Row("qoriFilterRowBorderPipeline_16u_C1R:K=5")
       .run(rows<Qor16u, Qor16u>(ROW(16u_C1R), Taps<Qor16u>{1, 4, 6, 4, 1}, 16));
-  Row("qoriFilterRowBorderPipeline_32f_C1R:K=5").budget(5).run(rows<F, F>(ROW(32f_C1R), float5));
-  Row("qoriFilterRowBorderPipeline_Low_16s_C1R:K=3").budget(2.5).run(rows<S, S>(ROW(Low_16s_C1R), smooth3, 4));
-  Row("qoriFilterRowBorderPipeline_Low_16s_C1R:K=5:binomial")
-      .budget(2.5)
-      .run(rows<S, S>(ROW(Low_16s_C1R), smooth5, 16));
+  Row("qoriFilterRowBorderPipeline_32f_C1R:K=5").run(rows<F, F>(ROW(32f_C1R), float5));
+  Row("qoriFilterRowBorderPipeline_Low_16s_C1R:K=3").run(rows<S, S>(ROW(Low_16s_C1R), smooth3, 4));
+  Row("qoriFilterRowBorderPipeline_Low_16s_C1R:K=5:binomial").run(rows<S, S>(ROW(Low_16s_C1R), smooth5, 16));
   Row("qoriFilterColumnPipeline_16s8u_C1R:K=3")
-      .budget(4.5)
-      .threads(2, ultraHd, 1.6)
+      .threads(2, ultraHd)
       .run(columns<S, Qor8u>(COLUMN(16s8u_C1R), smooth3, 4));
-  Row("qoriFilterColumnPipeline_16s8u_C1R:K=5").budget(7.5).run(columns<S, Qor8u>(COLUMN(16s8u_C1R), smooth5, 16));
-  Row("qoriFilterColumnPipeline_16s8u_C1R:K=3:by=12")
-      .budget(4.5)
-      .run(columns<S, Qor8u>(COLUMN(16s8u_C1R), general3, 12));
-  Row("qoriFilterColumnPipeline_16s8u_C1R:K=5:by=22")
-      .budget(7.5)
-      .run(columns<S, Qor8u>(COLUMN(16s8u_C1R), general5, 22));
-  Row("qoriFilterColumnPipeline_16s_C1R:K=3").budget(4.5).run(columns<S, S>(COLUMN(16s_C1R), smooth3, 4));
-  Row("qoriFilterColumnPipeline_16s_C1R:K=5").budget(7.5).run(columns<S, S>(COLUMN(16s_C1R), smooth5, 16));
-  Row("qoriFilterColumnPipeline_16s_C1R:K=5:by=22").budget(7.5).run(columns<S, S>(COLUMN(16s_C1R), general5, 22));
+  Row("qoriFilterColumnPipeline_16s8u_C1R:K=5").run(columns<S, Qor8u>(COLUMN(16s8u_C1R), smooth5, 16));
+  Row("qoriFilterColumnPipeline_16s8u_C1R:K=3:by=12").run(columns<S, Qor8u>(COLUMN(16s8u_C1R), general3, 12));
+  Row("qoriFilterColumnPipeline_16s8u_C1R:K=5:by=22").run(columns<S, Qor8u>(COLUMN(16s8u_C1R), general5, 22));
+  Row("qoriFilterColumnPipeline_16s_C1R:K=3").run(columns<S, S>(COLUMN(16s_C1R), smooth3, 4));
+  Row("qoriFilterColumnPipeline_16s_C1R:K=5").run(columns<S, S>(COLUMN(16s_C1R), smooth5, 16));
+  Row("qoriFilterColumnPipeline_16s_C1R:K=5:by=22").run(columns<S, S>(COLUMN(16s_C1R), general5, 22));
   Row("qoriFilterColumnPipeline_16u_C1R:K=5")
       .run(columns<Qor16u, Qor16u>(COLUMN(16u_C1R), Taps<Qor16u>{1, 4, 6, 4, 1}, 16));
-  Row("qoriFilterColumnPipeline_32f_C1R:K=5").budget(5).run(columns<F, F>(COLUMN(32f_C1R), float5));
-  Row("qoriFilterColumnPipeline_Low_16s_C1R:K=3").budget(2.5).run(columns<S, S>(COLUMN(Low_16s_C1R), smooth3, 4));
-  Row("qoriFilterColumnPipeline_Low_16s_C1R:K=5:binomial")
-      .budget(2.5)
-      .run(columns<S, S>(COLUMN(Low_16s_C1R), smooth5, 16));
+  Row("qoriFilterColumnPipeline_32f_C1R:K=5").run(columns<F, F>(COLUMN(32f_C1R), float5));
+  Row("qoriFilterColumnPipeline_Low_16s_C1R:K=3").run(columns<S, S>(COLUMN(Low_16s_C1R), smooth3, 4));
+  Row("qoriFilterColumnPipeline_Low_16s_C1R:K=5:binomial").run(columns<S, S>(COLUMN(Low_16s_C1R), smooth5, 16));
   for (const int K : {3, 5, 7, 9, 15}) {
     Taps<S> taps(static_cast<size_t>(K), static_cast<S>(4096 / K));
     taps.front() = 100;
@@ -177,7 +165,7 @@ const Register pipelines([] {
     }
     Row("filterByteColumns_16s8u_C1R:K=" + std::to_string(K) + ":by=4096").run(byteColumns(K));
   }
-  Row("qoriFilterRowBorderPipeline_32f_C1R:and_column:K=15").pixel(4).budget(30).run(bothPasses());
+  Row("qoriFilterRowBorderPipeline_32f_C1R:and_column:K=15").pixel(4).run(bothPasses());
 });
 
 }  // namespace

@@ -13,28 +13,28 @@ namespace {
 constexpr int border = 8;
 
 const Register images([] {
-  Row("qoriCopy_8u_C1R").budget(1.05).run([](Setup& s) {
+  Row("qoriCopy_8u_C1R").run([](Setup& s) {
     const auto a = s.random<Qor8u>(), d = s.blank<Qor8u>();
     return checked([=, roi = s.roi()] { return qoriCopy_8u_C1R(a.p, a.step, d.p, d.step, roi); },
                    [=] { return d.all([=](int x, int y) { return d(x, y) == a(x, y); }); });
   });
-  Row("qoriSet_8u_C1R").budget(1.05).run([](Setup& s) {
+  Row("qoriSet_8u_C1R").run([](Setup& s) {
     const auto d = s.blank<Qor8u>();
     return checked([=, roi = s.roi()] { return qoriSet_8u_C1R(77, d.p, d.step, roi); },
                    [=] { return d.all([=](int x, int y) { return d(x, y) == 77; }); });
   });
-  Row("qoriConvert_16u32f_C1R").budget(3.2).run([](Setup& s) {
+  Row("qoriConvert_16u32f_C1R").run([](Setup& s) {
     const auto a = s.random<Qor16u>();
     const auto d = s.blank<Qor32f>();
     return checked([=, roi = s.roi()] { return qoriConvert_16u32f_C1R(a.p, a.step, d.p, d.step, roi); },
                    [=] { return d.all([=](int x, int y) { return d(x, y) == static_cast<Qor32f>(a(x, y)); }); });
   });
-  Row("qoriSub_8u_C1RSfs").budget(1.5).run([](Setup& s) {
+  Row("qoriSub_8u_C1RSfs").run([](Setup& s) {
     const auto a = s.random<Qor8u>(), b = s.random<Qor8u>(), d = s.blank<Qor8u>();
     return checked([=, roi = s.roi()] { return qoriSub_8u_C1RSfs(a.p, a.step, b.p, b.step, d.p, d.step, roi, 0); },
                    [=] { return d.all([=](int x, int y) { return d(x, y) == std::max(b(x, y) - a(x, y), 0); }); });
   });
-  Row("qoriThreshold_Val_8u_C1R").budget(1.05).run([](Setup& s) {
+  Row("qoriThreshold_Val_8u_C1R").run([](Setup& s) {
     const auto a = s.random<Qor8u>(), d = s.blank<Qor8u>();
     return checked(
         [=, roi = s.roi()] { return qoriThreshold_Val_8u_C1R(a.p, a.step, d.p, d.step, roi, 128, 255, qorCmpGreater); },
@@ -60,10 +60,10 @@ auto around(Operation operation) {
 }
 
 const Register borders([] {
-  Row("qoriCopyConstBorder_8u_C1R").budget(1.05).run(around([](auto a, QoriSize inner, auto d, QoriSize outer) {
+  Row("qoriCopyConstBorder_8u_C1R").run(around([](auto a, QoriSize inner, auto d, QoriSize outer) {
     return qoriCopyConstBorder_8u_C1R(a.p, a.step, inner, d.p, d.step, outer, border, border, 9);
   }));
-  Row("qoriCopyReplicateBorder_8u_C1R").budget(1.05).run(around([](auto a, QoriSize inner, auto d, QoriSize outer) {
+  Row("qoriCopyReplicateBorder_8u_C1R").run(around([](auto a, QoriSize inner, auto d, QoriSize outer) {
     return qoriCopyReplicateBorder_8u_C1R(a.p, a.step, inner, d.p, d.step, outer, border, border);
   }));
 });
@@ -71,7 +71,7 @@ const Register borders([] {
 bool near(double got, double want) { return std::fabs(got - want) <= 1e-6 * std::fabs(want); }
 
 const Register vectors([] {
-  Row("qorsSqrt_32f").budget(5).run([](Setup& s) {
+  Row("qorsSqrt_32f").run([](Setup& s) {
     const Qor32f* a = s.randomVector<Qor32f>(0, 0, 1e6);
     Qor32f* d = s.blankVector<Qor32f>();
     return checked([=, len = s.len()] { return qorsSqrt_32f(a, d, len); },
@@ -79,7 +79,7 @@ const Register vectors([] {
                      return std::equal(a, a + len, d, [](Qor32f v, Qor32f root) { return root == std::sqrt(v); });
                    });
   });
-  Row("qorsMagnitude_32f").budget(7.5).run([](Setup& s) {
+  Row("qorsMagnitude_32f").run([](Setup& s) {
     const Qor32f *x = s.randomVector<Qor32f>(), *y = s.randomVector<Qor32f>();
     Qor32f* d = s.blankVector<Qor32f>();
     return checked([=, len = s.len()] { return qorsMagnitude_32f(x, y, d, len); },
@@ -89,7 +89,7 @@ const Register vectors([] {
                      return true;
                    });
   });
-  Row("qorsAtan2_32f_A21").budget(25).run([](Setup& s) {
+  Row("qorsAtan2_32f_A21").run([](Setup& s) {
     const Qor32f *x = s.randomVector<Qor32f>(), *y = s.randomVector<Qor32f>();
     Qor32f* d = s.blankVector<Qor32f>();
     return checked([=, len = s.len()] { return qorsAtan2_32f_A21(y, x, d, len); },
@@ -102,7 +102,6 @@ const Register vectors([] {
   constexpr QoriSize million{1000000, 1};
   Row("qorsSortAscend_64f_I")
       .sizes({million})
-      .budgetMax(Metric::versusReference, 1.1, million)
       .against("std::sort",
                [](Setup& s) {
                  const Qor64f* a = s.randomVector<Qor64f>();

@@ -113,38 +113,27 @@ auto mixed(Operation* operation, int rects, int thin, Scale... scale) {
 using Float = QoriHaarClassifier_32f;
 using Integer = QoriHaarClassifier_32s;
 
-// Budgets count a feature of two rectangles at a pixel of the region, candidate or not.
 const Register rows([] {
   const auto dense = upright<Qor32f, Qor32f, Float, Qor32f>(qoriApplyHaarClassifier_32f_C1R, 2, 1);
-  Row("qoriApplyHaarClassifier_32f_C1R").items(features, "feature").budgetMax(Metric::nsPerPixel, 0.9).run(dense);
+  Row("qoriApplyHaarClassifier_32f_C1R").run(dense);
   Row("qoriApplyHaarClassifier_32f_C1R/thinned to 1 in 32")
-      .items(features, "feature")
       .against("the dense mask", dense)
-      .budgetMax(Metric::versusReference, 0.125)
       .run(upright<Qor32f, Qor32f, Float, Qor32f>(qoriApplyHaarClassifier_32f_C1R, 2, 32));
   Row("qoriApplyHaarClassifier_32f_C1R/half the mask")
-      .items(features, "feature")
       .run(upright<Qor32f, Qor32f, Float, Qor32f>(qoriApplyHaarClassifier_32f_C1R, 2, 2));
   Row("qoriApplyHaarClassifier_32f_C1R/3 rectangles")
-      .items(features, "feature")
       .run(upright<Qor32f, Qor32f, Float, Qor32f>(qoriApplyHaarClassifier_32f_C1R, 3, 1));
   Row("qoriApplyHaarClassifier_32f_C1R/4 rectangles")
-      .items(features, "feature")
       .run(upright<Qor32f, Qor32f, Float, Qor32f>(qoriApplyHaarClassifier_32f_C1R, 4, 1));
   Row("qoriApplyHaarClassifier_32s32f_C1R")
-      .items(features, "feature")
       .run(upright<Qor32s, Qor32f, Float, Qor32f>(qoriApplyHaarClassifier_32s32f_C1R, 2, 1));
   Row("qoriApplyHaarClassifier_32s_C1RSfs")
-      .items(features, "feature")
       .run(upright<Qor32s, Qor32s, Integer, Qor32s>(qoriApplyHaarClassifier_32s_C1RSfs, 2, 1, 0));
   Row("qoriApplyMixedHaarClassifier_32f_C1R")
-      .items(features, "feature")
       .run(mixed<Qor32f, Qor32f, Float, Qor32f>(qoriApplyMixedHaarClassifier_32f_C1R, 2, 1));
   Row("qoriApplyMixedHaarClassifier_32s32f_C1R")
-      .items(features, "feature")
       .run(mixed<Qor32s, Qor32f, Float, Qor32f>(qoriApplyMixedHaarClassifier_32s32f_C1R, 2, 1));
   Row("qoriApplyMixedHaarClassifier_32s_C1RSfs")
-      .items(features, "feature")
       .run(mixed<Qor32s, Qor32s, Integer, Qor32s>(qoriApplyMixedHaarClassifier_32s_C1RSfs, 2, 1, -2));
 });
 

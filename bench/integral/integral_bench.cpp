@@ -117,32 +117,26 @@ const char* const trafficName = "moving the bytes of source and tables";
 
 const Register integrals([] {
   Row("qoriIntegral_8u32s_C1R")
-      .budget(2.4)
       .alsoAt(ultraHd)
       .against(trafficName, traffic<Qor8u, Qor32s>(1))
       .run(plain<Qor32s, Qor8u>(qoriIntegral_8u32s_C1R, 0));
   Row("qoriIntegral_8u32f_C1R")
-      .budget(2.7)
       .against(trafficName, traffic<Qor8u, Qor32f>(1))
       .run(plain<Qor32f, Qor8u>(qoriIntegral_8u32f_C1R, 0.0F));
   Row("qoriIntegral_32f_C1R")
-      .budget(5)
       .against(trafficName, traffic<Qor32f, Qor32f>(1))
       .run(plain<Qor32f, Qor32f>(qoriIntegral_32f_C1R));
   Row("qoriSqrIntegral_8u32s_C1R")
       .against(trafficName, traffic<Qor8u, Qor32s, Qor32s>(1))
       .run(squared<Qor32s, Qor32s>(qoriSqrIntegral_8u32s_C1R));
   Row("qoriSqrIntegral_8u32s64f_C1R")
-      .budget(8)
       .alsoAt(ultraHd)
       .against(trafficName, traffic<Qor8u, Qor32s, Qor64f>(1))
       .run(squared<Qor32s, Qor64f>(qoriSqrIntegral_8u32s64f_C1R));
   Row("qoriSqrIntegral_8u32f64f_C1R")
-      .budget(8)
       .against(trafficName, traffic<Qor8u, Qor32f, Qor64f>(1))
       .run(squared<Qor32f, Qor64f>(qoriSqrIntegral_8u32f64f_C1R));
   Row("qoriTiltedIntegral_8u32s_C1R")
-      .budget(5)
       .alsoAt(ultraHd)
       .against(trafficName, traffic<Qor8u, Qor32s>(2))
       .run(tilted<Qor32s>(qoriTiltedIntegral_8u32s_C1R));
@@ -153,7 +147,6 @@ const Register integrals([] {
       .against(trafficName, traffic<Qor8u, Qor32s, Qor32s>(2))
       .run(tiltedSquared<Qor32s, Qor32s>(qoriTiltedSqrIntegral_8u32s_C1R));
   Row("qoriTiltedSqrIntegral_8u32s64f_C1R")
-      .budget(14)
       .against(trafficName, traffic<Qor8u, Qor32s, Qor64f>(2))
       .run(tiltedSquared<Qor32s, Qor64f>(qoriTiltedSqrIntegral_8u32s64f_C1R));
   Row("qoriTiltedSqrIntegral_8u32f64f_C1R")

@@ -101,11 +101,9 @@ const Register deviations([] {
       .against(trafficName, traffic<Qor32s, Qor32s, Qor32s>)
       .run(deviation<Qor32s, Qor32s, Qor32s>(qoriRectStdDev_32s_C1RSfs, false, 0));
   Row("qoriRectStdDev_32s32f_C1R")
-      .budget(12)
       .against(trafficName, traffic<Qor32s, Qor64f, Qor32f>)
       .run(deviation<Qor32s, Qor64f, Qor32f>(qoriRectStdDev_32s32f_C1R, false));
   Row("qoriRectStdDev_32f_C1R")
-      .budget(12)
       .threads(2, ultraHd)
       .against(trafficName, traffic<Qor32f, Qor64f, Qor32f>)
       .run(deviation<Qor32f, Qor64f, Qor32f>(qoriRectStdDev_32f_C1R, false));

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <deque>
 
 #include "qorcore.h"
 
@@ -166,38 +167,45 @@ std::string firstCall(const Case& made) {
 
 }  // namespace
 
-Result measure(const RowData& row, QoriSize size, int threads, double seconds) {
+Result measure(const Levels& levels, QoriSize size, int threads, double seconds) {
   Result result;
-  Setup setup(size, row.contiguous), other(size, row.contiguous), images(size, row.contiguous);
-  const double pixelBytes = row.sampleBytes * row.channels;
-
-  qorSetNumThreads(threads);
-  const Case made = row.make(setup);
-  result.error = firstCall(made);
-  if (!result.error.empty()) return result;
-  result.bytes = setup.bytes();
-  if (result.bytes > outerCache) seconds *= outerCacheSeconds;
-
+  const RowData& row = *levels.back();
+  std::deque<Setup> setups;
   std::vector<Series> series;
   const auto add = [&](Batch batch, int n) {
     series.emplace_back(std::move(batch), n);
     return series.size() - 1;
   };
-  const size_t main = add(made.batch, threads);
+  // Makes the call of a row or of its reference; null when it goes wrong.
+  const auto make = [&](const Maker& maker) {
+    Case made = maker(setups.emplace_back(size, row.contiguous));
+    result.error = firstCall(made);
+    return result.error.empty() ? made.batch : nullptr;
+  };
+
+  qorSetNumThreads(threads);
+  Batch batch;
+  for (const RowData* level : levels) {
+    batch = make(level->make);
+    if (batch == nullptr) return result;
+    add(batch, threads);
+  }
+  const size_t main = series.size() - 1;
+  result.bytes = setups.back().bytes();
+  if (result.bytes > outerCache) seconds *= outerCacheSeconds;
+
+  Setup& images = setups.emplace_back(size, row.contiguous);
+  const double pixelBytes = row.sampleBytes * row.channels;
   const size_t copy = add(copyRows(images, size, 1, 1), 1);
   const size_t sameCopy = pixelBytes == 1 ? copy : add(copyRows(images, size, pixelBytes, 1), 1);
   size_t reference = 0, single = 0, computeOne = 0, computeAll = 0, copyAll = 0;
   if (row.makeReference) {
-    const Case referenceMade = row.makeReference(other);
-    result.error = firstCall(referenceMade);
-    if (!result.error.empty()) {
-      result.error = row.referenceName + ": " + result.error;
-      return result;
-    }
-    reference = add(referenceMade.batch, threads);
+    const Batch other = make(row.makeReference);
+    if (other == nullptr) return result;
+    reference = add(other, threads);
   }
   if (threads > 1) {
-    single = add(made.batch, 1);
+    single = add(batch, 1);
     computeOne = add(compute(1), 1);
     computeAll = add(compute(threads), 1);
     copyAll = add(copyRows(images, size, pixelBytes, threads), 1);
@@ -212,8 +220,10 @@ Result measure(const RowData& row, QoriSize size, int threads, double seconds) {
   }
   qorSetNumThreads(1);
 
-  result.nsPerCall = series[main].best();
-  result.copies = ratio(series[main], series[copy]);
+  for (size_t level = 0; level < levels.size(); ++level) {
+    result.nsPerCall.push_back(series[level].best());
+    result.copies.push_back(ratio(series[level], series[copy]));
+  }
   result.noise = spread(series[main], series[copy]);
   result.sameCopies = ratio(series[main], series[sameCopy]);
   if (row.makeReference) result.versusReference = ratio(series[main], series[reference]);

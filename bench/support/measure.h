@@ -2,15 +2,16 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "support/row.h"
 
 namespace qor::bench {
 
 struct Result {
-  std::string error;     // empty when the first call was right
-  double nsPerCall = 0;  // the quietest sample
-  double copies = 0;     // medians over the rounds, each of the ratio of neighbours in time
+  std::string error;              // empty when the first call was right
+  std::vector<double> nsPerCall;  // of each level, the quietest sample; what follows is of the last level
+  std::vector<double> copies;     // of each level, relative to a copy of the 8-bit image
   double sameCopies = 0;
   double versusReference = 0;  // 0 without a reference
   double noise = 0;            // spread of copies over the rounds: half the distance of the quartiles, relative
@@ -21,8 +22,11 @@ struct Result {
   int64_t bytes = 0;
 };
 
+// One row as it stands in the module of each level, plain first.
+using Levels = std::vector<const RowData*>;
+
 // Measures for about so many seconds, at least some rounds, and longer while the machine is busy.
-Result measure(const RowData& row, QoriSize size, int threads, double seconds);
+Result measure(const Levels& levels, QoriSize size, int threads, double seconds);
 
 // One checked call, then one between entering and leaving qorBenchCounted, for an instruction counter to watch.
 std::string callCounted(const RowData& row, QoriSize size);

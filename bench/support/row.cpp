@@ -61,16 +61,6 @@ Row::Row(std::string name) {
   data_.name = std::move(name);
 }
 
-Row& Row::budgetMax(Metric metric, double value, QoriSize at) {
-  data_.budgets.push_back({metric, value, true, at, 1});
-  return *this;
-}
-
-Row& Row::budgetMin(Metric metric, double value, QoriSize at) {
-  data_.budgets.push_back({metric, value, false, at, 1});
-  return *this;
-}
-
 Row& Row::sizes(std::vector<QoriSize> sizes) {
   data_.sizes = std::move(sizes);
   return *this;
@@ -92,15 +82,8 @@ Row& Row::contiguous() {
   return *this;
 }
 
-Row& Row::items(int count, std::string name) {
-  data_.items = count;
-  data_.itemName = std::move(name);
-  return *this;
-}
-
-Row& Row::threads(int count, QoriSize size, double minSpeedup) {
+Row& Row::threads(int count, QoriSize size) {
   data_.threadRuns.push_back({count, size});
-  if (minSpeedup > 0) data_.budgets.push_back({Metric::speedup, minSpeedup, false, size, count});
   return *this;
 }
 
@@ -109,18 +92,11 @@ void Row::add() {
     std::fprintf(stderr, "%s: the name has no type tag, give pixel()\n", data_.name.c_str());
     std::exit(1);
   }
-  for (const Budget& budget : data_.budgets) {
-    const auto sized = [&](QoriSize size) { return same(size, budget.size); };
-    if (budget.threads == 1 && std::none_of(data_.sizes.begin(), data_.sizes.end(), sized)) {
-      std::fprintf(stderr, "%s: a budget at a size that is not measured\n", data_.name.c_str());
-      std::exit(1);
-    }
-  }
   rows().push_back(std::move(data_));
 }
-
-const std::vector<RowData>& allRows() { return rows(); }
 
 std::string sizeText(QoriSize size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
 }  // namespace qor::bench
+
+const std::vector<qor::bench::RowData>* qorBenchRows() { return &qor::bench::rows(); }

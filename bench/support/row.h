@@ -1,8 +1,7 @@
-// Rows of the benchmark. A row carries the exported name, stands in the source with its budgets, and is registered at
-// start:
+// Rows of the benchmark. A row carries the exported name and is registered at start:
 //
 //   const Register rows([] {
-//     Row("qoriAbsDiff_8u_C1R").budget(1.5).run([](Setup& s) {
+//     Row("qoriAbsDiff_8u_C1R").run([](Setup& s) {
 //       const auto a = s.random<Qor8u>(), b = s.random<Qor8u>(), d = s.blank<Qor8u>();
 //       return [=, roi = s.roi()] { return qoriAbsDiff_8u_C1R(a.p, a.step, b.p, b.step, d.p, d.step, roi); };
 //     });
@@ -196,24 +195,6 @@ Maker maker(Make make) {
   };
 }
 
-// What a budget can be set on.
-enum class Metric {
-  copies,           // time over the time of copying the 8-bit image of the size
-  sameCopies,       // time over the time of copying the image itself
-  nsPerPixel,       // and per item, where the row counts items
-  samplesPerNs,     // pixels times channels over the time
-  versusReference,  // time over the time of the row's reference
-  speedup,          // time with one thread over the time with the row's threads
-};
-
-struct Budget {
-  Metric metric;
-  double value;
-  bool atMost;
-  QoriSize size;
-  int threads;
-};
-
 struct ThreadRun {
   int threads;
   QoriSize size;
@@ -223,12 +204,9 @@ struct RowData {
   std::string name;
   std::vector<QoriSize> sizes{small, odd, fullHd};
   std::vector<ThreadRun> threadRuns;
-  std::vector<Budget> budgets;
   double sampleBytes = 0;
   int channels = 0;
   bool contiguous = false;
-  int items = 1;
-  std::string itemName;
   std::string referenceName;
   Maker make, makeReference;
 };
@@ -239,11 +217,6 @@ class Row {
   // its C1, C3 or C4; a name without a tag needs pixel().
   explicit Row(std::string name);
 
-  // At most so many copies of the 8-bit image at 1920x1080 with one thread.
-  Row& budget(double copies) { return budgetMax(Metric::copies, copies, fullHd); }
-  Row& budgetMax(Metric metric, double value, QoriSize at = fullHd);
-  Row& budgetMin(Metric metric, double value, QoriSize at = fullHd);
-
   // The sizes instead of 64x64, 641x479 and 1920x1080, or one beside them.
   Row& sizes(std::vector<QoriSize> sizes);
   Row& alsoAt(QoriSize size);
@@ -251,10 +224,8 @@ class Row {
   Row& pixel(double sampleBytes, int channels = 1);
   // Rows of images without gaps; otherwise steps are rounded up to 64 bytes.
   Row& contiguous();
-  // nsPerPixel counts per item too: ns per pixel and feature.
-  Row& items(int count, std::string name);
-  // One more run with a team at this size, interleaved with runs on one thread; 0: no budget on the speed-up.
-  Row& threads(int count, QoriSize size, double minSpeedup = 0);
+  // One more run with a team at this size, interleaved with runs on one thread.
+  Row& threads(int count, QoriSize size);
   // Another way to do the same, timed in the same rounds.
   template <class Make>
   Row& against(std::string name, Make make) {
@@ -275,8 +246,6 @@ class Row {
   RowData data_;
 };
 
-const std::vector<RowData>& allRows();
-
 struct Register {
   template <class F>
   explicit Register(F rows) {
@@ -287,3 +256,6 @@ struct Register {
 std::string sizeText(QoriSize size);
 
 }  // namespace qor::bench
+
+// What the rows of a module have registered.
+extern "C" [[gnu::visibility("default")]] const std::vector<qor::bench::RowData>* qorBenchRows();

@@ -28,8 +28,11 @@ static int fail(const char* what) {
 }
 
 int main(int argc, char** argv) {
-  static const char* const hidden[] = {"qoriCopy_8u_C1R", "qorsMalloc_8u", "t6_qoriAbsDiff_8u_C1R",
-                                       "v3_qoriAbsDiff_8u_C1R", "qoriAbsDiff_8u_C1R_arraddr",
+  static const char* const hidden[] = {"qoriCopy_8u_C1R",
+                                       "qorsMalloc_8u",
+                                       "t6_qoriAbsDiff_8u_C1R",
+                                       "v3_qoriAbsDiff_8u_C1R",
+                                       "qoriAbsDiff_8u_C1R_arraddr",
                                        "qorJumpIndexForMergedDLL"};
   const QoriSize size = {SIDE, SIDE};
   const struct timespec moment = {0, 300000000};
