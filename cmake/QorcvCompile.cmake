@@ -27,13 +27,6 @@ if(NOT QORCV_SANITIZE)
 endif()
 target_link_libraries(qorcv_library_options INTERFACE qorcv_warnings qorcv_sanitizers)
 
-# The two levels at which the library is built, for all that compiles its sources or includes its internal headers.
-add_library(qorcv_level_t6 INTERFACE)
-target_compile_options(qorcv_level_t6 INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-msse4.2>)
-add_library(qorcv_level_v3 INTERFACE)
-target_compile_options(qorcv_level_v3 INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-march=x86-64-v3>)
-target_compile_definitions(qorcv_level_v3 INTERFACE QOR_LEVEL_V3=1)
-
 # Tests watch the library: their own code goes without the undefined-behaviour checks, which double its compile time.
 add_library(qorcv_test_sanitizers INTERFACE)
 if(QORCV_SANITIZE)
