@@ -126,8 +126,8 @@ using Block = BlockOf<Vec<T>, count>;
 // ---- memory: addresses need no alignment, but for stream and loadAligned
 namespace detail {
 
-// A register in memory, at any address and beside samples of its type. A copy by memcpy would be made 16 bytes at a time
-// and through the stack, where the whole cannot be read before both halves are written.
+// A register in memory, at any address and beside samples of its type. A copy by memcpy would be made 16 bytes at a
+// time and through the stack, where the whole cannot be read before both halves are written.
 template <class V>
 struct [[gnu::packed, gnu::may_alias]] Stored {
   decltype(V::v) v;
@@ -165,6 +165,13 @@ template <int count, class T>
 QOR_VEC_FN Block<T, count> loadBlock(const T* p) {
   Block<T, count> b;
   for (int i = 0; i < count; ++i) b.v[i] = load(p + i * Vec<T>::lanes);
+  return b;
+}
+template <class B>
+QOR_VEC_FN B loadBlock(const typename B::Sample* p) {
+  using V = std::remove_reference_t<decltype(B::v[0])>;
+  B b;
+  for (int i = 0; i < B::samples / V::lanes; ++i) b.v[i] = load<V>(p + i * V::lanes);
   return b;
 }
 template <class T, class V, int count>
@@ -280,6 +287,40 @@ QOR_VEC_FN VecOf<T, 32> ofShorts(Short<T> first, Short<T> last) {
                             _mm256_set_m128i(__builtin_bit_cast(__m128i, last), __builtin_bit_cast(__m128i, first)));
 }
 #endif
+
+// 16 bytes from each of as many addresses as fill a vector.
+template <class V>
+QOR_VEC_FN V loadShorts(const typename V::Sample* const* p, ptrdiff_t offset) {
+  using T = typename V::Sample;
+  if constexpr (V::bytes == 16) {
+    return load<V>(p[0] + offset);
+  } else {
+    return ofShorts(load<Short<T>>(p[0] + offset), load<Short<T>>(p[1] + offset));
+  }
+}
+// The same 16 bytes from memory in every 16 bytes.
+template <class V>
+QOR_VEC_FN V loadRepeated(const typename V::Sample* p) {
+  const auto a = load<Short<typename V::Sample>>(p);
+  if constexpr (V::bytes == 16) {
+    return a;
+  } else {
+    return ofShorts(a, a);
+  }
+}
+// Lane i is of(i).
+template <class V, class Of>
+QOR_VEC_FN V laneByLane(const Of& of) {
+  if constexpr (V::bytes == 32) {
+    using Half = Short<typename V::Sample>;
+    return ofShorts(laneByLane<Half>(of), laneByLane<Half>([&](int i) { return of(i + Half::lanes); }));
+  } else if constexpr (std::is_same_v<typename V::Sample, Qor32f>) {
+    return {_mm_setr_ps(of(0), of(1), of(2), of(3))};
+  } else {
+    static_assert(sizeof(typename V::Sample) == 4);
+    return {_mm_setr_epi32(of(0), of(1), of(2), of(3))};
+  }
+}
 
 // ---- bits
 #define QOR_VEC_BITS(size, prefix)                                          \

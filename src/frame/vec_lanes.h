@@ -36,6 +36,24 @@ QOR_VEC_FN VecOf<Qor32u, 32> widenMaskLo(VecOf<Qor16u, 32> a) { return {_mm256_c
 QOR_VEC_FN VecOf<Qor32u, 32> widenMaskHi(VecOf<Qor16u, 32> a) { return {_mm256_cvtepi16_epi32(lastShort(a).v)}; }
 #endif
 
+// The lanes of a Short in the next wider type, in as many vectors as they fill.
+template <class T>
+QOR_VEC_FN auto widen(Short<T> a) {
+#if QOR_VECTOR_BYTES == 32
+  const auto wide = widenLo(VecOf<T, 32>{_mm256_castsi128_si256(a.v)});
+  return BlockOf<std::remove_const_t<decltype(wide)>, 1>{wide};
+#else
+  return BlockOf<decltype(widenLo(a)), 2>{widenLo(a), widenHi(a)};
+#endif
+}
+
+template <class T, int count>
+QOR_VEC_FN Block<T, 2 * count> joined(const Block<T, count>& a, const Block<T, count>& b) {
+  Block<T, 2 * count> both;
+  for (int i = 0; i < count; ++i) both.v[i] = a.v[i], both.v[count + i] = b.v[i];
+  return both;
+}
+
 // ---- a vector of wider lanes (a sample type or a vector type) from as many samples in memory: exact in every pair
 namespace detail {
 
@@ -153,6 +171,7 @@ QOR_VEC_FN Split<Qor32s> split(V16u a) {
   return {as<Qor32s>(zipFirst(a, zero<Qor16u>())), as<Qor32s>(zipLast(a, zero<Qor16u>()))};
 }
 QOR_VEC_FN Split<Qor32s> split(V16s a) { return {as<Qor32s>(zipFirst(a, a)) >> 16, as<Qor32s>(zipLast(a, a)) >> 16}; }
+QOR_VEC_FN Split<Qor64s> split(V32s a) { return {as<Qor64s>(zipFirst(a, a >> 31)), as<Qor64s>(zipLast(a, a >> 31))}; }
 QOR_VEC_2(Qor8u, packToU, Qor16s, packus_epi16)
 QOR_VEC_2(Qor8s, packToS, Qor16s, packs_epi16)
 QOR_VEC_2(Qor16u, packToU, Qor32s, packus_epi32)
@@ -164,6 +183,15 @@ QOR_VEC_FN auto joinToU(Split<T> s) {
 template <class T>
 QOR_VEC_FN auto joinToS(Split<T> s) {
   return packToS(s.a, s.b);
+}
+// The lower half of every lane.
+QOR_VEC_FN V32s joinLow(Split<Qor64s> s) {
+  const V32f a = as<Qor32f>(s.a), b = as<Qor32f>(s.b);
+#if QOR_VECTOR_BYTES == 32
+  return as<Qor32s>(V32f{_mm256_shuffle_ps(a.v, b.v, 0x88)});
+#else
+  return as<Qor32s>(V32f{_mm_shuffle_ps(a.v, b.v, 0x88)});
+#endif
 }
 // Bytes of a table by their numbers, each 16 bytes from the table's 16 bytes there; a number with the top bit gives
 // zero.
@@ -200,6 +228,26 @@ QOR_VEC_FN VecOf<T, 32> reordered(VecOf<T, 32> a) {
 // Sums of neighbours within each 16 bytes: those of a, then those of b.
 QOR_VEC_2(Qor16s, neighbourSums, Qor16s, hadd_epi16)
 QOR_VEC_2(Qor32s, neighbourSums, Qor32s, hadd_epi32)
+
+// Within each 16 bytes: rows of four lanes into columns.
+template <class V>
+QOR_VEC_FN void transposeFours(V (&m)[4]) {
+  static_assert(sizeof(typename V::Sample) == 4);
+  const V a = zipFirst(m[0], m[2]), b = zipFirst(m[1], m[3]), c = zipLast(m[0], m[2]), d = zipLast(m[1], m[3]);
+  m[0] = zipFirst(a, b), m[1] = zipLast(a, b), m[2] = zipFirst(c, d), m[3] = zipLast(c, d);
+}
+// Of as many vectors as one has 16 bytes: the first 16 bytes of all, the second, ...
+template <class T>
+QOR_VEC_FN BlockOf<Short<T>, 1> transposeShorts(const BlockOf<Short<T>, 1>& b) {
+  return b;
+}
+#ifdef __AVX2__
+template <class T>
+QOR_VEC_FN BlockOf<VecOf<T, 32>, 2> transposeShorts(const BlockOf<VecOf<T, 32>, 2>& b) {
+  const auto last = _mm256_permute2x128_si256(as<Qor8u>(b.v[0]).v, as<Qor8u>(b.v[1]).v, 0x31);
+  return {{ofShorts(firstShort(b.v[0]), firstShort(b.v[1])), as<T>(VecOf<Qor8u, 32>{last})}};
+}
+#endif
 
 // ---- a[0] b[0] a[1] b[1] ...
 template <class T, int size>
