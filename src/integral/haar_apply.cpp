@@ -11,9 +11,9 @@ namespace {
 HaarWalk walkFor(Qor32s expected, QoriSize size) {
   const int64_t pixels = static_cast<int64_t>(size.width) * size.height;
   if (expected >= pixels / 4) return HaarWalk::dense;
-  if (expected >= pixels / 8) return HaarWalk::words4;
-  if (expected >= pixels / 16) return HaarWalk::words8;
-  return HaarWalk::words16;
+  if (expected >= pixels / 8) return HaarWalk::groups1;
+  if (expected >= pixels / 16) return HaarWalk::groups2;
+  return HaarWalk::groups4;
 }
 
 template <class V>
@@ -40,7 +40,7 @@ QorStatus applyUpright(const T* pSrc, int srcStep, const N* pNorm, int normStep,
     allOffsets(*record, srcStep, offsets);
     table.offsets = offsets;
   }
-  const HaarWalk walk = readsExpected ? walkFor(*pPositive, roiSize) : HaarWalk::words16;
+  const HaarWalk walk = readsExpected ? walkFor(*pPositive, roiSize) : HaarWalk::groups4;
   HaarRegion<Form, HaarTable<T>> region(Form{}, table, pNorm, normStep, *record, threshold);
   *pPositive = region.run(pMask, maskStep, roiSize, walk);
   qorsFree(offsets);

@@ -1,7 +1,7 @@
 // Evaluation of a Haar stage at the candidates of a mask.
 //
-// Candidates are collected along the rows into batches, in groups of four neighbours that are read as vectors, and as
-// single pixels where a group holds no other candidate. A full batch is run through the stage feature by feature, so
+// Candidates are collected along the rows into batches, in groups of neighbours that are read as vectors, and as single
+// pixels where a group holds no other candidate. A full batch is run through the stage feature by feature, so
 // that the corners and constants of a feature are fetched once for many pixels, while a batch and the part of the table
 // that it reads stay in the first cache. Every pixel sees the same operations in the same order whichever way it went.
 #pragma once
@@ -28,7 +28,7 @@ struct HaarFloat {
   // Lanes of ones where the feature is worth its first value.
   V32f below(Sum s, V32f threshold, V32f norm) const { return s < threshold * norm; }
   // A NaN on either side passes.
-  static int passing(V32f stage, V32f threshold) { return ~signBits(threshold > stage) & 15; }
+  static Qor32u passing(V32f stage, V32f threshold) { return ~signBits(threshold > stage) & allSignBits<V32f>; }
 };
 
 struct HaarInteger {
@@ -39,7 +39,9 @@ struct HaarInteger {
 
   static Sum weighted(V32s t, V32s weight) { return t * weight; }
   V32s below(Sum s, V32s threshold, V32s norm) const { return threshold * norm > s; }
-  static int passing(V32s stage, V32s threshold) { return ~signBits(as<Qor32f>(threshold > stage)) & 15; }
+  static Qor32u passing(V32s stage, V32s threshold) {
+    return ~signBits(as<Qor32f>(threshold > stage)) & allSignBits<V32f>;
+  }
 };
 
 // Products of 32 bits summed up in 64, and compared there with the 64-bit product of threshold and norm.
@@ -47,25 +49,19 @@ struct HaarWide {
   using T = Qor32s;
   using N = Qor32s;
   using V = Qor32s;
-  struct Sum {
-    V64s lo, hi;
-    friend Sum operator+(Sum a, Sum b) { return {a.lo + b.lo, a.hi + b.hi}; }
+  struct Sum : Split<Qor64s> {
+    friend Sum operator+(Sum s, Sum t) { return {s.a + t.a, s.b + t.b}; }
   };
 
   int shift;  // 0..63
 
-  static Sum weighted(V32s t, V32s weight) {
-    const V32s product = t * weight;
-    return {widenLo(product), widenHi(product)};
-  }
+  static Sum weighted(V32s t, V32s weight) { return {split(t * weight)}; }
   V32s below(Sum s, V32s threshold, V32s norm) const {
-    const __m128i count = _mm_cvtsi32_si128(shift);
-    const __m128i lo = _mm_mul_epi32(threshold.v, widenLo(norm).v), hi = _mm_mul_epi32(threshold.v, widenHi(norm).v);
-    const __m128i belowLo = _mm_cmpgt_epi64(lo, _mm_sll_epi64(s.lo.v, count));
-    const __m128i belowHi = _mm_cmpgt_epi64(hi, _mm_sll_epi64(s.hi.v, count));
-    return {_mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(belowLo), _mm_castsi128_ps(belowHi), 0x88))};
+    const Split<Qor64s> norms = split(norm);
+    return joinLow({multiplyEven(threshold, as<Qor32s>(norms.a)) > s.a << shift,
+                    multiplyEven(threshold, as<Qor32s>(norms.b)) > s.b << shift});
   }
-  static int passing(V32s stage, V32s threshold) { return HaarInteger::passing(stage, threshold); }
+  static Qor32u passing(V32s stage, V32s threshold) { return HaarInteger::passing(stage, threshold); }
 };
 
 // ---- the tables: where a feature reads, and at which distances from a pixel its corners lie
@@ -122,7 +118,9 @@ struct HaarTablePair {
 
 // ---- batches
 
-// How a quad of pixels is read: four neighbours from one address, or each from its own.
+// How the pixels of a vector are read: as neighbours from one address, or each from its own.
+constexpr int haarLanes = V32s::lanes;
+
 struct Neighbours {
   static constexpr int addresses = 1;
 
@@ -134,7 +132,7 @@ struct Neighbours {
 };
 
 struct Singles {
-  static constexpr int addresses = 4;
+  static constexpr int addresses = haarLanes;
 
   static Qor32f at(const Qor32f* p, ptrdiff_t a, ptrdiff_t b, ptrdiff_t c, ptrdiff_t d) {
     return p[a] - p[b] - p[c] + p[d];
@@ -143,12 +141,10 @@ struct Singles {
     return static_cast<Qor32s>(static_cast<Qor32u>(p[a]) - static_cast<Qor32u>(p[b]) - static_cast<Qor32u>(p[c]) +
                                static_cast<Qor32u>(p[d]));
   }
-  static V32f join(Qor32f a, Qor32f b, Qor32f c, Qor32f d) { return {_mm_setr_ps(a, b, c, d)}; }
-  static V32s join(Qor32s a, Qor32s b, Qor32s c, Qor32s d) { return {_mm_setr_epi32(a, b, c, d)}; }
 
   template <class T>
   static Vec<T> rectangle(const T* const* pixel, ptrdiff_t a, ptrdiff_t b, ptrdiff_t c, ptrdiff_t d) {
-    return join(at(pixel[0], a, b, c, d), at(pixel[1], a, b, c, d), at(pixel[2], a, b, c, d), at(pixel[3], a, b, c, d));
+    return laneByLane<Vec<T>>([=](int i) { return at(pixel[i], a, b, c, d); });
   }
 };
 
@@ -160,18 +156,19 @@ class HaarBatch {
   using V = typename Form::V;
   using Sum = typename Form::Sum;
   static constexpr int addresses = Shape::addresses;
-  // Enough to share the set-up of a feature. Single pixels come from far apart: more of them would read more of the
-  // table than the first cache holds.
-  static constexpr int quads = addresses == 1 ? 64 : 16;
+  // Enough pixels to share the set-up of a feature. Single ones come from far apart: more of them would read more of
+  // the table than the first cache holds.
+  static constexpr int vectors = (addresses == 1 ? 256 : 64) / haarLanes;
 
-  bool full() const { return used_ == quads * addresses; }
+  bool full() const { return used_ == vectors * addresses; }
 
-  // A group of four neighbours, or one pixel. The pointers lead to its first sample; the mask is written by run().
+  // A group of neighbours with a bit for every candidate, or one pixel. The pointers lead to its first sample; the mask
+  // is written by run().
   // NOLINTNEXTLINE(readability-non-const-parameter)
-  void add(const T* const (&tables)[Tables::count], const N* norm, Qor8u* mask) {
+  void add(const T* const (&tables)[Tables::count], const N* norm, Qor8u* mask, Qor32u candidates) {
     for (int t = 0; t < Tables::count; ++t) pixels_[t][used_] = tables[t];
     masks_[used_] = mask;
-    constexpr int samples = 4 / addresses;
+    candidates_[used_] = candidates;
     __builtin_memcpy(norms_ + used_ * samples, norm, samples * sizeof(N));
     ++used_;
   }
@@ -179,35 +176,34 @@ class HaarBatch {
   // Clears the mask where the stage rejects; returns the number of candidates that remain.
   int run(const Form& form, const Tables& tables, const HaarRecord<V>& record, V threshold) {
     if (used_ == 0) return 0;
-    // An incomplete quad repeats a pixel of its own.
-    const int count = used_;
+    // An incomplete vector repeats a pixel of its own, as no candidate.
+    const int last = used_ - 1;
     for (; used_ % addresses != 0; ++used_) {
-      for (int t = 0; t < Tables::count; ++t) pixels_[t][used_] = pixels_[t][count - 1];
-      norms_[used_] = norms_[count - 1];
+      for (int t = 0; t < Tables::count; ++t) pixels_[t][used_] = pixels_[t][last];
+      norms_[used_] = norms_[last];
+      candidates_[used_] = 0;
     }
     const int full = used_ / addresses;
-    for (int q = 0; q < full; ++q) store(stages_ + 4 * q, zero<V>());
+    for (int v = 0; v < full; ++v) store(stages_ + v * haarLanes, zero<V>());
     for (int f = 0; f < record.featureCount; ++f) addFeature(form, tables, record, record.features[f], full);
     int passed = 0;
-    for (int q = 0; q < full; ++q) {
-      const int passing = Form::passing(load(stages_ + 4 * q), splat(threshold));
-      passed += judge(q, passing, count);
-    }
+    for (int v = 0; v < full; ++v) passed += judge(v, Form::passing(load(stages_ + v * haarLanes), splat(threshold)));
     used_ = 0;
     return passed;
   }
 
  private:
+  // Samples of one address.
+  static constexpr int samples = haarLanes / addresses;
+
   // Only bytes that become 0 are written.
-  int judge(int q, int passing, int count) {
+  int judge(int v, Qor32u passing) {
     int passed = 0;
-    for (int k = 0; k < 4; ++k) {
-      const int i = addresses == 4 ? 4 * q + k : q;
-      if (i >= count) break;
-      Qor8u* m = masks_[i] + (addresses == 4 ? 0 : k);
-      const bool candidate = *m != 0, passes = (passing >> k & 1) != 0;
-      passed += candidate && passes;
-      if (candidate && !passes) *m = 0;
+    for (int i = v * addresses; i < (v + 1) * addresses; ++i, passing >>= samples) {
+      for (Qor32u failed = candidates_[i] & ~passing; failed != 0; failed &= failed - 1) {
+        masks_[i][__builtin_ctz(failed)] = 0;
+      }
+      passed += __builtin_popcount(candidates_[i] & passing);
     }
     return passed;
   }
@@ -224,12 +220,12 @@ class HaarBatch {
     }
   }
 
-  void addValue(const Form& form, const HaarFeature<V>& feature, int q, Sum s) {
+  void addValue(const Form& form, const HaarFeature<V>& feature, int v, Sum s) {
     const Vec<V> val1 = splat(feature.val1), val2 = splat(feature.val2);
-    const Vec<V> below = form.below(s, splat(feature.threshold), load(norms_ + 4 * q));
+    const Vec<V> below = form.below(s, splat(feature.threshold), load(norms_ + v * haarLanes));
     // The bits of one value or the other.
     const Vec<V> value = ((val1 ^ val2) & below) ^ val2;
-    store(stages_ + 4 * q, load(stages_ + 4 * q) + value);
+    store(stages_ + v * haarLanes, load(stages_ + v * haarLanes) + value);
   }
 
   template <int rects>
@@ -243,51 +239,53 @@ class HaarBatch {
       weights[k] = splat(feature.rects[k].weight);
     }
     const T* const* pixels = pixels_[Tables::tableOf(feature)];
-    for (int q = 0; q < full; ++q) {
-      const T* const* pixel = pixels + q * addresses;
+    for (int v = 0; v < full; ++v) {
+      const T* const* pixel = pixels + v * addresses;
       Sum s = Form::weighted(Shape::rectangle(pixel, o[0], o[1], o[2], o[3]), weights[0]);
       for (int k = 1; k < rects; ++k) {
         const ptrdiff_t* r = o + 4 * k;
         s = s + Form::weighted(Shape::rectangle(pixel, r[0], r[1], r[2], r[3]), weights[k]);
       }
-      addValue(form, feature, q, s);
+      addValue(form, feature, v, s);
     }
   }
 
   // Any number of rectangles, one after the other over the whole batch.
   void addLong(Form form, const Tables& tables, const HaarRecord<V>& record, const HaarFeature<V> feature, int full) {
-    Sum sums[quads];
+    Sum sums[vectors];
     const T* const* pixels = pixels_[Tables::tableOf(feature)];
     for (int k = 0; k < feature.rectCount; ++k) {
       ptrdiff_t room[4];
       const HaarCorners corners = tables.corners(record, feature, k, room);
       const ptrdiff_t a = corners[0], b = corners[1], c = corners[2], d = corners[3];
       const Vec<V> weight = splat(feature.rects[k].weight);
-      for (int q = 0; q < full; ++q) {
-        const Sum s = Form::weighted(Shape::rectangle(pixels + q * addresses, a, b, c, d), weight);
-        sums[q] = k == 0 ? s : sums[q] + s;
+      for (int v = 0; v < full; ++v) {
+        const Sum s = Form::weighted(Shape::rectangle(pixels + v * addresses, a, b, c, d), weight);
+        sums[v] = k == 0 ? s : sums[v] + s;
       }
     }
-    for (int q = 0; q < full; ++q) addValue(form, feature, q, sums[q]);
+    for (int v = 0; v < full; ++v) addValue(form, feature, v, sums[v]);
   }
 
   int used_ = 0;
-  const T* pixels_[Tables::count][quads * addresses];
-  Qor8u* masks_[quads * addresses];
-  alignas(16) N norms_[quads * 4];
-  alignas(16) V stages_[quads * 4];
+  const T* pixels_[Tables::count][vectors * addresses];
+  Qor8u* masks_[vectors * addresses];
+  Qor32u candidates_[vectors * addresses];
+  alignas(V32s::bytes) N norms_[vectors * haarLanes];
+  alignas(V32s::bytes) V stages_[vectors * haarLanes];
 };
 
 // ---- the walk over the mask
 
-// How many mask bytes are passed over at once when they are zero. All but the dense walk evaluate a candidate without
-// another in its group alone.
-enum class HaarWalk { dense, words4, words8, words16 };
+// How many mask bytes are passed over at once when they are zero: a group, twice or four times as many. All but the
+// dense walk evaluate a candidate without another in its group alone.
+enum class HaarWalk { dense, groups1, groups2, groups4 };
 
 template <class Form, class Tables>
 class HaarRegion {
  public:
-  static constexpr int stripWidth = 192;  // whole words of the widest walk
+  static constexpr int stripWidth = 192;
+  static_assert(stripWidth % (4 * haarLanes) == 0);
 
   using T = typename Form::T;
   using N = typename Form::N;
@@ -360,55 +358,65 @@ class HaarRegion {
     const bool split = walk != HaarWalk::dense;
     int x = left;
     switch (walk) {
-      case HaarWalk::words16:
-        x = collectWords<16>(x, right, split);
+      case HaarWalk::groups4:
+        x = collectGroups<4>(x, right, split);
         break;
-      case HaarWalk::words8:
-        x = collectWords<8>(x, right, split);
+      case HaarWalk::groups2:
+        x = collectGroups<2>(x, right, split);
         break;
       default:
-        x = collectWords<4>(x, right, split);
         break;
     }
-    for (; x + 4 <= right; x += 4) addGroup(x, split);
-    for (; x < right; ++x) {
-      if (mask_[x] != 0) addSingle(x);
+    x = collectGroups<1>(x, right, split);
+    if (x == right) return;
+    if (right < haarLanes) {
+      for (; x < right; ++x) {
+        if (mask_[x] != 0) addSingle(x);
+      }
+    } else {
+      // The group that ends the row, without what stands in the one before.
+      const int start = right - haarLanes;
+      addGroup(start, candidates(start) >> (x - start) << (x - start), split);
     }
   }
 
-  template <int bytes>
-  int collectWords(int x, int right, bool split) {
+  template <int groups>
+  int collectGroups(int x, int right, bool split) {
+    constexpr int bytes = groups * haarLanes;
     for (; x + bytes <= right; x += bytes) {
       if (allZeroBytes<bytes>(mask_ + x)) continue;
-      for (int i = 0; i < bytes; i += 4) addGroup(x + i, split);
+      for (int i = x; i < x + bytes; i += haarLanes) addGroup(i, candidates(i), split);
     }
     return x;
   }
 
   template <int bytes>
   static bool allZeroBytes(const Qor8u* p) {
-    if constexpr (bytes == 4) return allZero(load4(p));
-    if constexpr (bytes == 8) return allZero(load8(p));
-    if constexpr (bytes == 16) return allZero(load(p));
+    using Word = std::conditional_t<bytes == 4, Qor32u, uint64_t>;
+    constexpr int words = bytes / static_cast<int>(sizeof(Word));
+    Word w[words], any = 0;
+    __builtin_memcpy(w, p, bytes);
+    for (const Word word : w) any |= word;
+    return any == 0;
   }
 
-  // Four neighbours cost less than two evaluations of single pixels.
-  void addGroup(int x, bool split) {
-    const Vec<Qor8u> none{_mm_cmpeq_epi8(load4(mask_ + x).v, _mm_setzero_si128())};
-    const int candidates = ~signBits(none) & 15;
+  // A bit for every pixel of a group.
+  Qor32u candidates(int x) const { return ~signBits(maskedOut<Qor32f>(mask_ + x)) & allSignBits<V32f>; }
+
+  // A group costs less than two evaluations of single pixels.
+  void addGroup(int x, Qor32u candidates, bool split) {
     if (candidates == 0) return;
-    if (split && (candidates & (candidates - 1)) == 0)
-      return addSingle(x + __builtin_ctz(static_cast<unsigned>(candidates)));
-    add(groups_, x);
+    if (split && (candidates & (candidates - 1)) == 0) return addSingle(x + __builtin_ctz(candidates));
+    add(groups_, x, candidates);
   }
 
-  void addSingle(int x) { add(singles_, x); }
+  void addSingle(int x) { add(singles_, x, 1); }
 
   template <class Batch>
-  void add(Batch& batch, int x) {
+  void add(Batch& batch, int x, Qor32u candidates) {
     const T* at[Tables::count];
     for (int t = 0; t < Tables::count; ++t) at[t] = rows_[t] + x;
-    batch.add(at, norm_ + x, mask_ + x);
+    batch.add(at, norm_ + x, mask_ + x, candidates);
     if (batch.full()) passed_ += static_cast<Qor32u>(batch.run(form_, tables_, record_, threshold_));
   }
 

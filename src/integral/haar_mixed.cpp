@@ -18,7 +18,7 @@ QorStatus applyMixed(Form form, bool scaleAccepted, const T* pSrc, int srcStep, 
   // A tilted table stands for its pixels from row 1, column 1 on.
   const HaarTablePair<T> tables{{pSrc, rowAt(pTilt, tiltStep, 1) + 1}, {srcStep, tiltStep}};
   HaarRegion<Form, HaarTablePair<T>> region(form, tables, pNorm, normStep, *record, threshold);
-  *pPositive = region.run(pMask, maskStep, roiSize, HaarWalk::words16);
+  *pPositive = region.run(pMask, maskStep, roiSize, HaarWalk::groups4);
   return qorStsNoErr;
 }
 

@@ -8,130 +8,152 @@
 namespace qor::inline QOR_LEVEL {
 namespace {
 
-template <class T>
-using Four = Block<T, 4 / Vec<T>::lanes>;
+// Sums run along the rows in steps of 16 samples, and in vectors of four columns for each row. A wide vector holds two
+// rows side by side.
+constexpr int stepColumns = Short<Qor8u>::lanes, fourColumns = Short<Qor32s>::lanes;
 
-// Byte numbers for a shuffle; -1 gives a zero byte.
+// The samples of a step that each of four columns takes, by their numbers: in byte order for plain sums, as 16-bit
+// values for squares. `a` is the first of the four; numbers with the top bit give a zero byte.
 struct Pick {
-  alignas(16) int8_t bytes[16];
+  Qor8u numbers[stepColumns];
 };
-inline __m128i picked(V8u a, const Pick& pick) {
-  return _mm_shuffle_epi8(a.v, _mm_load_si128(reinterpret_cast<const __m128i*>(pick.bytes)));
+constexpr Qor8u no = 0x80;
+constexpr Pick upToEach(Qor8u a) {
+  const Qor8u b = a + 1, c = a + 2, d = a + 3;
+  return {{a, no, no, no, a, b, no, no, a, b, c, no, a, b, c, d}};
 }
-
-// The samples that each of four lanes takes: in byte order for plain sums, as 16-bit values for squares. `a` is the
-// first of the four among the 16 samples.
-constexpr Pick upToEach(int8_t a) {
-  const auto b = static_cast<int8_t>(a + 1);
-  const auto c = static_cast<int8_t>(a + 2);
-  const auto d = static_cast<int8_t>(a + 3);
-  return {{a, -1, -1, -1, a, b, -1, -1, a, b, c, -1, a, b, c, d}};
+constexpr Pick firstTwoOfEach(Qor8u a) {
+  const Qor8u b = a + 1;
+  return {{a, no, no, no, a, no, b, no, a, no, b, no, a, no, b, no}};
 }
-constexpr Pick firstTwoOfEach(int8_t a) {
-  const auto b = static_cast<int8_t>(a + 1);
-  return {{a, -1, -1, -1, a, -1, b, -1, a, -1, b, -1, a, -1, b, -1}};
+constexpr Pick lastTwoOfEach(Qor8u a) {
+  const Qor8u c = a + 2, d = a + 3;
+  return {{no, no, no, no, no, no, no, no, c, no, no, no, c, no, d, no}};
 }
-constexpr Pick lastTwoOfEach(int8_t a) {
-  const auto c = static_cast<int8_t>(a + 2);
-  const auto d = static_cast<int8_t>(a + 3);
-  return {{-1, -1, -1, -1, -1, -1, -1, -1, c, -1, -1, -1, c, -1, d, -1}};
+template <class V>
+V picked(V samples, const Pick& pick) {
+  return lookUp(samples, loadRepeated<V>(pick.numbers));
 }
 
 // What a table sums: the sums of one to four samples, from the first of four up to each of them.
 struct Plain {
-  template <int8_t first>
-  static V32s sums(V8u samples) {
-    static constexpr Pick all = upToEach(first);
-    const __m128i pairs = _mm_maddubs_epi16(picked(samples, all), _mm_set1_epi8(1));
-    return {_mm_madd_epi16(pairs, _mm_set1_epi16(1))};
+  static constexpr Pick all[] = {upToEach(0), upToEach(4), upToEach(8), upToEach(12)};
+
+  template <int size>
+  static VecOf<Qor32s, size> sums(VecOf<Qor8u, size> samples, int four) {
+    const auto pairs = multiplyAdd(picked(samples, all[four]), splat<VecOf<Qor8s, size>>(1));
+    return multiplyAdd(pairs, splat<VecOf<Qor16s, size>>(1));
   }
 };
 struct Squares {
-  template <int8_t first>
-  static V32s sums(V8u samples) {
-    static constexpr Pick firstTwo = firstTwoOfEach(first);
-    static constexpr Pick lastTwo = lastTwoOfEach(first);
-    const V16s ab{picked(samples, firstTwo)};
-    const V16s cd{picked(samples, lastTwo)};
+  static constexpr Pick firstTwo[] = {firstTwoOfEach(0), firstTwoOfEach(4), firstTwoOfEach(8), firstTwoOfEach(12)};
+  static constexpr Pick lastTwo[] = {lastTwoOfEach(0), lastTwoOfEach(4), lastTwoOfEach(8), lastTwoOfEach(12)};
+
+  template <int size>
+  static VecOf<Qor32s, size> sums(VecOf<Qor8u, size> samples, int four) {
+    const auto ab = as<Qor16s>(picked(samples, firstTwo[four])), cd = as<Qor16s>(picked(samples, lastTwo[four]));
     return multiplyAdd(ab, ab) + multiplyAdd(cd, cd);
   }
 };
 
-// Running sum of a row, in every lane, and the four table samples that it makes with those of the row above.
-template <class T>
-struct RowSum {
-  using Sample = T;
-  V32s before = zero<Qor32s>();
+// Rows with sums of squares beyond 32 bits move them to `left` after so many columns.
+constexpr int widestSquares = topOf<Qor32s> / (255 * 255), segmentColumns = 1 << 15;
+static_assert(segmentColumns <= widestSquares && segmentColumns % stepColumns == 0);
 
-  Four<T> add(V32s sums, const Four<T>& above) {
-    const V32s r = sums + before;
-    before = {_mm_shuffle_epi32(r.v, 0xff)};
-    if constexpr (std::is_same_v<T, Qor32s>) {
-      return {r + above.v[0]};
-    } else if constexpr (std::is_same_v<T, Qor32f>) {
-      return {toFloat(r) + above.v[0]};
-    } else {
-      return {toDoubleLo(r) + above.v[0], toDoubleHi(r) + above.v[1]};
+// Rows of a table, as many vectors of rows as are filled together.
+template <class Count, class T, bool segmented, int size, int vectors>
+struct RowSums {
+  using Sums = VecOf<Qor32s, size>;
+  using Samples = BlockOf<VecOf<T, size>, sizeof(T) / sizeof(Qor32s)>;
+  static constexpr int inVector = size / Short<Qor32s>::bytes, rows = vectors * inVector;
+
+  // The sum of every row so far, in each of its four lanes.
+  Sums before[vectors] = {};
+  // In 64-bit float it is exact at every width.
+  Qor64f left[rows] = {};
+
+  // A step of every row, at x of its pointers.
+  QOR_FORCE_INLINE void add(const Qor8u* const (&src)[rows], const T* above, T* const (&dst)[rows], ptrdiff_t x) {
+    VecOf<Qor8u, size> samples[vectors];
+    for (int v = 0; v < vectors; ++v) samples[v] = loadShorts<VecOf<Qor8u, size>>(src + v * inVector, x);
+    for (int four = 0; four < stepColumns / fourColumns; four += inVector) {
+      const ptrdiff_t at = x + four * fourColumns;
+      Samples t = loadBlock<Samples>(above + at);
+      for (int v = 0; v < vectors; ++v) {
+        BlockOf<Sums, inVector> sums;
+        for (int i = 0; i < inVector; ++i) {
+          sums.v[i] = Count::sums(samples[v], four + i) + before[v];
+          before[v] = reordered<3, 3, 3, 3>(sums.v[i]);
+        }
+        sums = transposeShorts(sums);
+        for (int i = 0; i < inVector; ++i) {
+          const int row = v * inVector + i;
+          t = table(sums.v[i], row, t);
+          store(dst[row] + at, t);
+        }
+      }
     }
   }
-};
 
-// Rows up to this width keep their sums of squares within 32 bits.
-constexpr int widestSquares = topOf<Qor32s> / (255 * 255);
+  void startSegment() {
+    for (int v = 0; v < vectors; ++v) {
+      Qor32s sums[Sums::lanes];
+      store(sums, before[v]);
+      for (int i = 0; i < inVector; ++i) left[v * inVector + i] += sums[i * fourColumns];
+      before[v] = Sums{};
+    }
+  }
 
-// For wider rows: in 64-bit float the sums of squares are exact at every width.
-struct WideRowSum {
-  using Sample = Qor64f;
-  V64f before = zero<Qor64f>();
-
-  Four<Qor64f> add(V32s sums, const Four<Qor64f>& above) {
-    const V64f lo = toDoubleLo(sums) + before;
-    const V64f hi = toDoubleHi(sums) + before;
-    before = {_mm_unpackhi_pd(hi.v, hi.v)};
-    return {lo + above.v[0], hi + above.v[1]};
+ private:
+  QOR_FORCE_INLINE Samples table(Sums sums, int row, const Samples& above) const {
+    if constexpr (std::is_same_v<T, Qor32s>) {
+      return {{sums + above.v[0]}};
+    } else if constexpr (std::is_same_v<T, Qor32f>) {
+      return {{toFloat(sums) + above.v[0]}};
+    } else {
+      auto lo = toDoubleLo(sums), hi = toDoubleHi(sums);
+      if constexpr (segmented) {
+        const auto base = splat<VecOf<Qor64f, size>>(left[row]);
+        lo = lo + base, hi = hi + base;
+      }
+      return {{lo + above.v[0], hi + above.v[1]}};
+    }
   }
 };
 
 // Rows of the table below `above`, without their first column, for as many rows of the source.
-template <class Count, class Sum, int rows, class T = typename Sum::Sample>
+template <class Count, class T, bool segmented, int size, int vectors>
 void fillRows(const Qor8u* src, int srcStep, ptrdiff_t n, const T* above, T* dst, int dstStep) {
+  using Running = RowSums<Count, T, segmented, size, vectors>;
+  constexpr int rows = Running::rows;
   const Qor8u* s[rows];
   T* d[rows];
-  Sum sums[rows];
   for (int i = 0; i < rows; ++i) {
     s[i] = rowAt(src, srcStep, i);
     d[i] = rowAt(dst, dstStep, i);
   }
+  Running sums;
   ptrdiff_t x = 0;
-  for (; x <= n - 16; x += 16) {
-    V8u samples[rows];
-    for (int i = 0; i < rows; ++i) samples[i] = load(s[i] + x);
-    const auto four = [&]<int8_t first>() {
-      Four<T> t = loadBlock<Four<T>::samples / Vec<T>::lanes>(above + x + first);
-      for (int i = 0; i < rows; ++i) {
-        t = sums[i].add(Count::template sums<first>(samples[i]), t);
-        store(d[i] + x + first, t);
-      }
-    };
-    four.template operator()<0>();
-    four.template operator()<4>();
-    four.template operator()<8>();
-    four.template operator()<12>();
-  }
-  for (; x <= n - 4; x += 4) {
-    Four<T> t = loadBlock<Four<T>::samples / Vec<T>::lanes>(above + x);
-    for (int i = 0; i < rows; ++i) {
-      t = sums[i].add(Count::template sums<0>(load4(s[i] + x)), t);
-      store(d[i] + x, t);
+  for (; x <= n - stepColumns; x += stepColumns) {
+    if constexpr (segmented) {
+      if (x % segmentColumns == 0) sums.startSegment();
     }
+    sums.add(s, above, d, x);
   }
-  if (x < n) {
-    Four<T> t = loadBlock<Four<T>::samples / Vec<T>::lanes>(detail::Padded<T, 4>(above + x, n - x).samples);
-    for (int i = 0; i < rows; ++i) {
-      t = sums[i].add(Count::template sums<0>(load4(detail::Padded<Qor8u, 4>(s[i] + x, n - x).samples)), t);
-      storeFirst(d[i] + x, n - x, t);
-    }
+  if (x == n) return;
+  const auto rest = static_cast<size_t>(n - x);
+  Qor8u samples[rows][stepColumns] = {};
+  T aboveRest[stepColumns] = {}, table[rows][stepColumns];
+  const Qor8u* restOf[rows];
+  T* tableOf[rows];
+  for (int i = 0; i < rows; ++i) {
+    __builtin_memcpy(samples[i], s[i] + x, rest);
+    restOf[i] = samples[i];
+    tableOf[i] = table[i];
   }
+  __builtin_memcpy(aboveRest, above + x, rest * sizeof(T));
+  sums.add(restOf, aboveRest, tableOf, 0);
+  for (int i = 0; i < rows; ++i) __builtin_memcpy(d[i] + x, table[i], rest * sizeof(T));
 }
 
 // A table that grows from top to bottom.
@@ -142,17 +164,18 @@ class Table {
     for (ptrdiff_t x = 0; x <= width; ++x) pDst[x] = val;
   }
 
-  // Table rows y + 1 to y + rows, from source rows y to y + rows - 1.
-  template <int rows>
+  // The rows of the table behind row y, from as many source rows.
+  template <int size, int vectors>
   void fill(const Qor8u* src, int srcStep, int y) const {
+    constexpr int rows = RowSums<Count, T, false, size, vectors>::rows;
     for (int i = 1; i <= rows; ++i) *dst_.row(y + i) = val_;
     T* const above = dst_.row(y) + 1;
     T* const below = dst_.row(y + 1) + 1;
     if constexpr (std::is_same_v<T, Qor64f>) {
       if (width_ > widestSquares)
-        return fillRows<Count, WideRowSum, rows>(src, srcStep, width_, above, below, dst_.step);
+        return fillRows<Count, T, true, size, vectors>(src, srcStep, width_, above, below, dst_.step);
     }
-    fillRows<Count, RowSum<T>, rows>(src, srcStep, width_, above, below, dst_.step);
+    fillRows<Count, T, false, size, vectors>(src, srcStep, width_, above, below, dst_.step);
   }
 
  private:
@@ -163,9 +186,11 @@ class Table {
 
 template <class... Tables>
 void fillTables(const Qor8u* pSrc, int srcStep, int height, const Tables&... tables) {
+  constexpr int vectors = 2, rows = vectors * V8u::bytes / Short<Qor8u>::bytes;
   int y = 0;
-  for (; y < height - 1; y += 2) (tables.template fill<2>(rowAt(pSrc, srcStep, y), srcStep, y), ...);
-  if (y < height) (tables.template fill<1>(rowAt(pSrc, srcStep, y), srcStep, y), ...);
+  for (; y <= height - rows; y += rows)
+    (tables.template fill<V8u::bytes, vectors>(rowAt(pSrc, srcStep, y), srcStep, y), ...);
+  for (; y < height; ++y) (tables.template fill<Short<Qor8u>::bytes, 1>(rowAt(pSrc, srcStep, y), srcStep, y), ...);
 }
 
 template <class T>
@@ -193,42 +218,45 @@ QorStatus sqrIntegral(const Qor8u* pSrc, int srcStep, T* pDst, int dstStep, Q* p
 
 // ---- 32f images: the sum of a row is rounded at every sample, so its order is fixed; four rows run as four lanes.
 
-inline void transpose(V32f (&m)[4]) { _MM_TRANSPOSE4_PS(m[0].v, m[1].v, m[2].v, m[3].v); }
+// A vector of `size` bytes is four rows, or two times four side by side.
+template <int size, int vectors>
+constexpr int floatRows = vectors* size / static_cast<int>(sizeof(Qor32f));
 
-template <int chains>
+template <int size, int vectors>
 void fillFloatRows(const Qor32f* src, int srcStep, ptrdiff_t n, const Qor32f* above, Qor32f* dst, int dstStep) {
-  constexpr int rows = 4 * chains;
-  const Qor32f* s[rows];
-  Qor32f* d[rows];
-  V32f before[chains];
-  for (int i = 0; i < rows; ++i) {
-    s[i] = rowAt(src, srcStep, i);
-    d[i] = rowAt(dst, dstStep, i);
+  using V = VecOf<Qor32f, size>;
+  constexpr int four = Short<Qor32f>::lanes, inVector = V::lanes / four;
+  const Qor32f* s[vectors][four][inVector];
+  Qor32f* d[vectors][inVector][four];
+  V before[vectors] = {};
+  for (int v = 0; v < vectors; ++v) {
+    for (int i = 0; i < V::lanes; ++i) {
+      s[v][i % four][i / four] = rowAt(src, srcStep, v * V::lanes + i);
+      d[v][i / four][i % four] = rowAt(dst, dstStep, v * V::lanes + i);
+    }
   }
-  for (V32f& b : before) b = zero<Qor32f>();
   ptrdiff_t x = 0;
-  for (; x <= n - 4; x += 4) {
-    V32f t = load(above + x);
-    for (int c = 0; c < chains; ++c) {
-      V32f r[4];
-      for (int i = 0; i < 4; ++i) r[i] = load(s[4 * c + i] + x);
-      transpose(r);
-      for (V32f& column : r) column = before[c] = before[c] + column;
-      transpose(r);
-      for (int i = 0; i < 4; ++i) {
-        t = r[i] + t;
-        store(d[4 * c + i] + x, t);
+  for (; x <= n - four; x += four) {
+    auto t = load<Short<Qor32f>>(above + x);
+    for (int v = 0; v < vectors; ++v) {
+      V r[four];
+      for (int i = 0; i < four; ++i) r[i] = loadShorts<V>(s[v][i], x);
+      transposeFours(r);
+      for (V& column : r) column = before[v] = before[v] + column;
+      transposeFours(r);
+      for (int i = 0; i < four; ++i) store(d[v][0][i] + x, t = firstShort(r[i]) + t);
+      if constexpr (inVector == 2) {
+        for (int i = 0; i < four; ++i) store(d[v][1][i] + x, t = lastShort(r[i]) + t);
       }
     }
   }
-  Qor32f last[rows];
-  for (int c = 0; c < chains; ++c) store(last + 4 * c, before[c]);
   for (; x < n; ++x) {
     Qor32f t = above[x];
-    for (int i = 0; i < rows; ++i) {
-      last[i] += s[i][x];
-      t = last[i] + t;
-      d[i][x] = t;
+    for (int v = 0; v < vectors; ++v) {
+      before[v] = before[v] + laneByLane<V>([&](int i) { return s[v][i % four][i / four][x]; });
+      Qor32f sums[V::lanes];
+      store(sums, before[v]);
+      for (int i = 0; i < V::lanes; ++i) d[v][i / four][i % four][x] = t = sums[i] + t;
     }
   }
 }
@@ -242,12 +270,14 @@ QorStatus integralFloat(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstSt
   const Plane src{pSrc, srcStep};
   for (ptrdiff_t x = 0; x <= roiSize.width; ++x) pDst[x] = 0;
   for (int y = 0; y < roiSize.height; ++y) *dst.row(y + 1) = 0;
-  constexpr int chains = 2;
   int y = 0;
-  for (; y <= roiSize.height - 4 * chains; y += 4 * chains)
-    fillFloatRows<chains>(src.row(y), srcStep, roiSize.width, dst.row(y) + 1, dst.row(y + 1) + 1, dstStep);
-  for (; y <= roiSize.height - 4; y += 4)
-    fillFloatRows<1>(src.row(y), srcStep, roiSize.width, dst.row(y) + 1, dst.row(y + 1) + 1, dstStep);
+  const auto fill = [&]<int size, int vectors>() {
+    for (; y <= roiSize.height - floatRows<size, vectors>; y += floatRows<size, vectors>) {
+      fillFloatRows<size, vectors>(src.row(y), srcStep, roiSize.width, dst.row(y) + 1, dst.row(y + 1) + 1, dstStep);
+    }
+  };
+  fill.template operator()<V32f::bytes, V32f::bytes == 16 ? 2 : 1>();
+  fill.template operator()<Short<Qor32f>::bytes, 1>();
   for (; y < roiSize.height; ++y) {
     const Qor32f* const s = src.row(y);
     const Qor32f* const above = dst.row(y) + 1;

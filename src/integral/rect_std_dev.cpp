@@ -77,8 +77,9 @@ struct FloatDeviation {
   Block<Qor32f, 1> operator()(const T* a, const T* b, const T* c, const T* d, const Qor64f* qa, const Qor64f* qb,
                               const Qor64f* qc, const Qor64f* qd) const {
     const V32f m2 = squared(floats(boxSum(a, b, c, d)) / pixels);
+    constexpr int half = V64f::lanes;
     const V64f lo = boxSum(qa, qb, qc, qd) / widePixels - widenLo(m2);
-    const V64f hi = boxSum(qa + 2, qb + 2, qc + 2, qd + 2) / widePixels - widenHi(m2);
+    const V64f hi = boxSum(qa + half, qb + half, qc + half, qd + half) / widePixels - widenHi(m2);
     return {sqrt(notBelowZero(toFloat(lo, hi)))};
   }
 };
@@ -88,15 +89,15 @@ struct ScaledDeviation {
   V64f scale;
 
   // The root of a value below 2^31, scaled by at most 2^512, stays finite; above the top it is cut before conversion.
-  __m128i two(V64f v) const {
+  V64f scaled(V64f v) const {
     const V64f x = sqrt(v) * scale + splat(0.5);
-    return _mm_cvttpd_epi32(min(x, splat(static_cast<Qor64f>(topOf<Qor32s>))).v);
+    return min(x, splat(static_cast<Qor64f>(topOf<Qor32s>)));
   }
   Block<Qor32s, 1> operator()(const Qor32s* a, const Qor32s* b, const Qor32s* c, const Qor32s* d, const Qor32s* qa,
                               const Qor32s* qb, const Qor32s* qc, const Qor32s* qd) const {
     const V32f m2 = squared(toFloat(boxSum(a, b, c, d)) / pixels);
     const V32f v = notBelowZero(toFloat(boxSum(qa, qb, qc, qd)) / pixels - m2);
-    return {V32s{_mm_unpacklo_epi64(two(widenLo(v)), two(widenHi(v)))}};
+    return {truncated(scaled(widenLo(v)), scaled(widenHi(v)))};
   }
 };
 
@@ -131,17 +132,12 @@ QorStatus scaledDeviation(const Qor32s* pSum, int sumStep, const Qor32s* pSqr, i
   return qorStsNoErr;
 }
 
-// One thread for every 1024 pixels, up to the library's count and to 32.
-int deviationTeam(QoriSize roiSize) {
-  constexpr int mostThreads = 32;
-  const int byArea = area(roiSize.width, roiSize.height) >> 10;
-  const int most = owncvGetMaxNumThreads() < mostThreads ? owncvGetMaxNumThreads() : mostThreads;
-  return byArea < most ? byArea : most;
-}
+constexpr TeamRule never = {.leastThreads = topOf<int>},
+                   shared = {.mostThreads = 32, .pixelsAThread = 1 << 10, .leastThreads = 2};
 
 template <class Box, class T>
 QorStatus floatDeviation(const T* pSum, int sumStep, const Qor64f* pSqr, int sqrStep, Qor32f* pDst, int dstStep,
-                         QoriSize roiSize, QoriRect rect, bool shared) {
+                         QoriSize roiSize, QoriRect rect, const TeamRule& rule) {
   const Box box{rect.x, rect.y, rect.width, rect.height};
   const QorStatus status = checkDeviation(pSum, sumStep, pSqr, sqrStep, pDst, dstStep, roiSize, rect, box);
   if (status != qorStsNoErr) return status;
@@ -150,12 +146,7 @@ QorStatus floatDeviation(const T* pSum, int sumStep, const Qor64f* pSqr, int sqr
   const CornerPlanes<T> sum(pSum, sumStep, box.corners());
   const CornerPlanes<Qor64f> sqr(pSqr, sqrStep, box.corners());
   const auto work = [&](Band band) { deviationRows(band, roiSize.width, kernel, sum, sqr, Plane{pDst, dstStep}); };
-  const int team = shared ? deviationTeam(roiSize) : 1;
-  if (team > 1) {
-    forBands(roiSize.height, team, work);
-  } else {
-    work({0, 0, roiSize.height});
-  }
+  forTeam(teamFor(rule, roiSize), roiSize.height, work);
   return qorStsNoErr;
 }
 
@@ -168,10 +159,10 @@ QorStatus floatDeviation(const T* pSum, int sumStep, const Qor64f* pSqr, int sqr
    QoriRect rect, int scaleFactor) {                                                                                \
     return qor::scaledDeviation<qor::Box>(pSum, sumStep, pSqr, sqrStep, pDst, dstStep, roiSize, rect, scaleFactor); \
   }
-#define QOR_RECT_STD_DEV(name, Box, T, shared)                                                                \
-  QOR_BODY(name)                                                                                              \
-  (const T* pSum, int sumStep, const Qor64f* pSqr, int sqrStep, Qor32f* pDst, int dstStep, QoriSize roiSize,  \
-   QoriRect rect) {                                                                                           \
-    return qor::floatDeviation<qor::Box>(pSum, sumStep, pSqr, sqrStep, pDst, dstStep, roiSize, rect, shared); \
+#define QOR_RECT_STD_DEV(name, Box, T, rule)                                                                     \
+  QOR_BODY(name)                                                                                                 \
+  (const T* pSum, int sumStep, const Qor64f* pSqr, int sqrStep, Qor32f* pDst, int dstStep, QoriSize roiSize,     \
+   QoriRect rect) {                                                                                              \
+    return qor::floatDeviation<qor::Box>(pSum, sumStep, pSqr, sqrStep, pDst, dstStep, roiSize, rect, qor::rule); \
   }
 #include "integral/rect_std_dev.def"

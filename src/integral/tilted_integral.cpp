@@ -11,67 +11,66 @@ namespace {
 struct Plain {
   static constexpr Qor32u of(Qor8u s) { return s; }
   static V32s of(V32s s) { return s; }
-  // Sums of two samples, interleaved as bytes, in 32 bits.
-  static V32s ofPairsLo(V8u pairs) { return widenLo(pairSums(pairs)); }
-  static V32s ofPairsHi(V8u pairs) { return widenHi(pairSums(pairs)); }
-
- private:
-  static V16u pairSums(V8u pairs) { return {_mm_maddubs_epi16(pairs.v, _mm_set1_epi8(1))}; }
+  // Sums of two samples, interleaved as bytes.
+  static auto ofPairs(Short<Qor8u> pairs) { return widen(multiplyAdd(pairs, splat<Short<Qor8s>>(1))); }
 };
 struct Squares {
   static constexpr Qor32u of(Qor8u s) { return Qor32u{s} * s; }
   // The upper half of each lane is zero, so the sum of two products is the square.
   static V32s of(V32s s) { return multiplyAdd(as<Qor16s>(s), as<Qor16s>(s)); }
-  static V32s ofPairsLo(V8u pairs) { return sumOfTwo(as<Qor16s>(widenLo(pairs))); }
-  static V32s ofPairsHi(V8u pairs) { return sumOfTwo(as<Qor16s>(widenHi(pairs))); }
-
- private:
-  static V32s sumOfTwo(V16s pairs) { return multiplyAdd(pairs, pairs); }
+  static auto ofPairs(Short<Qor8u> pairs) {
+    const auto samples = widen(pairs);
+    constexpr int count = sizeof samples / sizeof(V16s);
+    Block<Qor32s, count> squares;
+    for (int i = 0; i < count; ++i) {
+      const V16s s = as<Qor16s>(samples.v[i]);
+      squares.v[i] = multiplyAdd(s, s);
+    }
+    return squares;
+  }
 };
 
 // Columns 1 to w - 1 of a row: previous row left and right, the row before that, the two samples.
 template <class Count, class T>
 struct Inner {
-  static constexpr int block = 16;
-
-  Block<T, 4> operator()(const T* left, const T* over, const T* right, const Qor8u* s0, const Qor8u* s1) const {
-    const V8u a = load(s0);
-    const V8u b = load(s1);
-    const V8u lo{_mm_unpacklo_epi8(a.v, b.v)};
-    const V8u hi{_mm_unpackhi_epi8(a.v, b.v)};
-    Block<T, 4> t{Count::ofPairsLo(lo), Count::ofPairsHi(lo), Count::ofPairsLo(hi), Count::ofPairsHi(hi)};
-    for (int i = 0; i < 4; ++i) t.v[i] = t.v[i] + (load(left + 4 * i) - load(over + 4 * i) + load(right + 4 * i));
+  auto operator()(const T* left, const T* over, const T* right, const Qor8u* s0, const Qor8u* s1) const {
+    const auto a = load<Short<Qor8u>>(s0), b = load<Short<Qor8u>>(s1);
+    auto t = joined(Count::ofPairs(zipFirst(a, b)), Count::ofPairs(zipLast(a, b)));
+    int x = 0;
+    for (V32s& v : t.v) {
+      v = v + (load(left + x) - load(over + x) + load(right + x));
+      x += V32s::lanes;
+    }
     return t;
   }
 };
 
-struct FourDoubles {
+// As many lanes as a vector of 32 bits has.
+struct Doubles {
   V64f lo, hi;
 };
-inline FourDoubles operator+(FourDoubles a, FourDoubles b) { return {a.lo + b.lo, a.hi + b.hi}; }
-inline FourDoubles operator-(FourDoubles a, FourDoubles b) { return {a.lo - b.lo, a.hi - b.hi}; }
-inline FourDoubles loadFour(const Qor32f* p) {
-  const V32f a = load(p);
-  return {widenLo(a), widenHi(a)};
+inline Doubles operator+(Doubles a, Doubles b) { return {a.lo + b.lo, a.hi + b.hi}; }
+inline Doubles operator-(Doubles a, Doubles b) { return {a.lo - b.lo, a.hi - b.hi}; }
+template <class T>
+Doubles loadDoubles(const T* p) {
+  return {loadAs<Qor64f>(p), loadAs<Qor64f>(p + V64f::lanes)};
 }
-inline FourDoubles loadFour(const Qor64f* p) { return {load(p), load(p + 2)}; }
-inline void roundTo(Block<Qor32f, 1>& t, FourDoubles a) { t = {toFloat(a.lo, a.hi)}; }
-inline void roundTo(Block<Qor64f, 2>& t, FourDoubles a) { t = {a.lo, a.hi}; }
+inline void roundTo(Block<Qor32f, 1>& t, Doubles a) { t = {toFloat(a.lo, a.hi)}; }
+inline void roundTo(Block<Qor64f, 2>& t, Doubles a) { t = {a.lo, a.hi}; }
 
 // In floating point the order of the sum counts.
 template <class Count, class T>
 requires std::is_floating_point_v<T>
 struct Inner<Count, T> {
-  static constexpr int block = 4;
+  using Result = Block<T, sizeof(T) / sizeof(Qor32f)>;
 
-  static FourDoubles samples(const Qor8u* p) {
-    const V32s s = Count::of(V32s{_mm_cvtepu8_epi32(load4(p).v)});
+  static Doubles samples(const Qor8u* p) {
+    const V32s s = Count::of(loadAs<Qor32s>(p));
     return {toDoubleLo(s), toDoubleHi(s)};
   }
-  Block<T, 4 / Vec<T>::lanes> operator()(const T* left, const T* over, const T* right, const Qor8u* s0,
-                                         const Qor8u* s1) const {
-    Block<T, 4 / Vec<T>::lanes> t;
-    roundTo(t, loadFour(left) - loadFour(over) + loadFour(right) + samples(s0) + samples(s1));
+  Result operator()(const T* left, const T* over, const T* right, const Qor8u* s0, const Qor8u* s1) const {
+    Result t;
+    roundTo(t, loadDoubles(left) - loadDoubles(over) + loadDoubles(right) + samples(s0) + samples(s1));
     return t;
   }
 };
