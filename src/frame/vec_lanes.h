@@ -201,6 +201,16 @@ QOR_VEC_FN VecOf<T, 32> reordered(VecOf<T, 32> a) {
 QOR_VEC_2(Qor16s, neighbourSums, Qor16s, hadd_epi16)
 QOR_VEC_2(Qor32s, neighbourSums, Qor32s, hadd_epi32)
 
+// The wider lanes of a split in the order of addresses.
+template <class T>
+QOR_VEC_FN Block<T, 2> inOrder(Split<T> s) {
+  if constexpr (Vec<T>::bytes == 16) {
+    return {{s.a, s.b}};
+  } else {
+    return {{ofShorts(firstShort(s.a), firstShort(s.b)), ofShorts(lastShort(s.a), lastShort(s.b))}};
+  }
+}
+
 // ---- a[0] b[0] a[1] b[1] ...
 template <class T, int size>
 QOR_VEC_FN BlockOf<VecOf<T, size>, 2> zip(VecOf<T, size> a, VecOf<T, size> b) {
