@@ -237,7 +237,9 @@ QorStatus qoriFilterColumnPipelineGetBufferSize_Low_16s_C3R(QoriSize roiSize, in
  * qoriFilterLowpassBorder_32f_C1R may write onto its source with the same step under qorBorderRepl, as long as it does
  * not go parallel; otherwise source and destination must not overlap. @b Scratch: pBuffer holds a few rows, at any
  * address, of the size that the filter's own query reports for the same region and mask; the report grows with the
- * thread count, so the count must not be raised between query and call. Sizes are counted in 32 bits that wrap.
+ * thread count, so the count must not be raised between query and call. A size beyond 31 bits is reported as what the
+ * filter needs, if that fits them, else as its low 32 bits. No filter writes behind its report: it takes as many
+ * threads as have room in it.
  *
  * @b Threads: a call is shared among the team when the count of threads T is 2 or more, width is 256 or more, height is
  * both 5 * T and 256 or more (64 for qoriFilterLaplacianBorder_8u8s_C1R), and the processor has more than one core. The
@@ -246,8 +248,9 @@ QorStatus qoriFilterColumnPipelineGetBufferSize_Low_16s_C3R(QoriSize roiSize, in
  * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pointer; qorStsSizeErr for a width, then a
  * height below 1; qorStsStepErr for a step below width * sample size, the source's first; qorStsNotEvenStepErr for a
  * 32f step or a 16s step that is not a multiple of the sample size; qorStsBadArgErr for a border whose low four bits
- * are no rule or that exceeds 255; qorStsBadArgErr for a divisor of 0; qorStsMaskSizeErr. Queries: qorStsNullPtrErr;
- * qorStsSizeErr for a width, then a height below 1; qorStsMaskSizeErr.
+ * are no rule or that exceeds 255; qorStsBadArgErr for a divisor of 0; qorStsMaskSizeErr; qorStsSizeErr where the
+ * report has no room for one thread. Queries: qorStsNullPtrErr; qorStsSizeErr for a width, then a height below 1;
+ * qorStsMaskSizeErr.
  * @{
  */
 QorStatus qoriFilterSobelHorizBorder_8u8s_C1R(const Qor8u* pSrc, int srcStep, Qor8s* pDst, int dstStep,

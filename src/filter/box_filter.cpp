@@ -1,75 +1,87 @@
 #include "filter/box_filter.h"
 
-#include "filter/bordered_image.h"
+#include <string.h>
+
 #include "frame/bands.h"
 #include "frame/checks.h"
-#include "frame/image_ops.h"
+#include "frame/outside.h"
+#include "frame/scratch.h"
 
 namespace qor::inline QOR_LEVEL {
 namespace {
 
-constexpr Qor32s parallelArea = 0x40000;
-constexpr int64_t slack = 64;
+constexpr Borders borders = {.rules = ruleBits(qorBorderConst, qorBorderRepl, qorBorderInMem),
+                             .refusal = qorStsBorderErr};
+constexpr TeamRule boxTeam = {.pixels = 0x40000, .leastThreads = 2};
+
+// Sums along a row go by fours at every level.
+using Four = Short<Qor32f>;
 
 // The first of four sums is the first sample; the last, of all.
-inline V32f prefixSums(V32f a) {
-  a = a + V32f{_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(a.v), 4))};
-  return a + V32f{_mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(a.v), 8))};
+inline Four prefixSums(Four a) {
+  const auto zeros = zero<Short<Qor32s>>();
+  a = a + as<Qor32f>(slide<3>(zeros, as<Qor32s>(a)));
+  return a + as<Qor32f>(slide<2>(zeros, as<Qor32s>(a)));
 }
-inline V32f lastInAll(V32f a) {
-  return {_mm_castsi128_ps(_mm_shuffle_epi32(_mm_castps_si128(a.v), _MM_SHUFFLE(3, 3, 3, 3)))};
-}
+inline Four lastInAll(Four a) { return reordered<3, 3, 3, 3>(a); }
 
 Qor32f sumOf(const Qor32f* p, int n) {
-  V32f sums = zero<Qor32f>();
+  Four sums = zero<Four>();
   int i = 0;
-  for (; i <= n - 4; i += 4) sums = sums + load(p + i);
+  for (; i <= n - Four::lanes; i += Four::lanes) sums = sums + load<Four>(p + i);
   Qor32f total = sum(sums);
   for (; i < n; ++i) total += p[i];
   return total;
 }
 
-// Window sums of a row from its column sums, and their multiples on the way to the destination. Eight at a time: one
-// addition of eight columns' change is all that a block waits for.
+// Window sums of a row from its column sums, and their multiples on the way to the destination. Two fours at a time:
+// one addition of their columns' change is all that a block waits for.
 struct Window {
   int columns;
   Qor32f scale;
 
   // sums[-1] is 0, sums[0] the first column of the first window.
   void row(const Qor32f* sums, Qor32f* dst, int width) const {
-    V32f before = splat(sumOf(sums, columns - 1));
+    constexpr int samples = Fours::samples;
+    Four before = splat<Four>(sumOf(sums, columns - 1));
     const Qor32f *entering = sums + columns - 1, *leaving = sums - 1;
     int x = 0;
-    for (; x <= width - 8; x += 8) store(dst + x, block(entering + x, leaving + x, before));
+    for (; x <= width - samples; x += samples) store(dst + x, block(entering + x, leaving + x, before));
     if (x == width) return;
     const auto rest = static_cast<size_t>(width - x) * sizeof(Qor32f);
-    Qor32f in[8] = {}, out[8] = {}, results[8];
-    __builtin_memcpy(in, entering + x, rest);
-    __builtin_memcpy(out, leaving + x, rest);
-    store(results, block(in, out, before));
-    __builtin_memcpy(dst + x, results, rest);
+    Qor32f in[samples] = {}, out[samples] = {};
+    memcpy(in, entering + x, rest);
+    memcpy(out, leaving + x, rest);
+    storeFirst(dst + x, width - x, block(in, out, before));
   }
 
  private:
-  QOR_FORCE_INLINE Block<Qor32f, 2> block(const Qor32f* entering, const Qor32f* leaving, V32f& before) const {
-    const V32f first = prefixSums(load(entering) - load(leaving));
-    const V32f second = prefixSums(load(entering + 4) - load(leaving + 4)) + lastInAll(first);
-    const Block<Qor32f, 2> results{(before + first) * splat(scale), (before + second) * splat(scale)};
+  using Fours = BlockOf<Four, 2>;
+
+  QOR_FORCE_INLINE Fours block(const Qor32f* entering, const Qor32f* leaving, Four& before) const {
+    const auto change = [=](int i) { return load<Four>(entering + i) - load<Four>(leaving + i); };
+    const Four first = prefixSums(change(0)), second = prefixSums(change(Four::lanes)) + lastInAll(first);
+    const Four scales = splat<Four>(scale);
+    const Fours results{(before + first) * scales, (before + second) * scales};
     before = before + lastInAll(second);
     return results;
   }
 };
 
+// Rows after which the sums of the columns start afresh.
+int64_t restartRows(QoriSize mask) { return 4 * int64_t{mask.height} + 32; }
+
 // Filters rows of the region with the columns that stand in memory beside it.
 struct BoxRows {
   BorderedImage<Qor32f> source;
-  int left, right;  // columns in memory that windows reach
+  int left;  // columns in memory that windows reach, there and in all with the region's
+  ptrdiff_t span;
   QoriSize mask;
   Plane<Qor32f> dst;
+  Qor32f constantSum;  // of a column
 
-  int width() const { return source.size.width; }
+  int width() const { return static_cast<int>(source.sides.columns.n); }
   int reachLeft() const { return (mask.width - 1) / 2; }
-  int restart() const { return 4 * mask.height + 32; }
 
   // Rows first to last - 1, which begin where the sums start afresh; columns holds the sums, one for every column of
   // the windows and one more.
@@ -78,18 +90,17 @@ struct BoxRows {
     columns[0] = 0;
     Qor32f* const sums = columns + 1;
     Qor32f* const inner = sums + reachLeft() - left;
-    const ptrdiff_t n = ptrdiff_t{left} + width() + right;
     for (int64_t y = first; y < last; ++y) {
       const int top = static_cast<int>(y) - (mask.height - 1) / 2;
-      if ((y - first) % restart() == 0) {
-        start(inner, n, top);
+      if ((y - first) % restartRows(mask) == 0) {
+        start(inner, top);
       } else {
         const auto slide = [](const Qor32f* s, const Qor32f* out, const Qor32f* in) {
           return Block<Qor32f, 1>{load(s) - load(out) + load(in)};
         };
-        mapRow(inner, n, slide, const_cast<const Qor32f*>(inner), row(top - 1), row(top + mask.height - 1));
+        mapRow(inner, span, slide, const_cast<const Qor32f*>(inner), row(top - 1), row(top + mask.height - 1));
       }
-      fillBeside(sums, inner, n);
+      fillBeside(sums, inner);
       window.row(sums, dst.row(static_cast<int>(y)), width());
     }
   }
@@ -97,23 +108,20 @@ struct BoxRows {
  private:
   const Qor32f* row(int y) const { return source.row(y) - left; }
 
-  void start(Qor32f* inner, ptrdiff_t n, int top) const {
-    __builtin_memset(inner, 0, static_cast<size_t>(n) * sizeof(Qor32f));
+  void start(Qor32f* inner, int top) const {
+    memset(inner, 0, static_cast<size_t>(span) * sizeof(Qor32f));
     const auto add = [](const Qor32f* s, const Qor32f* in) { return Block<Qor32f, 1>{load(s) + load(in)}; };
-    for (int j = 0; j < mask.height; ++j) mapRow(inner, n, add, const_cast<const Qor32f*>(inner), row(top + j));
+    for (int j = 0; j < mask.height; ++j) mapRow(inner, span, add, const_cast<const Qor32f*>(inner), row(top + j));
   }
 
   // Columns outside have the sum of the edge's column, or that of the constant.
-  void fillBeside(Qor32f* sums, const Qor32f* inner, ptrdiff_t n) const {
+  void fillBeside(Qor32f* sums, const Qor32f* inner) const {
     Qor32f* const end = sums + width() + mask.width - 1;
-    const Qor32f *const innerEnd = inner + n, ofLeft = inner[0], ofRight = innerEnd[-1];
-    const bool constant = source.rule == qorBorderConst;
+    const Qor32f *const innerEnd = inner + span, ofLeft = inner[0], ofRight = innerEnd[-1];
+    const bool constant = source.sides.needValue();
     for (Qor32f* p = sums; p < inner; ++p) *p = constant ? constantSum : ofLeft;
     for (Qor32f* p = sums + (innerEnd - sums); p < end; ++p) *p = constant ? constantSum : ofRight;
   }
-
- public:
-  Qor32f constantSum;  // of a column
 };
 
 Qor32f repeatedSum(Qor32f value, int count) {
@@ -122,55 +130,96 @@ Qor32f repeatedSum(Qor32f value, int count) {
   return total;
 }
 
+// Whether windows reach rows of the constant.
+bool needConstants(const Sides& sides, QoriSize mask) {
+  return (sides.rows.low == Edge::value && (mask.height - 1) / 2 > 0) ||
+         (sides.rows.high == Edge::value && mask.height / 2 > 0);
+}
+
+// The region with the pixels in memory that windows reach.
+struct Reach {
+  int left, up;
+  int64_t span, rows;
+
+  Reach(const Sides& sides, QoriSize size, QoriSize mask) {
+    const int leftOf = (mask.width - 1) / 2, above = (mask.height - 1) / 2;
+    const auto in = [](Edge edge, int reach) { return edge == Edge::memory ? reach : 0; };
+    left = in(sides.columns.low, leftOf);
+    up = in(sides.rows.low, above);
+    span = int64_t{left} + size.width + in(sides.columns.high, mask.width - 1 - leftOf);
+    rows = int64_t{up} + size.height + in(sides.rows.high, mask.height - 1 - above);
+  }
+};
+
+// The sums of the columns of a row's windows, and one more.
+int64_t columnSums(QoriSize size, QoriSize mask) { return int64_t{size.width} + mask.width; }
+
+struct Parts {
+  Qor32f *constants, *copy, *columns;
+};
+// A row of the constant; the copied source, or nothing; the column sums of a team.
+Parts lay(ScratchParts& parts, const Reach& reach, bool constants, bool staged, int64_t sums, int team) {
+  Qor32f* const row = constants ? parts.take<Qor32f>(reach.span) : nullptr;
+  Qor32f* const copy = staged ? parts.take<Qor32f>(reach.span * reach.rows) : nullptr;
+  return {row, copy, parts.take<Qor32f>(team * sums)};
+}
+
+// Room for a copy of the image and all that its windows reach. Sizes beyond 31 bits wrap.
+int reported(QoriSize size, QoriSize mask, int numChannels) {
+  const auto w = static_cast<uint64_t>(size.width), h = static_cast<uint64_t>(size.height);
+  const auto mw = static_cast<uint64_t>(mask.width), mh = static_cast<uint64_t>(mask.height);
+  const auto n = static_cast<uint64_t>(numChannels);
+  const uint64_t columns = (w + mw + 1) * 4 * (n > 1 ? 4 : 1), image = (w + mw - 1) * (h + mh - 1) * 4 * n;
+  const uint64_t pointers = 8 * ((mh - 1) / 2) + 8;
+  return static_cast<int>(64 + columns + image + pointers);
+}
+
 bool overlap(const Qor32f* a, int64_t aBytes, const Qor32f* b, int64_t bBytes) {
   const auto distance = static_cast<int64_t>(reinterpret_cast<uintptr_t>(b) - reinterpret_cast<uintptr_t>(a));
   return distance < aBytes && -distance < bBytes;
 }
 
-// Scratch behind its alignment: column sums of the calling thread; then, as large as the image with its windows' reach,
-// a row of the constant, if rows of it are needed, and the copied source or the column sums of the team. Rows of the
-// constant are needed only where a side's rows are missing, so the copy leaves at least one row free.
-void filterBox(const Qor32f* pSrc, int srcStep, Plane<Qor32f> dst, QoriSize roiSize, QoriSize mask,
-               QoriBorderType border, Qor32f value, Qor8u* pBuffer) {
-  const BorderSides sides = BorderSides::of(border);
-  const int reachLeft = (mask.width - 1) / 2, reachUp = (mask.height - 1) / 2;
-  const int left = sides.left ? reachLeft : 0, right = sides.right ? mask.width - 1 - reachLeft : 0;
-  const int up = sides.top ? reachUp : 0, down = sides.bottom ? mask.height - 1 - reachUp : 0;
-  const int64_t span = int64_t{left} + roiSize.width + right, rows = int64_t{up} + roiSize.height + down;
+QorStatus filterBox(Plane<const Qor32f> src, Plane<Qor32f> dst, QoriSize size, QoriSize mask, const Sides& sides,
+                    Qor32f value, Qor8u* pBuffer) {
+  const Reach reach(sides, size, mask);
+  const Qor32f* const first = rowAt(src.first, src.step, -reach.up) - reach.left;
+  const bool staged = overlap(first, src.step * (reach.rows - 1) + rowBytes<Qor32f>(reach.span), dst.first,
+                              rowOffset(dst.step, size.height - 1) + rowBytes<Qor32f>(size.width));
+  const int stretches = static_cast<int>((int64_t{size.height} + restartRows(mask) - 1) / restartRows(mask));
+  const int shared = staged ? 0 : teamFor(boxTeam, size), wanted = shared < stretches ? shared : stretches;
+  const bool constants = needConstants(sides, mask);
+  const int64_t sums = columnSums(size, mask);
+  const auto layFor = [&](int team) {
+    return [&, team](ScratchParts& parts) { return lay(parts, reach, constants, staged, sums, team); };
+  };
+  const int bytes = reported(size, mask, 1);
+  const int team = teamWithin(bytes, wanted > 1 ? wanted : 1, [&](int t) { return bytesOf(layFor(t)); });
+  if (team == 0) return qorStsSizeErr;
+  ScratchParts parts(pBuffer, bytes, bytesOf(layFor(team)));
+  const Parts scratch = layFor(team)(parts);
 
-  Qor32f* const columns = alignUp<Qor32f>(pBuffer, 16);
-  const int64_t columnSums = int64_t{roiSize.width} + mask.width;
-  Qor32f* const constants = columns + columnSums + 1;
-  const bool needsConstants = (border & 15) == qorBorderConst && rows < int64_t{roiSize.height} + mask.height - 1;
-  if (needsConstants) {
-    for (int64_t i = 0; i < span; ++i) constants[i] = value;
+  if (constants) {
+    for (int64_t i = 0; i < reach.span; ++i) scratch.constants[i] = value;
   }
-  Qor32f* const rest = constants + (needsConstants ? span : 0);
-
-  const Qor32f* const first = rowAt(pSrc, srcStep, -up) - left;
-  const bool staged = overlap(first, srcStep * (rows - 1) + rowBytes<Qor32f>(span), dst.first,
-                              rowOffset(dst.step, roiSize.height - 1) + rowBytes<Qor32f>(roiSize.width));
-  Plane<const Qor32f> image{pSrc, srcStep};
   if (staged) {
-    for (int64_t y = 0; y < rows; ++y) {
-      __builtin_memcpy(rest + y * span, reinterpret_cast<const char*>(first) + srcStep * y,
-                       static_cast<size_t>(rowBytes<Qor32f>(span)));
+    const auto row = static_cast<size_t>(rowBytes<Qor32f>(reach.span));
+    for (int64_t y = 0; y < reach.rows; ++y) {
+      memcpy(scratch.copy + y * reach.span, reinterpret_cast<const char*>(first) + src.step * y, row);
     }
-    image = {rest + up * span + left, static_cast<int>(rowBytes<Qor32f>(span))};
+    src = {scratch.copy + reach.up * reach.span + reach.left, static_cast<int>(row)};
   }
-  const BoxRows box{
-      {image, roiSize, border & 15, sides, constants + left}, left, right, mask, dst, repeatedSum(value, mask.height)};
-  const int stretches = static_cast<int>((int64_t{roiSize.height} + box.restart() - 1) / box.restart());
-  const int team = owncvGetMaxNumThreads() < stretches ? owncvGetMaxNumThreads() : stretches;
-  if (staged || team < 2 || area(roiSize.width, roiSize.height) < parallelArea) {
-    box.run(0, roiSize.height, columns);
-    return;
-  }
-  // A stretch has more than 32 rows, so the columns of one a thread fit where the image would stand.
-  forBands(stretches, team, [&](Band band) {
-    const int64_t begin = int64_t{band.first} * box.restart(), end = begin + int64_t{band.rows} * box.restart();
-    box.run(begin, end < roiSize.height ? end : roiSize.height, rest + band.thread * columnSums);
+  const BoxRows box{{src, sides, constants ? scratch.constants + reach.left : nullptr},
+                    reach.left,
+                    reach.span,
+                    mask,
+                    dst,
+                    repeatedSum(value, mask.height)};
+  // Bands of whole stretches, so that sums start afresh where they do on one thread.
+  forTeam(team > 1 ? team : 0, stretches, [&](Band band) {
+    const int64_t begin = int64_t{band.first} * restartRows(mask), end = begin + int64_t{band.rows} * restartRows(mask);
+    box.run(begin, end < size.height ? end : size.height, scratch.columns + band.thread * sums);
   });
+  return qorStsNoErr;
 }
 
 }  // namespace
@@ -183,29 +232,21 @@ QorStatus qoriFilterBoxBorderGetBufferSize(QoriSize roiSize, QoriSize maskSize, 
       nullCheck(pBufferSize), sizeCheck(roiSize), sizeCheck(maskSize) == qorStsNoErr ? qorStsNoErr : qorStsMaskSizeErr,
       isType ? qorStsNoErr : qorStsDataTypeErr, isCount ? qorStsNoErr : qorStsChannelErr);
   if (status != qorStsNoErr) return status;
-  // Sizes beyond 31 bits wrap.
-  const auto w = static_cast<uint64_t>(roiSize.width), h = static_cast<uint64_t>(roiSize.height);
-  const auto mw = static_cast<uint64_t>(maskSize.width), mh = static_cast<uint64_t>(maskSize.height);
-  const auto n = static_cast<uint64_t>(numChannels);
-  const uint64_t columns = (w + mw + 1) * 4 * (n > 1 ? 4 : 1), image = (w + mw - 1) * (h + mh - 1) * 4 * n;
-  const uint64_t pointers = 8 * ((mh - 1) / 2) + 8;
-  *pBufferSize = static_cast<int>(slack + columns + image + pointers);
+  *pBufferSize = reported(roiSize, maskSize, numChannels);
   return qorStsNoErr;
 }
 
 QorStatus qoriFilterBoxBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
                                       QoriSize maskSize, QoriBorderType borderType, const Qor32f* pBorderValue,
                                       Qor8u* pBuffer) {
-  const bool usesValue = (borderType & 15) == qorBorderConst && !BorderSides::of(borderType).all();
-  const bool goodBorder =
-      isBorder(borderType, ruleBit(qorBorderConst) | ruleBit(qorBorderRepl) | ruleBit(qorBorderInMem));
+  const Sides sides = borders.sides(borderType, roiSize);
+  const bool usesValue = sides.needValue();
   const QorStatus status = firstFailure(
       nullCheck(pSrc, pDst, pBuffer), usesValue ? nullCheck(pBorderValue) : qorStsNoErr, sizeCheck(roiSize),
       stepCheck<Qor32f>(roiSize.width, srcStep, dstStep), evenCheck<Qor32f>(srcStep, dstStep),
-      sizeCheck(maskSize) == qorStsNoErr ? qorStsNoErr : qorStsMaskSizeErr, goodBorder ? qorStsNoErr : qorStsBorderErr);
+      sizeCheck(maskSize) == qorStsNoErr ? qorStsNoErr : qorStsMaskSizeErr, borders.check(borderType));
   if (status != qorStsNoErr) return status;
-  filterBox(pSrc, srcStep, {pDst, dstStep}, roiSize, maskSize, borderType, usesValue ? *pBorderValue : 0, pBuffer);
-  return qorStsNoErr;
+  return filterBox({pSrc, srcStep}, {pDst, dstStep}, roiSize, maskSize, sides, usesValue ? *pBorderValue : 0, pBuffer);
 }
 
 }  // namespace qor

@@ -8,13 +8,13 @@
 // the result is the same on every number of threads, and tiles differ by rounding alone; where all sums are exact, as
 // those of integers below 2^24 are, nothing drifts.
 //
-// The border is a rule with flags as bordered_image.h has it: rules 0, with the value behind pBorderValue, 1 and 6. In
+// The border is a rule with flags as frame/outside.h has it: rules 0, with the value behind pBorderValue, 1 and 6. In
 // place, and any other overlap of source and destination, is allowed: the source is then copied to the scratch first.
 // Scratch: the reported size, at any byte. Threads: from 0x40000 pixels on, unless in place.
 //
 // Statuses in the order of the checks: null source, destination, scratch and, where the rule uses it, pBorderValue;
 // size; steps below the width; steps not a multiple of 4; a side of the mask below 1 (qorStsMaskSizeErr); border
-// (qorStsBorderErr).
+// (qorStsBorderErr); no room in the reported size, which wraps beyond 31 bits (qorStsSizeErr).
 #pragma once
 
 #include "frame/base.h"

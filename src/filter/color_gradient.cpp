@@ -12,93 +12,75 @@ struct Color {
   T channels[3];
 };
 template <class T>
-const T* samples(const Color<T>* pixels) {
-  return pixels->channels;
+Triple<T> load(const Color<T>* pixels) {
+  return Triple<T>(pixels->channels);
 }
 
-// The vector that begins so many samples behind p + 32 bytes, of which only the samples within 48 bytes count: what
-// lies behind the block is not read.
-template <int skip, class T>
-inline Vec<T> lastShifted(const T* p) {
-  return {_mm_srli_si128(load(p + 2 * Vec<T>::lanes).v, skip * static_cast<int>(sizeof(T)))};
+// The same of all three vectors of a triple.
+template <class T, class Map>
+Triple<T> mapped(Triple<T> t, const Map& map) {
+  t.a = map(t.a), t.b = map(t.b), t.c = map(t.c);
+  return t;
 }
 
-// The three channels of four float pixels.
-struct Channels {
-  V32f a, b, c;
+// Four pixels of bytes in each 16 bytes: the numbers of their samples in a vector of 12 bytes, or in the last 12 of 16.
+// The sixteen pixels of a triple's 48 bytes are four of these.
+struct Fours {
+  V8u all[4];
+
+  explicit Fours(const Triple<Qor8u>& t) : all{t.a, slide<12>(t.a, t.b), slide<8>(t.b, t.c), t.c} {}
+
+  // fn(pixels, offset of their first sample), one after the other.
+  template <class Fn>
+  auto map(const Fn& fn) const {
+    using R = decltype(fn(all[0], std::integral_constant<int, 0>()));
+    struct {
+      R v[4];
+    } results{{fn(all[0], std::integral_constant<int, 0>()), fn(all[1], std::integral_constant<int, 0>()),
+               fn(all[2], std::integral_constant<int, 0>()), fn(all[3], std::integral_constant<int, 4>())}};
+    return results;
+  }
 };
-inline Channels channelsOf(V32f u, V32f v, V32f w) {
-  const __m128 b = _mm_blend_ps(_mm_blend_ps(v.v, u.v, 0b0010), w.v, 0b0100);
-  const __m128 c = _mm_blend_ps(_mm_blend_ps(w.v, v.v, 0b0010), u.v, 0b0100);
-  return {everyThird(u, v, w),
-          {_mm_shuffle_ps(b, b, _MM_SHUFFLE(2, 3, 0, 1))},
-          {_mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 0, 1, 2))}};
-}
 
 // Largest of three: the maximum with the two samples behind stands right where a pixel begins.
 struct Inf {
   template <class T>
   Block<T, 1> operator()(const Color<T>* pixels) const {
-    constexpr int lanes = Vec<T>::lanes;
-    const T* const p = samples(pixels);
-    const auto largest = [p](int i) { return max(max(load(p + i), load(p + i + 1)), load(p + i + 2)); };
-    const Vec<T> last = max(max(load(p + 2 * lanes), lastShifted<1>(p)), lastShifted<2>(p));
-    return {everyThird(largest(0), largest(lanes), last)};
+    const Triple<T> t = load(pixels);
+    const auto largest = [](Vec<T> low, Vec<T> high) {
+      return max(max(low, slide<1>(low, high)), slide<2>(low, high));
+    };
+    Triple<T> m = t;
+    m.a = largest(t.a, t.b), m.b = largest(t.b, t.c), m.c = largest(t.c, t.c);
+    return {third<0>(m)};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
-    const Qor32f* const p = samples(pixels);
-    const Channels s = channelsOf(abs(load(p)), abs(load(p + 4)), abs(load(p + 8)));
-    return {max(max(s.a, s.b), s.c)};
+    const Triple<Qor32f> s = mapped(load(pixels), [](V32f v) { return abs(v); });
+    return {max(max(third<0>(s), third<1>(s)), third<2>(s))};
   }
 };
 
-// Four pixels of bytes as a, b, c, 0. The last four of sixteen end with the block, so they are picked from further up.
-template <bool last>
-inline V8u fourPixels(const Qor8u* p) {
-  const __m128i numbers = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
-  const __m128i numbersOfLast = _mm_setr_epi8(4, 5, 6, -1, 7, 8, 9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
-  return lookUp(load(last ? p - 4 : p), V8u{last ? numbersOfLast : numbers});
-}
-
 struct L1 {
+  // (sum * 1365 + 2048) >> 12 is (sum * 10920 + 2^14) >> 15, which is one instruction.
   Block<Qor8u, 1> operator()(const Color<Qor8u>* pixels) const {
-    const Qor8u* const p = samples(pixels);
-    return {narrowToU(means(fourPixels<false>(p), fourPixels<false>(p + 12)),
-                      means(fourPixels<false>(p + 24), fourPixels<true>(p + 36)))};
+    const auto pairs = Fours(load(pixels)).map([](V8u v, auto at) {
+      const V8u four = lookUp(v, bytes(at, at + 1, at + 2, -1, at + 3, at + 4, at + 5, -1, at + 6, at + 7, at + 8, -1,
+                                       at + 9, at + 10, at + 11, -1));
+      return multiplyAdd(four, splat(Qor8s{1}));
+    });
+    const auto means = [](V16s a, V16s b) { return multiplyHighRounded(neighbourSums(a, b), splat(Qor16s{10920})); };
+    return {packToU(means(pairs.v[0], pairs.v[1]), means(pairs.v[2], pairs.v[3]))};
   }
   // With the sums in 18 bits, the product stays below 2^30.
   Block<Qor16u, 1> operator()(const Color<Qor16u>* pixels) const {
-    const Qor16u* const p = samples(pixels);
-    const V16u u = load(p), v = load(p + 8), w = load(p + 16);
-    const Planes s = planesOf(u, v, w);
+    const Triple<Qor16u> t = load(pixels);
+    const Split<Qor32s> a = split(third<0>(t)), b = split(third<1>(t)), c = split(third<2>(t));
     const auto mean = [](V32s sum) { return (sum * splat(Qor32s{5461}) + splat(Qor32s{8192})) >> 14; };
-    return {
-        narrowToU(mean(widenLo(s.a) + widenLo(s.b) + widenLo(s.c)), mean(widenHi(s.a) + widenHi(s.b) + widenHi(s.c)))};
+    return {joinToU(Split<Qor32s>{mean(a.a + b.a + c.a), mean(a.b + b.b + c.b)})};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
-    const Qor32f* const p = samples(pixels);
-    const Channels s = channelsOf(abs(load(p)), abs(load(p + 4)), abs(load(p + 8)));
-    return {s.a + s.b + s.c};
-  }
-
-  struct Planes {
-    V16u a, b, c;
-  };
-  static Planes planesOf(V16u u, V16u v, V16u w) {
-    // Channel b begins in sample 1 of u, 2 of v and 0 of w; channel c in 2, 0 and 1.
-    const __m128i b = _mm_blend_epi16(_mm_blend_epi16(u.v, v.v, 0b00100100), w.v, 0b01001001);
-    const __m128i c = _mm_blend_epi16(_mm_blend_epi16(u.v, v.v, 0b01001001), w.v, 0b10010010);
-    return {everyThird(u, v, w),
-            {_mm_shuffle_epi8(b, _mm_setr_epi8(2, 3, 8, 9, 14, 15, 4, 5, 10, 11, 0, 1, 6, 7, 12, 13))},
-            {_mm_shuffle_epi8(c, _mm_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15))}};
-  }
-
- private:
-  // (sum * 1365 + 2048) >> 12 is (sum * 10920 + 2^14) >> 15, which is one instruction.
-  static V16s means(V8u first, V8u second) {
-    const __m128i ones = _mm_set1_epi8(1);
-    const __m128i sums = _mm_hadd_epi16(_mm_maddubs_epi16(first.v, ones), _mm_maddubs_epi16(second.v, ones));
-    return {_mm_mulhrs_epi16(sums, _mm_set1_epi16(10920))};
+    const Triple<Qor32f> s = mapped(load(pixels), [](V32f v) { return abs(v); });
+    return {third<0>(s) + third<1>(s) + third<2>(s)};
   }
 };
 
@@ -109,55 +91,36 @@ struct L1 {
 // 2^-24 in 255; for 16 bits 6.3e-7 against 2.2e-11 in 64-bit float. S itself is exact: below 2^18, and below 2^34.
 struct L2 {
   Block<Qor8u, 1> operator()(const Color<Qor8u>* pixels) const {
-    const Qor8u* const p = samples(pixels);
-    return {
-        narrowToU(narrowToS(root<false>(p), root<false>(p + 12)), narrowToS(root<false>(p + 24), root<true>(p + 36)))};
+    // Of a pixel, a and b in the two halves of a lane, and c alone.
+    const auto roots = Fours(load(pixels)).map([](V8u v, auto at) {
+      const V16s ab = as<Qor16s>(lookUp(
+          v, bytes(at, -1, at + 1, -1, at + 3, -1, at + 4, -1, at + 6, -1, at + 7, -1, at + 9, -1, at + 10, -1)));
+      const V16s c =
+          as<Qor16s>(lookUp(v, bytes(at + 2, -1, -1, -1, at + 5, -1, -1, -1, at + 8, -1, -1, -1, at + 11, -1, -1, -1)));
+      return nearest(sqrt(toFloat(multiplyAdd(ab, ab) + multiplyAdd(c, c)) * splat(1.0F / 3.0F)));
+    });
+    return {packToU(packToS(roots.v[0], roots.v[1]), packToS(roots.v[2], roots.v[3]))};
   }
   Block<Qor16u, 1> operator()(const Color<Qor16u>* pixels) const {
-    const Qor16u* const p = samples(pixels);
-    const L1::Planes s = L1::planesOf(load(p), load(p + 8), load(p + 16));
-    return {
-        narrowToU(roots(widenLo(s.a), widenLo(s.b), widenLo(s.c)), roots(widenHi(s.a), widenHi(s.b), widenHi(s.c)))};
+    const Triple<Qor16u> t = load(pixels);
+    const Split<Qor32s> a = split(third<0>(t)), b = split(third<1>(t)), c = split(third<2>(t));
+    return {joinToU(Split<Qor32s>{roots(a.a, b.a, c.a), roots(a.b, b.b, c.b)})};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
-    const Qor32f* const p = samples(pixels);
-    const V32f u = load(p), v = load(p + 4), w = load(p + 8);
-    const Channels squares = channelsOf(u * u, v * v, w * w);
-    return {sqrt(squares.a + squares.b + squares.c)};
+    const Triple<Qor32f> squares = mapped(load(pixels), [](V32f v) { return v * v; });
+    return {sqrt(third<0>(squares) + third<1>(squares) + third<2>(squares))};
   }
 
  private:
-  template <bool last>
-  static V32s root(const Qor8u* p) {
-    // a and b in the two halves of a lane, and c alone.
-    const __m128i ab = _mm_setr_epi8(0, -1, 1, -1, 3, -1, 4, -1, 6, -1, 7, -1, 9, -1, 10, -1);
-    const __m128i abOfLast = _mm_setr_epi8(4, -1, 5, -1, 7, -1, 8, -1, 10, -1, 11, -1, 13, -1, 14, -1);
-    const __m128i c = _mm_setr_epi8(2, -1, -1, -1, 5, -1, -1, -1, 8, -1, -1, -1, 11, -1, -1, -1);
-    const __m128i cOfLast = _mm_setr_epi8(6, -1, -1, -1, 9, -1, -1, -1, 12, -1, -1, -1, 15, -1, -1, -1);
-    const V8u loaded = load(last ? p - 4 : p);
-    const V16s first = as<Qor16s>(lookUp(loaded, V8u{last ? abOfLast : ab}));
-    const V16s second = as<Qor16s>(lookUp(loaded, V8u{last ? cOfLast : c}));
-    const V32f sum = toFloat(multiplyAdd(first, first) + multiplyAdd(second, second));
-    return nearest(sqrt(sum * splat(1.0F / 3.0F)));
-  }
-
-  static __m128i roots(V64f a, V64f b, V64f c) {
-    return _mm_cvtpd_epi32(sqrt((a * a + b * b + c * c) * splat(1.0 / 3.0)).v);
-  }
+  static V64f root(V64f a, V64f b, V64f c) { return sqrt((a * a + b * b + c * c) * splat(1.0 / 3.0)); }
   static V32s roots(V32s a, V32s b, V32s c) {
-    return {_mm_unpacklo_epi64(roots(toDoubleLo(a), toDoubleLo(b), toDoubleLo(c)),
-                               roots(toDoubleHi(a), toDoubleHi(b), toDoubleHi(c)))};
+    return nearest(root(toDoubleLo(a), toDoubleLo(b), toDoubleLo(c)),
+                   root(toDoubleHi(a), toDoubleHi(b), toDoubleHi(c)));
   }
 };
 
-// A team is formed only by callers that run in one, as large as theirs.
-int teamFor(QoriSize roiSize) {
-  const auto least = [](int a, int b) { return a < b ? a : b; };
-  const int team = owncvGetNumThreads();
-  if (team < 2) return 1;
-  return least(least(team, owncvGetMaxNumThreads()),
-               least(area(roiSize.width, roiSize.height) >> 10, roiSize.height >> 4));
-}
+// A team is formed only by callers that run in one.
+constexpr TeamRule colorTeam = {.ofCallersTeam = true, .pixelsAThread = 1024, .rowsAThread = 16, .leastThreads = 2};
 
 template <class T>
 QorStatus gradientColorToGray(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, QoriNorm norm) {
@@ -175,12 +138,7 @@ QorStatus gradientColorToGray(const T* pSrc, int srcStep, T* pDst, int dstStep, 
       forEachRow(roiSize.width, band.first, band.rows, row, Plane{pDst, dstStep},
                  Plane{reinterpret_cast<const Color<T>*>(pSrc), srcStep});
     };
-    const int team = teamFor(roiSize);
-    if (team > 1) {
-      forBands<roundedBandOf>(roiSize.height, team, work);
-    } else {
-      work(Band{0, 0, roiSize.height});
-    }
+    forTeam<roundedBandOf>(teamFor(colorTeam, roiSize), roiSize.height, work);
   };
   if (norm == qoriNormInf) {
     run(Inf());

@@ -9,8 +9,9 @@
 // the same for every pixel.
 #pragma once
 
-#include "filter/bordered_image.h"
-#include "filter/fixed_taps.h"
+#include "filter/fixed_filter_taps.h"
+#include "frame/row_ends.h"
+#include "frame/scratch.h"
 
 namespace qor::inline QOR_LEVEL {
 
@@ -20,8 +21,10 @@ using Component = std::conditional_t<std::is_same_v<S, Qor8u>, Qor16s, Qor32f>;
 template <class S>
 constexpr int gradientBlock = Vec<Component<S>>::lanes;
 
-inline V16s pixels(const Qor8u* p) { return as<Qor16s>(widenLo(load8(p))); }
-inline V32f pixels(const Qor32f* p) { return load(p); }
+template <class S>
+QOR_FORCE_INLINE Vec<Component<S>> pixels(const S* p) {
+  return loadAs<Component<S>>(p);
+}
 
 // What a pass over a row makes: one component or both, where they go.
 template <bool x, bool y, class D>
@@ -123,95 +126,68 @@ struct Sobel5 {
   }
 };
 
-// All rows of an image, border included. Columns beside the image are staged with their neighbours in copies of a
-// block's surroundings; all others are read where they stand.
+// All rows of an image, border included: the ends of a row from copies with what stands beside them, the others where
+// they are.
 template <class Kernel, class S>
 class GradientRows {
  public:
   using D = Component<S>;
   static constexpr int radius = Kernel::radius, side = 2 * radius + 1, block = gradientBlock<S>;
 
-  // Of scratch, one row of the constant and what surrounds it.
-  static int64_t constantSamples(QoriSize size) { return int64_t{size.width} + 2 * radius; }
+  // Scratch: a row of the constant and what surrounds it.
+  static S* layConstants(ScratchParts& parts, QoriSize size) { return parts.take<S>(int64_t{size.width} + 2 * radius); }
 
-  GradientRows(Plane<const S> image, QoriSize size, QoriBorderType border, S value, S* constantRow)
-      : source_{image, size, border & 15, BorderSides::of(border), constantRow + radius} {
-    const BorderSides& sides = source_.sides;
-    if (source_.rule == qorBorderConst && !sides.all()) {
-      for (int64_t i = 0; i < constantSamples(size); ++i) constantRow[i] = value;
-    }
-    for (int i = 0; i < radius; ++i) {
-      left_[i] = borderPosition(-1 - i, size.width, source_.rule, sides.left, sides.right);
-      right_[i] = borderPosition(size.width + i, size.width, source_.rule, sides.left, sides.right);
-    }
+  GradientRows(Plane<const S> image, QoriSize size, const Sides& sides, S value, S* constants)
+      : source_{image, sides, constants + radius}, beside_(sides.columns, value) {
+    if (!sides.rows.has(Edge::value)) return;
+    for (int64_t i = 0; i < int64_t{size.width} + 2 * radius; ++i) constants[i] = value;
   }
 
   template <class Out>
   void row(int y, const Out& out) const {
     const S* rows[side];
-    for (int j = 0; j < side; ++j) rows[j] = source_.row(y + j - radius);
-    const int width = source_.size.width;
-    int first = 0, end = width;
-    if (!source_.sides.left || width < block) {
-      first = width < block ? width : block;
-      stage(rows, 0, first, out);
+    for (int j = 0; j < side; ++j) rows[j] = source_.row(ptrdiff_t{y} + j - radius);
+    const ptrdiff_t width = source_.sides.columns.n;
+    if (source_.sides.columns.inMemory() && width >= block) {
+      Kernel::run(rows, width, out);
+    } else {
+      withEnds(rows, width, out);
     }
-    if (!source_.sides.right && first < end) {
-      end = width - block;
-      stage(rows, end, block, out);
-    }
-    if (first >= end) return;
-    if (end - first < block) {
-      // Fewer than a block between the staged ones: redo some of the right ones, which are there.
-      stage(rows, first, width - first < block ? width - first : block, out);
-      return;
-    }
-    for (const S*& r : rows) r += first;
-    Kernel::run(rows, end - first, out.from(first));
   }
 
  private:
-  S pick(const S* row, int position) const { return position == outside ? source_.constantRow[0] : row[position]; }
-
-  // Pixels x to x + n - 1 of a row, at most a block. The ends of rows with enough pixels are copied as a whole.
   template <class Out>
-  [[gnu::noinline]] void stage(const S* const* rows, int x, int n, const Out& out) const {
-    constexpr int inside = block + radius;
-    const int width = source_.size.width;
-    S copies[side][block + 2 * radius];
-    const S* staged[side];
-    for (int j = 0; j < side; ++j) {
-      S* const to = copies[j];
-      if (x == 0 && width >= inside) {
-        for (int i = 0; i < radius; ++i) to[i] = pick(rows[j], left_[radius - 1 - i]);
-        __builtin_memcpy(to + radius, rows[j], inside * sizeof(S));
-      } else if (x == width - block && x >= radius) {
-        __builtin_memcpy(to, rows[j] + x - radius, inside * sizeof(S));
-        for (int i = 0; i < radius; ++i) to[inside + i] = pick(rows[j], right_[i]);
-      } else {
-        stageAny(rows[j], x, n, to);
-      }
-      staged[j] = to + radius;
+  [[gnu::noinline]] void withEnds(const S* const* rows, ptrdiff_t width, const Out& out) const {
+    using Ends = RowEnds<S, block, radius>;
+    Ends ends[side];
+    for (int j = 0; j < side; ++j) ends[j].copy(rows[j], width, beside_);
+    const auto run = [&](const auto& columnOf, ptrdiff_t n, const Out& to) {
+      const S* from[side];
+      for (int j = 0; j < side; ++j) from[j] = columnOf(j);
+      Kernel::run(from, n, to);
+    };
+    if (!Ends::isWide(width)) {
+      D gx[2 * block], gy[2 * block];
+      run([&](int j) { return ends[j].tail(0); }, roundUpTo(width, block), Out{gx, gy});
+      const size_t bytes = static_cast<size_t>(width) * sizeof(D);
+      if constexpr (Out::wantsX) __builtin_memcpy(out.gx, gx, bytes);
+      if constexpr (Out::wantsY) __builtin_memcpy(out.gy, gy, bytes);
+      return;
     }
-    D gx[block], gy[block];
-    Kernel::run(staged, block, Out{gx, gy});
-    if constexpr (Out::wantsX) __builtin_memcpy(out.gx + x, gx, static_cast<size_t>(n) * sizeof(D));
-    if constexpr (Out::wantsY) __builtin_memcpy(out.gy + x, gy, static_cast<size_t>(n) * sizeof(D));
-  }
-
-  [[gnu::noinline]] void stageAny(const S* row, int x, int n, S* to) const {
-    const int width = source_.size.width, first = x - radius;
-    for (int i = 0; i < block + 2 * radius; ++i) {
-      const int at = first + i;
-      to[i] = i >= n + 2 * radius ? S{}
-              : at < 0            ? pick(row, left_[-1 - at])
-              : at < width        ? row[at]
-                                  : pick(row, right_[at - width]);
+    run([&](int j) { return ends[j].head(); }, block, out);
+    run([&](int j) { return ends[j].tail(width - block); }, block, out.from(width - block));
+    const ptrdiff_t between = width - 2 * block;
+    if (between >= block) {
+      run([&](int j) { return rows[j] + block; }, between, out.from(block));
+    } else if (between > 0) {
+      // A block that redoes some of its neighbours and keeps inside with what it reads.
+      const ptrdiff_t first = between > radius ? between : radius;
+      run([&](int j) { return rows[j] + first; }, block, out.from(first));
     }
   }
 
   BorderedImage<S> source_;
-  int left_[radius], right_[radius];
+  Beside<S, radius> beside_;
 };
 
 }  // namespace qor

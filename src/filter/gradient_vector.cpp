@@ -8,7 +8,8 @@
 namespace qor::inline QOR_LEVEL {
 namespace {
 
-constexpr int64_t slack = 64;
+constexpr Borders borders = {.rules = ruleBits(qorBorderConst, qorBorderRepl, qorBorderInMem),
+                             .refusal = qorStsBadArgErr};
 
 // ---- magnitude
 template <class T>
@@ -43,10 +44,9 @@ inline V32s rootOf(V32s sum) {
 template <bool corrected>
 void magnitudeL2(const Qor16s* gx, const Qor16s* gy, Qor16s* dst, ptrdiff_t n) {
   const auto kernel = [](const Qor16s* px, const Qor16s* py) {
-    const __m128i x = load(px).v, y = load(py).v;
-    const V16s lo{_mm_unpacklo_epi16(x, y)}, hi{_mm_unpackhi_epi16(x, y)};
-    return Block<Qor16s, 1>{
-        as<Qor16s>(narrowToU(rootOf<corrected>(multiplyAdd(lo, lo)), rootOf<corrected>(multiplyAdd(hi, hi))))};
+    const Split<Qor16s> pairs = splitZip(load(px), load(py));
+    const auto root = [](V16s xy) { return rootOf<corrected>(multiplyAdd(xy, xy)); };
+    return Block<Qor16s, 1>{as<Qor16s>(joinToU(Split<Qor32s>{root(pairs.a), root(pairs.b)}))};
   };
   mapRow<Stores::cached, 1>(dst, n, kernel, gx, gy);
 }
@@ -69,16 +69,15 @@ struct Angle {
     const V16s low = (steep | back) & splat(Qor16s{0x0fdb});
     const V16s high = (steep & splat(Qor16s{0x3fc9})) | (andNot(steep, back) & splat(Qor16s{0x4049}));
     const V16s turned = (steep ^ back) & topBit, below = y & topBit;
-    return {angles(widenLo(small), widenLo(large), lanesLo(low, high), lanesLo(turned), lanesLo(below)),
-            angles(widenHi(small), widenHi(large), lanesHi(low, high), lanesHi(turned), lanesHi(below))};
+    const Split<Qor32s> opposite = split(small), adjacent = split(large);
+    const Split<Qor16s> offset = splitZip(low, high), turn = splitZip(zero<Qor16s>(), turned),
+                        flip = splitZip(zero<Qor16s>(), below);
+    return inOrder(
+        Split<Qor32f>{angles(opposite.a, adjacent.a, as<Qor32f>(offset.a), as<Qor32f>(turn.a), as<Qor32f>(flip.a)),
+                      angles(opposite.b, adjacent.b, as<Qor32f>(offset.b), as<Qor32f>(turn.b), as<Qor32f>(flip.b))});
   }
 
  private:
-  static V32f lanesLo(V16s low, V16s high) { return as<Qor32f>(V16s{_mm_unpacklo_epi16(low.v, high.v)}); }
-  static V32f lanesHi(V16s low, V16s high) { return as<Qor32f>(V16s{_mm_unpackhi_epi16(low.v, high.v)}); }
-  static V32f lanesLo(V16s high) { return lanesLo(zero<Qor16s>(), high); }
-  static V32f lanesHi(V16s high) { return lanesHi(zero<Qor16s>(), high); }
-
   static V32f angles(V32s small, V32s large, V32f offset, V32f turned, V32f below) {
     const V32f a = arctanOfFraction(toFloat(small) / toFloat(large));
     return (offset + (a ^ turned)) ^ below;
@@ -108,11 +107,8 @@ struct Arguments {
     const QorStatus first = firstFailure(nullCheck(src.first), positiveStepCheck(src.step), evenCheck<S>(src.step),
                                          nullCheck(buffer), stepChecks(gx), stepChecks(gy), stepChecks(magnitude));
     const bool badNorm = magnitude.first != nullptr && norm != qorNormL1 && norm != qorNormL2;
-    const bool goodBorder =
-        isBorder(border, ruleBit(qorBorderConst) | ruleBit(qorBorderRepl) | ruleBit(qorBorderInMem));
     return firstFailure(first, badNorm ? qorStsBadArgErr : qorStsNoErr, stepChecks(angle), sizeCheck(roiSize),
-                        goodBorder ? qorStsNoErr : qorStsBadArgErr, maskCheck(mask),
-                        mask > largestMask ? qorStsMaskSizeErr : qorStsNoErr);
+                        borders.check(border), maskCheck(mask), mask > largestMask ? qorStsMaskSizeErr : qorStsNoErr);
   }
 
  private:
@@ -123,20 +119,49 @@ struct Arguments {
   }
 };
 
+// ---- scratch: a row of the constant, and a row of each component
+template <class S>
+struct Parts {
+  S* constants;
+  Component<S>*x, *y;
+};
+template <class Kernel, class S>
+Parts<S> lay(ScratchParts& parts, QoriSize size) {
+  S* const constants = GradientRows<Kernel, S>::layConstants(parts, size);
+  auto* const x = parts.take<Component<S>>(size.width);
+  return {constants, x, parts.take<Component<S>>(size.width)};
+}
+
+int reported(QoriSize size, QoriMaskSize mask, QorDataType dataType, int numChannels) {
+  const bool small = mask == qorMskSize3x3;
+  const int64_t w = size.width, h = size.height, side = small ? 3 : 5;
+  const int64_t least = w < h ? w : h, most = w < h ? h : w;
+  const int64_t rows = side + (least < (small ? 4 : 8) ? least : side / 2) - 1;
+  const int64_t sample = dataType == qor8u ? 1 : dataType == qor32f ? 4 : 2;
+  const int64_t frame = (most + side - 1) * rows * numChannels * sample;
+  const auto stated = static_cast<uint64_t>(frame + 2 * w * (dataType == qor8u ? 2 : 4) + 64);
+  const int64_t needed = dataType == qor8u ? bytesOf([=](ScratchParts& parts) { lay<Sobel5, Qor8u>(parts, size); })
+                                           : bytesOf([=](ScratchParts& parts) { lay<Sobel5, Qor32f>(parts, size); });
+  return reportedSize(stated, 1, needed);
+}
+
 // Row by row, so that magnitude and angle find the components in the cache: in their destination or, if that is not
-// wanted, in a row of scratch behind the row of the constant.
+// wanted, in scratch.
 template <class Kernel, bool x, bool y, class S>
-void sweep(const Arguments<S>& a) {
+QorStatus sweep(const Arguments<S>& a) {
   using D = Component<S>;
-  S* const constantRow = alignUp<S>(a.buffer, sizeof(S));
-  const int64_t constants = GradientRows<Kernel, S>::constantSamples(a.roiSize);
-  D* const scratchX = alignUp<D>(reinterpret_cast<Qor8u*>(constantRow + constants), sizeof(D));
-  D* const scratchY = scratchX + a.roiSize.width;
-  const GradientRows<Kernel, S> rows(a.src, a.roiSize, a.border, a.borderValue, constantRow);
+  const auto layOf = [&](ScratchParts& parts) { return lay<Kernel, S>(parts, a.roiSize); };
+  const int bytes = reported(a.roiSize, a.mask, sizeof(S) == 1 ? qor8u : qor32f, 1);
+  const int64_t needed = bytesOf(layOf);
+  if (needed > bytes) return qorStsSizeErr;
+  ScratchParts parts(a.buffer, bytes, needed);
+  const Parts<S> scratch = layOf(parts);
+  const GradientRows<Kernel, S> rows(a.src, a.roiSize, borders.sides(a.border, a.roiSize), a.borderValue,
+                                     scratch.constants);
   const int n = a.roiSize.width;
   for (int i = 0; i < a.roiSize.height; ++i) {
-    D* const gx = a.gx.first != nullptr ? a.gx.row(i) : scratchX;
-    D* const gy = a.gy.first != nullptr ? a.gy.row(i) : scratchY;
+    D* const gx = a.gx.first != nullptr ? a.gx.row(i) : scratch.x;
+    D* const gy = a.gy.first != nullptr ? a.gy.row(i) : scratch.y;
     rows.row(i, GradientOut<x, y, D>{gx, gy});
     if constexpr (x && y) {
       if (a.magnitude.first != nullptr) {
@@ -149,38 +174,29 @@ void sweep(const Arguments<S>& a) {
       if (a.angle.first != nullptr) angle(gx, gy, a.angle.row(i), n);
     }
   }
+  return qorStsNoErr;
 }
 
 template <class Kernel, class S>
-void gradient(const Arguments<S>& a) {
+QorStatus gradient(const Arguments<S>& a) {
   const bool both = a.magnitude.first != nullptr || a.angle.first != nullptr;
   const bool x = both || a.gx.first != nullptr, y = both || a.gy.first != nullptr;
-  if (x && y) {
-    sweep<Kernel, true, true>(a);
-  } else if (x) {
-    sweep<Kernel, true, false>(a);
-  } else if (y) {
-    sweep<Kernel, false, true>(a);
-  }
+  if (x && y) return sweep<Kernel, true, true>(a);
+  if (x) return sweep<Kernel, true, false>(a);
+  return y ? sweep<Kernel, false, true>(a) : qorStsNoErr;
 }
 
 template <class S>
 QorStatus sobel(const Arguments<S>& a) {
   const QorStatus status = a.check(qorMskSize5x5);
   if (status != qorStsNoErr) return status;
-  if (a.mask == qorMskSize3x3) {
-    gradient<Sobel3>(a);
-  } else {
-    gradient<Sobel5>(a);
-  }
-  return qorStsNoErr;
+  return a.mask == qorMskSize3x3 ? gradient<Sobel3>(a) : gradient<Sobel5>(a);
 }
 
 template <class S>
 QorStatus scharr(const Arguments<S>& a) {
   const QorStatus status = a.check(qorMskSize3x3);
-  if (status == qorStsNoErr) gradient<Scharr3>(a);
-  return status;
+  return status == qorStsNoErr ? gradient<Scharr3>(a) : status;
 }
 
 }  // namespace
@@ -193,13 +209,7 @@ QorStatus qoriGradientVectorGetBufferSize(QoriSize roiSize, QoriMaskSize mask, Q
       firstFailure(nullCheck(pBufferSize), sizeCheck(roiSize), maskCheck(mask),
                    isType ? qorStsNoErr : qorStsDataTypeErr, isCount ? qorStsNoErr : qorStsChannelErr);
   if (status != qorStsNoErr) return status;
-  const bool small = mask == qorMskSize3x3;
-  const int64_t w = roiSize.width, h = roiSize.height, side = small ? 3 : 5;
-  const int64_t least = w < h ? w : h, most = w < h ? h : w;
-  const int64_t rows = side + (least < (small ? 4 : 8) ? least : side / 2) - 1;
-  const int64_t sample = dataType == qor8u ? 1 : dataType == qor32f ? 4 : 2;
-  const int64_t frame = (most + side - 1) * rows * numChannels * sample;
-  *pBufferSize = static_cast<int>(frame + 2 * w * (dataType == qor8u ? 2 : 4) + slack);
+  *pBufferSize = reported(roiSize, mask, dataType, numChannels);
   return qorStsNoErr;
 }
 

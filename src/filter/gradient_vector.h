@@ -9,14 +9,14 @@
 // angle has 21 correct bits. From 32f every step is rounded to 32-bit float in an order that is the same for all
 // pixels, so tiles join without a seam; magnitude and angle are those of qorsMagnitude_32f and qorsAtan2_32f_A21.
 //
-// The border is a rule with flags as bordered_image.h has it: rules 0, 1 and 6. No output may share memory with the
+// The border is a rule with flags as frame/outside.h has it: rules 0, 1 and 6. No output may share memory with the
 // source. Scratch: the reported size, at any byte. All runs on the calling thread, but for magnitudes of long float
 // rows.
 //
 // Statuses in the order of the checks: source null, its step below 1 (qorStsStepErr), not a multiple of the sample
 // (qorStsNotEvenStepErr); scratch null; for Gx, Gy and Mag, if not null, the two tests of the step; with Mag the norm
 // (qorStsBadArgErr); with Angle the two tests of its step, against 4 bytes; size; border (qorStsBadArgErr); mask
-// (qorStsMaskSizeErr).
+// (qorStsMaskSizeErr); no room in the reported size (qorStsSizeErr).
 #pragma once
 
 #include "frame/base.h"

@@ -6,58 +6,49 @@
 namespace qor::inline QOR_LEVEL {
 namespace {
 
-template <class Kernel, bool x, class S>
-void derive(Plane<const S> src, Plane<Component<S>> dst, QoriSize roiSize, QoriBorderType border, S value,
-            Qor8u* pBuffer) {
-  const GradientRows<Kernel, S> rows(src, roiSize, border, value, alignUp<S>(pBuffer, sizeof(S)));
-  for (int y = 0; y < roiSize.height; ++y) {
-    Component<S>* const d = dst.row(y);
-    rows.row(y, GradientOut<x, !x, Component<S>>{d, d});
-  }
+constexpr Borders borders = {
+    .rules = ruleBits(qorBorderConst, qorBorderRepl, qorBorderMirror, qorBorderMirrorR, qorBorderInMem),
+    .refusal = qorStsBadArgErr};
+
+template <class S>
+struct Call {
+  Plane<const S> src;
+  Plane<Component<S>> dst;
+  QoriSize size;
+  QoriBorderType border;
+  S value;
+  Qor8u* buffer;
+};
+
+// ---- sizes: what is stated for the border of the whole image; used is a row of the constant
+template <class Kernel, class S>
+S* lay(ScratchParts& parts, QoriSize size) {
+  return GradientRows<Kernel, S>::layConstants(parts, size);
 }
 
-// The x component, or y.
-template <bool x, class S>
-QorStatus sobel(const S* pSrc, int srcStep, Component<S>* pDst, int dstStep, QoriSize roiSize, QoriMaskSize maskSize,
-                QoriBorderType border, S value, Qor8u* pBuffer) {
-  const bool goodBorder = isBorder(border, ruleBit(qorBorderConst) | ruleBit(qorBorderRepl) | ruleBit(qorBorderMirror) |
-                                               ruleBit(qorBorderMirrorR) | ruleBit(qorBorderInMem));
-  const QorStatus status =
-      firstFailure(nullCheck(pSrc, pDst, pBuffer), sizeCheck(roiSize), evenCheck<S>(srcStep),
-                   evenCheck<Component<S>>(dstStep), maskCheck(maskSize), goodBorder ? qorStsNoErr : qorStsBadArgErr);
-  if (status != qorStsNoErr) return status;
-  const Plane<const S> src{pSrc, srcStep};
-  const Plane<Component<S>> dst{pDst, dstStep};
-  if (maskSize == qorMskSize3x3) {
-    derive<Sobel3, x>(src, dst, roiSize, border, value, pBuffer);
-  } else {
-    derive<Sobel5, x>(src, dst, roiSize, border, value, pBuffer);
-  }
-  return qorStsNoErr;
+constexpr int64_t roundUp32(int64_t bytes) { return roundUpTo(bytes, 32); }
+
+template <class S>
+int64_t statedSize(QoriSize size, bool small) {
+  const int64_t w = size.width, h = size.height, longer = w > h ? w : h;
+  if (std::is_same_v<S, Qor8u>) return roundUp32(small ? 3 * longer + 6 : 7 * longer + 28) + 32;
+  const int64_t more = small ? 2 : 4, rows = small ? 3 : 7, columns = small ? 1 : 2;
+  const int64_t frame =
+      roundUp32((longer + more) * rows * 4) + more * roundUp32(4 * w) + roundUp32((w + h) * 2 * columns * 4);
+  return roundUp32(frame) + 32;
 }
 
-constexpr int64_t roundUp32(int64_t bytes) { return (bytes + 31) & ~int64_t{31}; }
+template <class S>
+int reported(QoriSize size, QoriMaskSize mask) {
+  return reportedSize(static_cast<uint64_t>(statedSize<S>(size, mask == qorMskSize3x3)), 1,
+                      bytesOf([=](ScratchParts& parts) { lay<Sobel5, S>(parts, size); }));
+}
 
-template <class Size>
-QorStatus reportSize(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize, const Size& size) {
+template <class S>
+QorStatus bufferSize(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize) {
   const QorStatus status = firstFailure(nullCheck(pBufferSize), sizeCheck(roiSize), maskCheck(maskSize));
-  if (status != qorStsNoErr) return status;
-  const int64_t longer = roiSize.width > roiSize.height ? roiSize.width : roiSize.height;
-  *pBufferSize = static_cast<int>(roundUp32(size(longer, maskSize == qorMskSize3x3)) + 32);
-  return qorStsNoErr;
-}
-
-QorStatus bufferSizeOfBytes(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize) {
-  return reportSize(roiSize, maskSize, pBufferSize,
-                    [](int64_t longer, bool small) { return small ? 3 * longer + 6 : 7 * longer + 28; });
-}
-
-QorStatus bufferSizeOfFloats(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize) {
-  return reportSize(roiSize, maskSize, pBufferSize, [=](int64_t longer, bool small) {
-    const int64_t more = small ? 2 : 4, rows = small ? 3 : 7, columns = small ? 1 : 2;
-    const int64_t w = roiSize.width, h = roiSize.height;
-    return roundUp32((longer + more) * rows * 4) + more * roundUp32(4 * w) + roundUp32((w + h) * 2 * columns * 4);
-  });
+  if (status == qorStsNoErr) *pBufferSize = reported<S>(roiSize, maskSize);
+  return status;
 }
 
 QorStatus bufferSizeOfTypes(QoriSize roiSize, QoriMaskSize maskSize, QorDataType srcDataType, QorDataType dstDataType,
@@ -66,7 +57,34 @@ QorStatus bufferSizeOfTypes(QoriSize roiSize, QoriMaskSize maskSize, QorDataType
   const QorStatus status =
       firstFailure(nullCheck(pBufferSize), sizeCheck(roiSize), maskCheck(maskSize),
                    floats ? qorStsNoErr : qorStsDataTypeErr, numChannels == 1 ? qorStsNoErr : qorStsChannelErr);
-  return status == qorStsNoErr ? bufferSizeOfFloats(roiSize, maskSize, pBufferSize) : status;
+  return status == qorStsNoErr ? bufferSize<Qor32f>(roiSize, maskSize, pBufferSize) : status;
+}
+
+// ---- images
+template <class Kernel, bool x, class S>
+QorStatus derive(const Call<S>& call, QoriMaskSize mask) {
+  const auto layOf = [&](ScratchParts& parts) { return lay<Kernel, S>(parts, call.size); };
+  const int bytes = reported<S>(call.size, mask);
+  const int64_t needed = bytesOf(layOf);
+  if (needed > bytes) return qorStsSizeErr;
+  ScratchParts parts(call.buffer, bytes, needed);
+  const GradientRows<Kernel, S> rows(call.src, call.size, borders.sides(call.border, call.size), call.value,
+                                     layOf(parts));
+  for (int y = 0; y < call.size.height; ++y) {
+    Component<S>* const d = call.dst.row(y);
+    rows.row(y, GradientOut<x, !x, Component<S>>{d, d});
+  }
+  return qorStsNoErr;
+}
+
+// The x component, or y.
+template <bool x, class S>
+QorStatus sobel(const Call<S>& call, QoriMaskSize maskSize) {
+  const QorStatus status = firstFailure(nullCheck(call.src.first, call.dst.first, call.buffer), sizeCheck(call.size),
+                                        evenCheck<S>(call.src.step), evenCheck<Component<S>>(call.dst.step),
+                                        maskCheck(maskSize), borders.check(call.border));
+  if (status != qorStsNoErr) return status;
+  return maskSize == qorMskSize3x3 ? derive<Sobel3, x>(call, maskSize) : derive<Sobel5, x>(call, maskSize);
 }
 
 }  // namespace
@@ -74,35 +92,35 @@ QorStatus bufferSizeOfTypes(QoriSize roiSize, QoriMaskSize maskSize, QorDataType
 QorStatus qoriFilterSobelHorizBorder_8u16s_C1R(const Qor8u* pSrc, int srcStep, Qor16s* pDst, int dstStep,
                                                QoriSize roiSize, QoriMaskSize maskSize, QoriBorderType borderType,
                                                Qor8u borderValue, Qor8u* pBuffer) {
-  return sobel<false>(pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, pBuffer);
+  return sobel<false, Qor8u>({{pSrc, srcStep}, {pDst, dstStep}, roiSize, borderType, borderValue, pBuffer}, maskSize);
 }
 QorStatus qoriFilterSobelVertBorder_8u16s_C1R(const Qor8u* pSrc, int srcStep, Qor16s* pDst, int dstStep,
                                               QoriSize roiSize, QoriMaskSize maskSize, QoriBorderType borderType,
                                               Qor8u borderValue, Qor8u* pBuffer) {
-  return sobel<true>(pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, pBuffer);
+  return sobel<true, Qor8u>({{pSrc, srcStep}, {pDst, dstStep}, roiSize, borderType, borderValue, pBuffer}, maskSize);
 }
 QorStatus qoriFilterSobelHorizBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep,
                                              QoriSize roiSize, QoriMaskSize maskSize, QoriBorderType borderType,
                                              Qor8u* pBuffer) {
-  return sobel<false>(pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, 0.0F, pBuffer);
+  return sobel<false, Qor32f>({{pSrc, srcStep}, {pDst, dstStep}, roiSize, borderType, 0.0F, pBuffer}, maskSize);
 }
 QorStatus qoriFilterSobelVertBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep,
                                             QoriSize roiSize, QoriMaskSize maskSize, QoriBorderType borderType,
                                             Qor8u* pBuffer) {
-  return sobel<true>(pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, 0.0F, pBuffer);
+  return sobel<true, Qor32f>({{pSrc, srcStep}, {pDst, dstStep}, roiSize, borderType, 0.0F, pBuffer}, maskSize);
 }
 
 QorStatus qoriFilterSobelHorizGetBufferSize_8u16s_C1R(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize) {
-  return bufferSizeOfBytes(roiSize, maskSize, pBufferSize);
+  return bufferSize<Qor8u>(roiSize, maskSize, pBufferSize);
 }
 QorStatus qoriFilterSobelVertGetBufferSize_8u16s_C1R(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize) {
-  return bufferSizeOfBytes(roiSize, maskSize, pBufferSize);
+  return bufferSize<Qor8u>(roiSize, maskSize, pBufferSize);
 }
 QorStatus qoriFilterSobelHorizGetBufferSize_32f_C1R(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize) {
-  return bufferSizeOfFloats(roiSize, maskSize, pBufferSize);
+  return bufferSize<Qor32f>(roiSize, maskSize, pBufferSize);
 }
 QorStatus qoriFilterSobelVertGetBufferSize_32f_C1R(QoriSize roiSize, QoriMaskSize maskSize, int* pBufferSize) {
-  return bufferSizeOfFloats(roiSize, maskSize, pBufferSize);
+  return bufferSize<Qor32f>(roiSize, maskSize, pBufferSize);
 }
 QorStatus qoriFilterSobelHorizBorderGetBufferSize(QoriSize roiSize, QoriMaskSize maskSize, QorDataType srcDataType,
                                                   QorDataType dstDataType, int numChannels, int* pBufferSize) {

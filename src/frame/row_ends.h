@@ -78,7 +78,10 @@ class RowEnds {
   // Wide rows have blocks that lie inside with all that their kernels read.
   static constexpr bool isWide(ptrdiff_t width) { return width >= 2 * block; }
 
-  void copy(const T* row, ptrdiff_t width, const Beside<T, reach>& beside) {
+  // beside may know of more columns; those within reach are read.
+  template <int known>
+  void copy(const T* row, ptrdiff_t width, const Beside<T, known>& beside) {
+    static_assert(known >= reach);
     T* right = tail_ + reach;
     if (isWide(width)) {
       for (int i = 0; i < reach; ++i) head_[reach - 1 - i] = beside.left(row, i);

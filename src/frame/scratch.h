@@ -123,12 +123,13 @@ Qor8u* allocateFor(const Lay& lay) {
 
 // ---- what size queries report, and what may be taken of it
 
-// A size as 32 bits hold it.
-constexpr int wrapped(int64_t bytes) { return static_cast<int>(static_cast<Qor32u>(bytes)); }
-
-// The stated size; where it leaves 31 bits what is needed, if that does not; else the stated size, wrapped.
-constexpr int reportedSize(int64_t stated, int64_t needed) {
-  return stated > topOf<Qor32s> && needed <= topOf<Qor32s> ? static_cast<int>(needed) : wrapped(stated);
+// The stated size, count times each; where it leaves 31 bits what is needed, if that does not; else the stated one,
+// wrapped.
+constexpr int reportedSize(uint64_t each, int count, int64_t needed) {
+  if (each <= static_cast<uint64_t>(topOf<Qor32s> / count) || needed > topOf<Qor32s>) {
+    return static_cast<int>(static_cast<Qor32u>(count) * static_cast<Qor32u>(each));
+  }
+  return static_cast<int>(needed);
 }
 
 // As many threads, up to team, as have room in a reported size, bytes(threads) being what so many need: an operation

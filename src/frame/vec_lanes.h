@@ -248,6 +248,15 @@ QOR_VEC_FN BlockOf<VecOf<T, 32>, 2> transposeShorts(const BlockOf<VecOf<T, 32>, 
   return {{ofShorts(firstShort(b.v[0]), firstShort(b.v[1])), as<T>(VecOf<Qor8u, 32>{last})}};
 }
 #endif
+// The wider lanes of a split in the order of addresses.
+template <class T>
+QOR_VEC_FN Block<T, 2> inOrder(Split<T> s) {
+  if constexpr (Vec<T>::bytes == 16) {
+    return {{s.a, s.b}};
+  } else {
+    return {{ofShorts(firstShort(s.a), firstShort(s.b)), ofShorts(lastShort(s.a), lastShort(s.b))}};
+  }
+}
 
 // ---- a[0] b[0] a[1] b[1] ...
 template <class T, int size>

@@ -16,7 +16,9 @@ struct Box {
 
   int left() const { return (mask.width - 1) / 2; }
   int up() const { return (mask.height - 1) / 2; }
-  Margin margin() const { return marginOf(border, left(), up(), mask.width - 1 - left(), mask.height - 1 - up()); }
+  Margin margin() const {
+    return marginOf(memorySides(border), {left(), up(), mask.width - 1 - left(), mask.height - 1 - up()});
+  }
 };
 
 // Window sums by a table of the image with its border.

@@ -104,9 +104,7 @@ class FilterSums {
   // Row y, which may lie outside, under the taps along it.
   std::vector<A> filtered(int y, const std::vector<int>& taps) const {
     const QoriSize size = src_.size;
-    // One row repeats, whatever memory is on the other side.
-    const bool one = size.height == 1;
-    const auto row = place(border_, y, size.height, sides_.top && !(one && y >= 0), sides_.bottom && !(one && y < 0));
+    const auto row = place(border_, y, size.height, sides_.top, sides_.bottom);
     std::vector<A> result, samples(taps.size());
     for (int x = 0; x < size.width; ++x) {
       if (!row) {

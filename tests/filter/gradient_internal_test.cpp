@@ -119,7 +119,7 @@ void testVector(const char* name, Vector<S, D> operation, const std::vector<Taps
     const int norm = c.random.oneIn(2) ? qorNormL1 : qorNormL2, some = c.random.below(16);
     const S outside = Maker<S>(Data::Random, c.random.bits())(0, 0, 0);
     appendCase(" mask %d border %d norm %d outputs %d", taps.mask, border, norm, some);
-    auto src = c.image<S>(1, marginOf(border, r, r, r, r));
+    auto src = c.image<S>(1, marginOf(memorySides(border), r));
     src.protect();
     int bytes = 0;
     ASSERT_EQ(qor::qoriGradientVectorGetBufferSize(c.size, taps.mask, sizeof(S) == 1 ? qor8u : qor32f, 1, &bytes), 0);
@@ -272,7 +272,7 @@ void testSobel(const char* name, Operation* operation, SizeQuery* sizeQuery, boo
     const S outside = bytes ? static_cast<S>(c.random.below(256)) : S(0);
     const int r = taps.radius();
     appendCase(" mask %d border %d", taps.mask, border);
-    auto src = c.image<S>(1, marginOf(border, r, r, r, r));
+    auto src = c.image<S>(1, marginOf(memorySides(border), r));
     auto dst = c.output<D>();
     src.protect();
     int size = 0;

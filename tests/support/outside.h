@@ -29,7 +29,7 @@ inline Margin marginOf(const Sides& in, int reach) { return marginOf(in, {reach,
 inline std::optional<int> standIn(int rule, int i, int n, bool farOpen = false) {
   rule &= 15;
   if (rule == qorBorderConst) return {};
-  if (rule == qorBorderRepl || (n == 1 && !farOpen)) return i < 0 ? 0 : n - 1;
+  if (rule == qorBorderRepl || n == 1) return i < 0 ? 0 : n - 1;
   while (i < 0 || i >= n) {
     if (rule == qorBorderWrap) {
       i += i < 0 ? n : -n;
