@@ -25,21 +25,14 @@ void expectAngle(Qor32f got, Qor32f y, Qor32f x) {
   }
 }
 
-TEST(FastArctan, AnglesOfVectors) {
-  sweep("qoribFastArctan_32f", {.heights = {1}, .variants = 3}, [](Case& c) {
-    auto y = c.image<Qor32f>(), x = c.image<Qor32f>(), fresh = c.output<Qor32f>();
-    auto& dst = c.variant == 0 ? fresh : c.variant == 1 ? y : x;
-    const Image<Qor32f> ys = y.pixels(), xs = x.pixels();
-    protectSources(dst, y, x);
-    EXPECT_EQ(qoribFastArctan_32f(y.data(), x.data(), dst.data(), c.size.width), qorStsNoErr);
-    for (int i = 0; i < c.size.width; ++i) expectAngle(dst.at(i, 0), ys.at(i, 0), xs.at(i, 0));
-  });
-  Contract contract(QORTEST_NAMED(qoribFastArctan_32f));
-  QORTEST_ARGUMENTS(contract, pSrcY, pSrcX, pDst, len);
-  contract.null(pSrcY, pSrcX, pDst);
-  contract.atLeast(len, qorStsSizeErr, 1);
-  contract.run();
-}
+const Descriptions member([](Descriptions& d) {
+  const auto expectAngles = [](Call& c) {
+    const Image<Qor32f> got = c.after<Qor32f>('d');
+    for (int i = 0; i < c.size().width; ++i)
+      expectAngle(got.at(i, 0), c.before<Qor32f>('s').at(i, 0), c.before<Qor32f>('s', 2).at(i, 0));
+  };
+  d.add(QORTEST_NAMED(qoribFastArctan_32f), "SSdz", {.expect = expectAngles, .sweep = {.heights = {1}}});
+});
 
 TEST(FastArctan, AroundTheCircleAndOnItsAxes) {
   constexpr int steps = 1 << 16;

@@ -90,6 +90,17 @@ TEST(Mean, LargeSumsAreExact) {
   testLargeSums<Qor16u>("qoriMean_StdDev_16u_C1MR", {4100, 500}, 65535, 65534);
 }
 
+// One pixel kept, in rows on both sides of what the counts of pixels that are out can hold.
+TEST(Mean, OneOfManyPixels) {
+  for (const char* name :
+       {"qoriMean_16u_C1MR", "qoriMean_8u_C1MR", "qoriMean_StdDev_16u_C1MR", "qoriMean_StdDev_8s_C3CMR"}) {
+    for (const int width : {4064, 4080, 4085, 4096, 4112, 8200}) {
+      const auto last = [=](int x, int, int) { return static_cast<Qor8u>(x == width - 1); };
+      runOwn(name, {width, 1}, {.fill = [=](Call& c) { c.image<Qor8u>('m').generate(last); }});
+    }
+  }
+}
+
 // Half below and half above: the deviation is exactly 1. What is masked out may be anything.
 TEST(MeanStdDev, IsRepaired) {
   const QoriSize size{64, 64};

@@ -77,21 +77,6 @@ struct Taking {
   bool operator()(int x, int y) const { return mask == nullptr || mask->at(x, y) != 0; }
 };
 
-// Sums of integers are exact; a row of floats is summed in 16 float lanes, rows in double.
-inline double sumOfRow(const std::vector<float>& values) {
-  float lanes[16] = {};
-  for (size_t x = 0; x < values.size(); ++x) lanes[x % 16] += values[x];
-  for (const int half : {4, 8})
-    for (int i = 0; i < 16; i += 2 * half)
-      for (int k = 0; k < 4; ++k) lanes[i + k] += lanes[i + k + half];
-  return static_cast<double>((lanes[0] + lanes[2]) + (lanes[1] + lanes[3]));
-}
-inline int64_t sumOfRow(const std::vector<int64_t>& values) {
-  int64_t sum = 0;
-  for (const int64_t v : values) sum += v;
-  return sum;
-}
-
 // The channel that a call measures, from 0.
 inline int channelOf(const Call& c) { return c.has('c') ? c.number('c') - 1 : 0; }
 
@@ -99,15 +84,20 @@ inline int channelOf(const Call& c) { return c.has('c') ? c.number('c') - 1 : 0;
 template <class T>
 using Wide = std::conditional_t<std::is_same_v<T, float>, float, int64_t>;
 
-// Sum over some rows of value(x, y), a float or an int64_t; nothing is added for a pixel that does not take part.
+// Sum over some rows of value(x, y), a float or an int64_t, of the pixels that take part. Sums of integers are exact; a
+// row of floats is summed in 16 float lanes, rows in double.
 template <class V, class F>
 double sumOfRows(Rows rows, const Taking& taking, F value) {
-  std::conditional_t<std::is_same_v<V, float>, double, int64_t> total = 0;
+  constexpr bool isFloat = std::is_same_v<V, float>;
+  std::conditional_t<isFloat, double, int64_t> total = 0;
   for (int y = rows.first; y < rows.end; ++y) {
-    std::vector<V> values;
-    values.reserve(static_cast<size_t>(taking.size.width));
-    for (int x = 0; x < taking.size.width; ++x) values.push_back(taking(x, y) ? value(x, y) : V{0});
-    total += sumOfRow(values);
+    V lanes[16] = {};
+    for (int x = 0; x < taking.size.width; ++x)
+      if (taking(x, y)) lanes[x % 16] += value(x, y);
+    for (const int half : {4, 8})
+      for (int i = 0; i < 16; i += 2 * half)
+        for (int k = 0; k < 4; ++k) lanes[i + k] += lanes[i + k + half];
+    total += (lanes[0] + lanes[2]) + (lanes[1] + lanes[3]);
   }
   return static_cast<double>(total);
 }

@@ -44,32 +44,20 @@ Image<T> reference(QoriNorm norm, const Image<T>& src) {
 }
 
 template <class T>
-using Operation = QorStatus (*)(const T*, int, T*, int, QoriSize, QoriNorm);
-
-template <class T>
-void testMember(const char* name, Operation<T> operation) {
-  sweep(name, {.variants = 3}, [&](Case& c) {
-    auto src = c.image<T>(3), dst = c.output<T>();
-    src.protect();
-    EXPECT_EQ(operation(src.data(), src.step(), dst.data(), dst.step(), c.size, norms[c.variant]), qorStsNoErr);
-    expectSame(dst, reference(norms[c.variant], src.pixels()), Equal::SignedZeros);
-  });
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pDst, dstStep, roiSize, norm);
-  contract.null(pSrc, pDst);
-  contract.size(roiSize);
-  contract.step(3 * sizeof(T), srcStep);
-  contract.step(sizeof(T), dstStep);
-  contract.even(sizeof(T), srcStep, dstStep);
-  contract.oneOf(norm, qorStsBadArgErr, qoriNormInf, qoriNormL1, qoriNormL2);
-  contract.run();
+void expectNorms(Call& c) {
+  c.expect('d', reference(c.number('n'), c.before<T>('s')));
 }
 
-TEST(ColorGradient, Members) {
-  testMember<Qor8u>(QORTEST_NAMED(qoriGradientColorToGray_8u_C3C1R));
-  testMember<Qor16u>(QORTEST_NAMED(qoriGradientColorToGray_16u_C3C1R));
-  testMember<Qor32f>(QORTEST_NAMED(qoriGradientColorToGray_32f_C3C1R));
-}
+const Descriptions members([](Descriptions& d) {
+#define MEMBER(name, T)                                            \
+  d.add(QORTEST_NAMED(name), "s.d.zn",                             \
+        {.checks = "null | size | step | even | one n BadArgErr",  \
+         .values = {{'n', {qoriNormInf, qoriNormL1, qoriNormL2}}}, \
+         .expect = expectNorms<T>});
+  MEMBER(qoriGradientColorToGray_8u_C3C1R, Qor8u)
+  MEMBER(qoriGradientColorToGray_16u_C3C1R, Qor16u)
+  MEMBER(qoriGradientColorToGray_32f_C3C1R, Qor32f)
+});
 
 // All colours whose samples do not ascend hold every sum and every sum of squares of bytes.
 TEST(ColorGradient, EverySumOfBytes) {

@@ -140,24 +140,21 @@ TEST(FixedFilter, StaysWithinTheReport) {
             qorStsSizeErr);
 }
 
+// In place, over images of which one part is made from rows that are still to be written.
 TEST(FixedFilter, MeansInPlace) {
-  const ThreadCount one(1);
-  for (int i = 0; i < 40; ++i) {
-    Case c({1 + 7 * i % 75, 1 + 5 * i % 43});
-    const int maskSize = i % 2 == 0 ? 33 : 55;
-    setCase("mean in place %dx%d, mask %d", c.size.width, c.size.height, maskSize);
-    auto image = c.output<Qor32f>();
-    image.generate([&](int, int, int) { return static_cast<Qor32f>(c.random.between(-9999, 9999)); });
-    const auto sums = FilterSums<Qor32f>(image.pixels(), maskSize / 11, qorBorderRepl, 0).of(filters::Lowpass);
-    Image<Qor32f> want(c.size);
-    for (size_t j = 0; j < sums.size(); ++j) want.samples[j] = sums[j] * (maskSize == 33 ? 0.11111111F : 0.04F);
-    int bytes = 0;
-    EXPECT_EQ(qoriFilterLowpassGetBufferSize_32f_C1R(c.size, maskSize, &bytes), qorStsNoErr);
-    const auto buffer = c.scratch(bytes);
-    EXPECT_EQ(qoriFilterLowpassBorder_32f_C1R(image.data(), image.step(), image.data(), image.step(), c.size, maskSize,
-                                              qorBorderRepl, 0, buffer.data()),
-              qorStsNoErr);
-    expectSame(image, want);
+  for (const int mask : {33, 55}) {
+    for (const QoriSize size : {QoriSize{1, 1}, {5, 2}, {17, 3}, {33, 9}, {70, 41}}) {
+      for (uint64_t seed = 1; seed < 9; ++seed) {
+        setCase("in place %dx%d, mask %d, seed %d", size.width, size.height, mask, static_cast<int>(seed));
+        Case c(size, seed);
+        const auto draw = [=](Call& call) { call.set('k', mask), call.set('b', qorBorderRepl); };
+        const auto fill = [=](Call& call) {
+          call.image<Qor32f>('s').generate(Maker<Qor32f>(Data::Random, seed));
+          call.shareImage();
+        };
+        runCase(Descriptions::of("qoriFilterLowpassBorder_32f_C1R"), c, {draw, fill});
+      }
+    }
   }
 }
 
@@ -184,49 +181,48 @@ TEST(FixedFilter, KnownValues) {
   for (int x = 0; x < 4; ++x) EXPECT_EQ(edges.at(x, 0), x == 1 || x == 2 ? 80 : 60);
 }
 
+// The product of dx polynomials -1 + z and K - 1 - dx of 1 + z, coefficient by coefficient.
 template <class T>
-void testKernels(const char* name, QorStatus (*generate)(T*, int, int, int), int longest) {
-  for (int K = 1; K <= longest; K += 2) {
-    for (int dx = 0; dx < K; ++dx) {
-      setCase("%s %d taps, dx %d", name, K, dx);
-      // The product of the polynomials 1 + z and -1 + z, coefficient by coefficient.
-      std::vector<int64_t> want{1};
-      for (int factor = 0; factor < K - 1; ++factor) {
-        std::vector<int64_t> product(want.size() + 1);
-        for (size_t i = 0; i < want.size(); ++i) {
-          product[i] += factor < dx ? -want[i] : want[i];
-          product[i + 1] += want[i];
-        }
-        want = product;
-      }
-      for (const int sign : {1, 0, -1, INT_MIN}) {
-        const GuardedBytes taps(K * static_cast<int>(sizeof(T)));
-        EXPECT_EQ(generate(taps.as<T>(), K, dx, sign), qorStsNoErr);
-        for (int i = 0; i < K; ++i) {
-          const int64_t tap = sign < 0 ? -want[static_cast<size_t>(i)] : want[static_cast<size_t>(i)];
-          EXPECT_EQ(taps.as<T>()[i], static_cast<T>(tap)) << currentCase();
-        }
-      }
+void expectTaps(Call& c) {
+  std::vector<int64_t> want{1};
+  for (int factor = 0; factor < c.number('K') - 1; ++factor) {
+    std::vector<int64_t> product(want.size() + 1);
+    for (size_t i = 0; i < want.size(); ++i) {
+      product[i] += factor < c.number('x') ? -want[i] : want[i];
+      product[i + 1] += want[i];
     }
+    want = product;
   }
-  Contract c(name, generate);
-  QORTEST_ARGUMENTS(c, pDst, kernelSize, dx, sign);
-  c.null(pDst);
-  c.check(
-      "sizes", qorStsSizeErr,
-      [&] { return c[kernelSize] < 1 || c[kernelSize] % 2 == 0 || c[dx] < 0 || c[dx] >= c[kernelSize]; },
-      [&] { c[kernelSize] = 0; }, [&] { c[kernelSize] = -3; }, [&] { c[kernelSize] = 4; }, [&] { c[dx] = -1; },
-      [&] { c[dx] = 5; });
-  c.set(kernelSize, 5);
-  c.set(dx, 4);
-  c.any(sign, -1, 0, 1);
-  c.run();
+  for (size_t i = 0; i < want.size(); ++i)
+    EXPECT_EQ(c.at<T*>('r')[i], static_cast<T>(c.number('n') < 0 ? -want[i] : want[i])) << currentCase();
 }
 
 // 16s taps wrap beyond 17 taps; floats are exact up to 25.
-TEST(GenSobelKernel, FoldsPairs) {
-  testKernels(QORTEST_NAMED(qoriGenSobelKernel_16s), 31);
-  testKernels(QORTEST_NAMED(qoriGenSobelKernel_32f), 25);
-}
+const Descriptions kernels([](Descriptions& d) {
+  const auto add = [&]<class T>(const char* name, QorStatus (*generate)(T*, int, int, int), int longest) {
+    d.add(name, generate, "rKxn",
+          {.checks = "null | own",
+           .values = {{'n', {1, 0, -1, INT_MIN}}},
+           .draw =
+               [=](Call& c) {
+                 const int K = 2 * c.c.random.below((longest + 1) / 2) + 1;
+                 c.set('K', K), c.set('x', c.c.random.below(K));
+                 appendCase(" K %d dx %d", K, c.number('x'));
+               },
+           .shape = [](const Arguments& a, char, int, Shape& s) { s.width = a.number('K'); },
+           .expect = expectTaps<T>,
+           .own =
+               [](DescribedContract& c, int) {
+                 c.start('K', 5), c.start('x', 4);
+                 int &K = c.now.at<int>('K'), &dx = c.now.at<int>('x');
+                 c.check(
+                     "sizes", qorStsSizeErr, [&] { return K < 1 || K % 2 == 0 || dx < 0 || dx >= K; }, [&] { K = 0; },
+                     [&] { K = -3; }, [&] { K = 4; }, [&] { dx = -1; }, [&] { dx = 5; });
+               },
+           .sweep = {.repeats = 4}});
+  };
+  add(QORTEST_NAMED(qoriGenSobelKernel_16s), 31);
+  add(QORTEST_NAMED(qoriGenSobelKernel_32f), 25);
+});
 
 }  // namespace

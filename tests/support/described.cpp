@@ -45,6 +45,7 @@ class NoPixels : public AnyImage {
   int step() const override { return step_; }
   void* row(int y) const override { return static_cast<char*>(data_) + ptrdiff_t{step_} * y; }
   void keep() override {}
+  void putBack(const AnyImage&) override {}
   void protect() override {}
   void expectSame(const AnyImage&, const char*) const override {}
 
@@ -164,21 +165,25 @@ Shape Arguments::shape(size_t i) const {
   const bool isResult = isOneOf(role, "di") || (role == 'l' && description.operation.parameters[i].isWritten);
   Shape s{region.width, region.height, isResult ? description.resultChannels : description.channels};
   if (role == 'm') s.channels = 1;
-  if (role == 'r') s = {1, 1, 1};
+  if (isOneOf(role, "rq")) s = {1, 1, 1};
   if (description.traits.shape) description.traits.shape(*this, role, description.which(i), s);
   return s;
 }
 
 // ---- calls
 
-Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own)
-    : Arguments(d), c(itsCase), images_(slots.size()), blocks_(slots.size()), lists_(slots.size()) {
+Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own, const Call* itsTwin)
+    : Arguments(d), c(itsCase), twin(itsTwin), images_(slots.size()), blocks_(slots.size()), lists_(slots.size()) {
   drawNumbers();
   if (d.traits.draw) d.traits.draw(*this);
   if (own.draw) own.draw(*this);
   makeImages(pixels);
-  if (d.traits.fill && pixels == Pixels::Drawn) d.traits.fill(*this);
-  if (own.fill) own.fill(*this);
+  if (twin == nullptr) {
+    if (d.traits.fill && pixels == Pixels::Drawn) d.traits.fill(*this);
+    if (own.fill) own.fill(*this);
+  } else if (twin->isInPlace() && !isInPlace()) {
+    shareImage();
+  }
   forEach(d, [&](size_t i, char) {
     if (images_[i] == nullptr) return;
     images_[i]->keep();
@@ -193,8 +198,10 @@ Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own)
       else
         block('w', bytes);
     }
-    if (role == 'r' && p.kind == Parameter::Pointer && !(d.mayBeNull(i) && c.random.oneIn(4)))
-      block('r', static_cast<ptrdiff_t>(p.bytes) * shape(i).width * shape(i).height, d.which(i));
+    if (isOneOf(role, "rq") && p.kind == Parameter::Pointer) {
+      const bool isNull = twin != nullptr ? twin->slots[i].as<void*>() == nullptr : d.mayBeNull(i) && c.random.oneIn(4);
+      if (!isNull) block(role, static_cast<ptrdiff_t>(std::max<size_t>(p.bytes, 1)) * shape(i).width, d.which(i));
+    }
     if (blocks_[i].bytes != nullptr && !p.isWritten) blocks_[i].bytes->protect();
   });
 }
@@ -246,10 +253,15 @@ void Call::makeImages(Pixels pixels) {
   forEach(description, [&](size_t i, char) {
     if (description.isImage(i)) makeImage(i, pixels);
   });
-  if (inPlace_ < 0) return;
+  if (inPlace_ >= 0) shareImage();
+}
+
+void Call::shareImage() {
+  if (inPlace_ < 0) inPlace_ = position('s');
   const int d = position('d'), target = d >= 0 ? d : position('i'), source = inPlace_;
   images_[static_cast<size_t>(target)] = images_[static_cast<size_t>(source)];
-  for (const int k : {0, 1}) slots[static_cast<size_t>(target + k)] = slots[static_cast<size_t>(source + k)];
+  const int count = description.hasStep(static_cast<size_t>(target)) ? 2 : 1;
+  for (int k = 0; k < count; ++k) slots[static_cast<size_t>(target + k)] = slots[static_cast<size_t>(source + k)];
   appendCase(" in place");
 }
 
@@ -264,20 +276,18 @@ void Call::makeImage(size_t i, Pixels pixels) {
     s.margin.right = bytesOfBits(offset + s.width + s.margin.right) - inner;
     s.width = inner;
   }
+  const char role = description.role(i);
   withSample(p.sample, [&]<class T>(T) {
     const QoriSize size = toSize(s);
-    if (pixels == Pixels::None) {
+    const bool isJunk = twin != nullptr || (isOutput(i) && role != 'i');
+    if (pixels == Pixels::None)
       images_[i].reset(new NoPixels(i, s, sizeof(T)));
-    } else if constexpr (std::is_same_v<T, Qor8u>) {
-      const char role = description.role(i);
-      images_[i].reset(new TypedImage<T>(role == 'm'   ? c.mask(size)
-                                         : role == 'd' ? c.output<T>(size, s.channels)
-                                                       : c.image<T>(size, s.channels, s.margin)));
-    } else {
-      images_[i].reset(new TypedImage<T>(isOutput(i) && description.role(i) != 'i'
-                                             ? c.output<T>(size, s.channels)
-                                             : c.image<T>(size, s.channels, s.margin)));
-    }
+    else if (std::is_same_v<T, Qor8u> && role == 'm' && !isJunk)
+      images_[i].reset(new TypedImage<Qor8u>(c.mask(size)));
+    else
+      images_[i].reset(
+          new TypedImage<T>(isJunk ? c.output<T>(size, s.channels, s.margin) : c.image<T>(size, s.channels, s.margin)));
+    if (twin != nullptr) images_[i]->putBack(*twin->images_[i]);
   });
   slots[i].as<void*>() = images_[i]->data();
   if (description.hasStep(i)) slots[i + 1].as<int>() = images_[i]->step();
@@ -399,7 +409,7 @@ void runCase(const Description& d, Case& c, const Own& own) {
   const auto compare = [&](Operation::Function function, const char* what) {
     setCase("%s", text.c_str());
     Case same = start;
-    Call again(d, same, Call::Pixels::Drawn, own);
+    Call again(call, same, own);
     again.run(function);
     call.expectSameResults(again, what);
     if (d.traits.release) d.traits.release(again);
@@ -426,9 +436,9 @@ void runSweep(const Description& d) {
   options.variants = 1 + static_cast<int>(std::count(d.roles.begin(), d.roles.end(), 'S'));
   const int64_t two = d.traits.team.least(2, 4, d.channels), three = d.traits.team.least(3, 4, d.channels);
   if (options.thresholds.empty() && two != 0) {
-    // One pixel column short of the size of a team of two and that size, and a team of three on two rows.
+    // Enough for a team of two, and for one of three on two rows.
     const int side = static_cast<int>(ceil(sqrt(static_cast<double>(two))));
-    options.thresholds = {{side - 1, side}, {side, side}, {static_cast<int>(three / 2) + 1, 2}};
+    options.thresholds = {{side, side}, {static_cast<int>(three / 2) + 1, 2}};
   }
   if (d.operation.parameters.empty()) options.widths = {1}, options.heights = {1};
   sweep(d.operation.name, options, [&](Case& c) { runCase(d, c); });

@@ -18,8 +18,9 @@
 // Roles, one letter a parameter. Images: s source, m mask (one channel), i read and written, d destination, S source
 // that may also be the destination, l list of the addresses of rows; a step (.) and a bit offset (o, 1u) behind them.
 // z region or length, c channel of interest, b border, v border value (one or a pointer to one a channel), p seed point
-// in the region, w scratch, r result, R result that may be null. Every other letter is the family's: a number among
-// `values`, or what `draw` sets. Channels are those of the name: C3, C3C1, C1M.
+// in the region, w scratch, r result, R result that may be null, q record to be made (not compared, as it may hold
+// addresses). Results and records have as many elements as their shape says, 1 if nothing. Every other letter is the
+// family's: a number among `values`, or what `draw` sets. Channels are those of the name: C3, C3C1, C1M.
 //
 // Checks, in their order: "null | size | step | even | step m | coi" unless said otherwise. Each may name roles, s2
 // being the second s (default: all that the check may concern, masks have their own step), and a status:
@@ -154,6 +155,7 @@ class AnyImage {
   virtual int step() const = 0;
   virtual void* row(int y) const = 0;
   virtual void keep() = 0;
+  virtual void putBack(const AnyImage& other) = 0;  // what that one kept
   virtual void protect() = 0;
   virtual void expectSame(const AnyImage& other, const char* what) const = 0;
 };
@@ -166,6 +168,7 @@ class TypedImage : public AnyImage {
   int step() const override { return image.step(); }
   void* row(int y) const override { return &image.at(0, y); }
   void keep() override { before = image.pixels(true); }
+  void putBack(const AnyImage& other) override { image.put(static_cast<const TypedImage&>(other).before); }
   void protect() override { image.protect(); }
   void expectSame(const AnyImage& other, const char* what) const override {
     qortest::expectSame(image, static_cast<const TypedImage&>(other).image.pixels(), Equal::SignedZeros, what);
@@ -185,8 +188,12 @@ class Call : public Arguments {
  public:
   enum class Pixels { Drawn, None };  // without pixels images are zeros that are shared, for large ones
 
-  Call(const Description& d, Case& c, Pixels pixels = Pixels::Drawn, const Own& own = {});
+  Call(const Description& d, Case& c, Pixels pixels = Pixels::Drawn, const Own& own = {}, const Call* twin = nullptr);
   ~Call();
+
+  // The same once more, anew in memory; for a case as it was ahead of the first.
+  Call(const Call& first, Case& sameCase, const Own& own)
+      : Call(first.description, sameCase, Pixels::Drawn, own, &first) {}
 
   // For draw and fill. A block is memory of exactly that size, write-protected in the call where its type is const.
   uint8_t* block(char role, ptrdiff_t bytes, int which = 1);
@@ -198,8 +205,9 @@ class Call : public Arguments {
   T pick(std::initializer_list<T> values) {
     return values.begin()[c.random.below(static_cast<int>(values.size()))];
   }
-  void apart() { inPlace_ = -1; }  // source and destination must not be the same here
+  void apart() { inPlace_ = -1; }  // source and destination must not be the same in this case
   bool isInPlace() const { return inPlace_ >= 0; }
+  void shareImage();  // the destination is the source, where that is allowed in some cases only
 
   template <class T>
   GuardedImage<T>& image(char role, int which = 1) {
@@ -245,6 +253,7 @@ class Call : public Arguments {
   void expectSameResults(const Call& other, const char* what) const;
 
   Case& c;
+  const Call* const twin = nullptr;  // whose pixels these are
   QorStatus status = qorStsNoErr, wanted = qorStsNoErr;
 
  private:

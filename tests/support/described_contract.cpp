@@ -95,7 +95,7 @@ DescribedContract::DescribedContract(const Description& d)
       records_[i] = good_[i] = {block.bytes->data(), block.bytes->data() + block.size};
       base_[i].as<void*>() = records_[i].data();
     }
-    if (p.kind == Parameter::Pointer && isIn(role, "smidwr")) reachable_[i].as<void*>() = zeros();
+    if (p.kind == Parameter::Pointer && isIn(role, "smidwrq")) reachable_[i].as<void*>() = zeros();
   }
   succeedsWith(d.traits.onZeros);
   reset(base_);

@@ -133,11 +133,15 @@ class GuardedImage {
     return copy;
   }
 
+  // With the margins, when there are some to put.
   void put(const Image<T>& pixels) {
     ASSERT_TRUE(pixels.size.width == size_.width && pixels.size.height == size_.height);
     ASSERT_EQ(pixels.channels, layout_.channels);
-    const size_t count = static_cast<size_t>(size_.width) * layout_.channels;
-    for (int y = 0; y < size_.height; ++y) memcpy(&at(0, y), &pixels.at(0, y), count * sizeof(T));
+    const Margin& m = pixels.margin;
+    const size_t count = static_cast<size_t>(pixels.pitch()) * layout_.channels;
+    for (int y = -m.top; y < size_.height + m.bottom; ++y)
+      memcpy(&at(-m.left, y), &pixels.at(-m.left, y), count * sizeof(T));
+    keepMargins();
   }
 
   // From now on a write anywhere in the image is a crash.

@@ -37,12 +37,12 @@ enum class Sample : uint8_t { Other, S8, U8, S16, U16, S32, U32, S64, U64, F32, 
 template <class T>
 constexpr Sample sampleOf() {
   using enum Sample;
-  if constexpr (std::is_same_v<T, float>) return F32;
-  if constexpr (std::is_same_v<T, double>) return F64;
-  if constexpr (!std::is_integral_v<T>) return Other;
-  constexpr Sample signedOnes[] = {S8, S16, S32, S64}, unsignedOnes[] = {U8, U16, U32, U64};
-  constexpr int log = sizeof(T) == 1 ? 0 : sizeof(T) == 2 ? 1 : sizeof(T) == 4 ? 2 : 3;
-  return std::is_signed_v<T> ? signedOnes[log] : unsignedOnes[log];
+  if constexpr (std::is_integral_v<T>) {
+    constexpr Sample signedOnes[] = {S8, S16, S32, S64}, unsignedOnes[] = {U8, U16, U32, U64};
+    constexpr int log = sizeof(T) == 1 ? 0 : sizeof(T) == 2 ? 1 : sizeof(T) == 4 ? 2 : 3;
+    return std::is_signed_v<T> ? signedOnes[log] : unsignedOnes[log];
+  }
+  return std::is_same_v<T, float> ? F32 : std::is_same_v<T, double> ? F64 : Other;
 }
 
 // f(T()) for the type of a number.

@@ -59,13 +59,13 @@ class Case {
   // An image of junk, NaN for floats.
   template <class T>
   GuardedImage<T> output(int channels = 1, std::source_location where = std::source_location::current()) {
-    return GuardedImage<T>(size, layout(channels, {}), where);
+    return output<T>(size, channels, {}, where);
   }
 
   template <class T>
-  GuardedImage<T> output(QoriSize itsSize, int channels = 1,
+  GuardedImage<T> output(QoriSize itsSize, int channels = 1, const Margin& margin = {},
                          std::source_location where = std::source_location::current()) {
-    return GuardedImage<T>(itsSize, layout(channels, {}), where);
+    return GuardedImage<T>(itsSize, layout(channels, margin), where);
   }
 
   GuardedImage<Qor8u> mask(std::source_location where = std::source_location::current()) { return mask(size, where); }
