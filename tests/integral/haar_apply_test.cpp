@@ -71,129 +71,112 @@ int expectedCount(Random& random, QoriSize size) {
   return counts[random.below(12)];
 }
 
-// What a stage is run with, made of rotating data.
-template <class Rule>
+// What a stage is run with, kept with its call. With tilted features a mixed form is meant.
+template <class V>
 struct Run {
-  using T = typename Rule::T;
-  using N = typename Rule::N;
-  using V = typename Rule::V;
-
-  // Tables with exactly the samples that the stage reaches. With tilted features a mixed form is meant.
-  Run(Case& c, const Rule& rule, const std::vector<Evaluated<V>>& features, bool mixed)
-      : table(c.image<T>(1, reach(features, false, !mixed))),
-        tilted(c.image<T>(1, reach(features, true, false))),
-        norm(c.image<N>()),
-        mask(c.mask()),
-        wantMask(mask.pixels()),
-        positive(expectedCount(c.random, c.size)) {
-    const auto at = [this](int x, int y) { return table.at(x, y); };
-    const auto atTilted = [this, mixed](int x, int y) { return mixed ? tilted.at(x, y) : table.at(x, y); };
-    const Image<V> sums = stageSums(rule, features, at, atTilted, norm.pixels());
-    // A sum that occurs, so that equality decides somewhere; or none of them.
-    const int pick = c.random.below(static_cast<int>(sums.samples.size()));
-    threshold = c.random.oneIn(8) ? constant<V>(c.random) : sums.samples[static_cast<size_t>(pick)];
-    wantPositive = applySums<Rule>(sums, threshold, wantMask);
-    table.protect();
-    tilted.protect();
-    norm.protect();
-    appendCase(" expected %d", positive);
-  }
-
-  // The tilted table's row 0 and column 0 are not part of what the guarded image holds: no stage reads them.
-  const T* tiltedTable() const {
-    return reinterpret_cast<const T*>(reinterpret_cast<uintptr_t>(tilted.data()) -
-                                      static_cast<uintptr_t>(tilted.step()) - sizeof(T));
-  }
-
-  void verify(QorStatus status) const {
-    EXPECT_EQ(status, qorStsNoErr) << currentCase();
-    EXPECT_EQ(positive, wantPositive) << currentCase();
-    expectSame(mask, wantMask);
-  }
-
-  GuardedImage<T> table, tilted;
-  GuardedImage<N> norm;
-  GuardedImage<Qor8u> mask;
-  Image<Qor8u> wantMask;
-  V threshold = 0;
-  int positive, wantPositive = 0;
+  HaarHandle<V> state = {};
+  std::vector<Evaluated<V>> features = {};
+  Image<V> sums{{0, 0}};
 };
 
-Sweep sizes() {
-  return {.widths = {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 19, 31, 33, 64, 127, 128, 129, 150, 259},
-          .heights = {1, 3, 9},
-          .variants = 3};
+template <class V>
+Run<V>& runOf(const Arguments& a) {
+  return *static_cast<Run<V>*>(a.data.get());
 }
 
-// Upright stages, in the integer forms tilted ones too, and stages with tilted features: the id's bit is not looked at.
-template <class Rule, class Operation, class... Scale>
-void testOneTable(const char* name, Operation operation, Scale... scale) {
-  using V = typename Rule::V;
-  sweep(name, sizes(), [&](Case& c) {
-    const auto stage = randomStage<V>(c.random);
-    const bool builtTilted = c.variant == 1 && std::is_same_v<V, Qor32s>;
-    std::vector<Turn> turns(stage.features.size(), builtTilted ? Turn::Tilted : Turn::Upright);
-    typename HaarOf<V>::State* state = nullptr;
-    ASSERT_EQ(stage.build(builtTilted ? HaarOf<V>::initTilted : HaarOf<V>::initUpright, &state), qorStsNoErr);
-    const HaarHandle<V> handle(state);
-    if (c.variant == 2) {
-      const int flag = c.random.below(2);
-      std::vector<Qor8u> chosen(turns.size() + 1);
-      for (size_t i = 0; i < turns.size(); ++i) {
-        if (c.random.oneIn(2)) chosen[i] = 200, turns[i] = flag != 0 ? Turn::Down : Turn::Up;
-      }
-      ASSERT_EQ(HaarOf<V>::tilt(chosen.data(), flag, state), qorStsNoErr);
-    }
-    Run<Rule> run(c, Rule{}, evaluated(stage, turns, builtTilted), false);
-    run.verify(operation(run.table.data(), run.table.step(), run.norm.data(), run.norm.step(), run.mask.data(),
-                         run.mask.step(), c.size, &run.positive, run.threshold, state, scale...));
-  });
-}
-
-template <class Rule, class Operation, class MakeRule, class... Scale>
-void testTwoTables(const char* name, Operation operation, MakeRule rule, Scale... scale) {
-  using V = typename Rule::V;
-  sweep(name, sizes(), [&](Case& c) {
-    const auto stage = randomStage<V>(c.random);
-    const bool builtTilted = c.variant == 1;
-    std::vector<Turn> turns(stage.features.size(), builtTilted ? Turn::Tilted : Turn::Upright);
-    typename HaarOf<V>::State* state = nullptr;
-    ASSERT_EQ(stage.build(builtTilted ? HaarOf<V>::initTilted : HaarOf<V>::initUpright, &state), qorStsNoErr);
-    const HaarHandle<V> handle(state);
-    if (!builtTilted) {
-      const int flag = 7 * c.random.below(2);
-      std::vector<Qor8u> chosen(turns.size() + 1);
-      for (size_t i = 0; i < turns.size(); ++i) {
-        if (c.random.oneIn(2)) chosen[i] = 1, turns[i] = flag != 0 ? Turn::Down : Turn::Up;
-      }
-      ASSERT_EQ(HaarOf<V>::tilt(chosen.data(), flag, state), qorStsNoErr);
-    }
-    Run<Rule> run(c, rule(), evaluated(stage, turns, builtTilted), true);
-    run.verify(operation(run.table.data(), run.table.step(), run.tiltedTable(), run.tilted.step(), run.norm.data(),
-                         run.norm.step(), run.mask.data(), run.mask.step(), c.size, &run.positive, run.threshold, state,
-                         scale...));
-  });
-}
-
-TEST(HaarApply, OneTable) {
-  testOneTable<FloatRule>(QORTEST_NAMED(qoriApplyHaarClassifier_32f_C1R));
-  testOneTable<FloatOnIntegerRule>(QORTEST_NAMED(qoriApplyHaarClassifier_32s32f_C1R));
-  for (const int scale : {0, 5}) testOneTable<IntegerRule>(QORTEST_NAMED(qoriApplyHaarClassifier_32s_C1RSfs), scale);
-}
-
-TEST(HaarApply, TwoTables) {
-  testTwoTables<FloatRule>(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32f_C1R), [] { return FloatRule{}; });
-  testTwoTables<FloatOnIntegerRule>(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32s32f_C1R),
-                                    [] { return FloatOnIntegerRule{}; });
-  for (const int shift : {0, 1, 31, 32, 63, 64, 67}) {
-    const auto rule = [=] {
-      WideRule r;
-      r.shift = shift;
-      return r;
-    };
-    testTwoTables<WideRule>(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32s_C1RSfs), rule, -shift);
+// Upright stages, tilted ones where the form takes them, and stages with tilted features: the id's bit is not looked
+// at.
+template <class V>
+void drawStage(Call& call, bool mixed) {
+  Random& random = call.c.random;
+  const auto run = std::make_shared<Run<V>>();
+  const auto stage = randomStage<V>(random);
+  const int kind = random.below(3);
+  const bool isTilted = kind == 1 && (mixed || std::is_same_v<V, Qor32s>);
+  std::vector<Turn> turns(stage.features.size(), isTilted ? Turn::Tilted : Turn::Upright);
+  typename HaarOf<V>::State* state = nullptr;
+  ASSERT_EQ(stage.build(isTilted ? HaarOf<V>::initTilted : HaarOf<V>::initUpright, &state), qorStsNoErr);
+  run->state.reset(state);
+  if (kind == 2) {
+    const int flag = 7 * random.below(2);
+    std::vector<Qor8u> chosen(turns.size() + 1);
+    for (size_t i = 0; i < turns.size(); ++i)
+      if (random.oneIn(2)) chosen[i] = 200, turns[i] = flag != 0 ? Turn::Down : Turn::Up;
+    ASSERT_EQ(HaarOf<V>::tilt(chosen.data(), flag, state), qorStsNoErr);
   }
+  run->features = evaluated(stage, turns, isTilted);
+  call.data = run;
+  call.at<const void*>('t') = state;
+  const int positive = expectedCount(random, call.size());
+  memcpy(call.block('u', sizeof positive), &positive, sizeof positive);
+  appendCase(" expected %d", positive);
 }
+
+// The mask, and a threshold that is a sum that occurs, so that equality decides somewhere; or none of them.
+template <class Rule>
+void fillMaskAndThreshold(Call& c, const Rule& rule, bool mixed) {
+  using V = typename Rule::V;
+  Run<V>& run = runOf<V>(c);
+  const auto& table = c.image<typename Rule::T>('s');
+  const auto& tilted = mixed ? c.image<typename Rule::T>('s', 2) : table;
+  c.image<Qor8u>('i').generate(MaskMaker(static_cast<Mask>(c.c.random.below(5)), c.c.random.bits()));
+  run.sums = stageSums(
+      rule, run.features, [&](int x, int y) { return table.at(x, y); }, [&](int x, int y) { return tilted.at(x, y); },
+      c.image<typename Rule::N>('s', mixed ? 3 : 2).pixels());
+  const int pick = c.c.random.below(static_cast<int>(run.sums.samples.size()));
+  c.at<V>('n') = c.c.random.oneIn(8) ? constant<V>(c.c.random) : run.sums.samples[static_cast<size_t>(pick)];
+}
+
+template <class Rule>
+void expectCandidates(Call& c) {
+  Image<Qor8u> want = c.before<Qor8u>('i');
+  const int left = applySums<Rule>(runOf<typename Rule::V>(c).sums, c.at<typename Rule::V>('n'), want);
+  EXPECT_EQ(*c.at<int*>('u'), left) << currentCase();
+  c.expect('i', want);
+}
+
+// Neither a threshold nor an unused scale factor is refused.
+template <class Rule>
+void add(Descriptions& d, const char* name, auto* operation, bool mixed) {
+  using T = typename Rule::T;
+  using V = typename Rule::V;
+  const bool isScaled = std::is_same_v<V, Qor32s>, isWide = isScaled && mixed;
+  const auto ruleOf = [](const Call& c) {
+    Rule rule;
+    if constexpr (std::is_same_v<Rule, WideRule>) rule.shift = -c.number('e');
+    return rule;
+  };
+  d.add(name, operation, (std::string(mixed ? "s.s.s.i.zunt" : "s.s.i.zunt") + (isScaled ? "e" : "")).c_str(),
+        {.checks = std::string("null | size | step s | step i | even s") +
+                   (isWide ? " | range e BadArgErr -2147483648 0" : ""),
+         .values = {{'e', isWide ? std::vector<double>{0, -1, -31, -32, -63, -64, -67}
+                                 : std::vector<double>{0, 5, INT_MIN, INT_MAX}}},
+         .draw = [=](Call& c) { drawStage<V>(c, mixed); },
+         // Tables with exactly the samples that the stage reaches.
+         .shape =
+             [=](const Arguments& a, char role, int which, Shape& s) {
+               if (role == 's' && which <= (mixed ? 2 : 1)) s.margin = reach(runOf<V>(a).features, which == 2, !mixed);
+             },
+         .fill = [=](Call& c) { fillMaskAndThreshold(c, ruleOf(c), mixed); },
+         // The tilted table's row 0 and column 0 are not part of what the image holds: no stage reads them.
+         .arrange =
+             [=](Call& c) {
+               if (mixed) c.at<uintptr_t>('s', 2) -= static_cast<uintptr_t>(c.number('.', 2)) + sizeof(T);
+             },
+         .expect = expectCandidates<Rule>,
+         .sweep = {.widths = {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 19, 31, 33, 64, 127, 128, 129, 150, 259},
+                   .heights = {1, 3, 9},
+                   .repeats = 3}});
+}
+
+const Descriptions members([](Descriptions& d) {
+  add<FloatRule>(d, QORTEST_NAMED(qoriApplyHaarClassifier_32f_C1R), false);
+  add<FloatOnIntegerRule>(d, QORTEST_NAMED(qoriApplyHaarClassifier_32s32f_C1R), false);
+  add<IntegerRule>(d, QORTEST_NAMED(qoriApplyHaarClassifier_32s_C1RSfs), false);
+  add<FloatRule>(d, QORTEST_NAMED(qoriApplyMixedHaarClassifier_32f_C1R), true);
+  add<FloatOnIntegerRule>(d, QORTEST_NAMED(qoriApplyMixedHaarClassifier_32s32f_C1R), true);
+  add<WideRule>(d, QORTEST_NAMED(qoriApplyMixedHaarClassifier_32s_C1RSfs), true);
+});
 
 // A stage that is passed by whatever makes its one feature take the second value.
 template <class V>
@@ -286,82 +269,6 @@ TEST(HaarApply, WrongRecord) {
                                                mask.step(), {8, 1}, &count, 0, state),
             qorStsMemAllocErr);
   EXPECT_EQ(count, 77);
-}
-
-template <class V>
-HaarHandle<V> emptyStage() {
-  typename HaarOf<V>::State* state = nullptr;
-  EXPECT_EQ(HaarStage<V>{}.build(HaarOf<V>::initUpright, &state), qorStsNoErr);
-  return HaarHandle<V>(state);
-}
-
-// Neither a threshold nor an unused scale factor is refused.
-template <class V, class Operation, class... Scale>
-void testContract(const char* name, Operation operation) {
-  const auto state = emptyStage<V>();
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pNorm, normStep, pMask, maskStep, roiSize, pPositive, threshold, pState);
-  contract.null(pSrc, pNorm, pMask, pPositive, pState);
-  contract.size(roiSize);
-  contract.step(sizeof(Qor32s), srcStep, normStep);
-  contract.step(sizeof(Qor8u), maskStep);
-  contract.even(sizeof(Qor32s), srcStep, normStep);
-  contract.any(threshold, V{-5}, V{0}, V{7});
-  contract.memory(pState, state.get());
-  contract.run();
-}
-
-template <class V, class Operation>
-void testMixedContract(const char* name, Operation operation) {
-  const auto state = emptyStage<V>();
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pTilt, tiltStep, pNorm, normStep, pMask, maskStep, roiSize, pPositive,
-                    threshold, pState);
-  contract.null(pSrc, pTilt, pNorm, pMask, pPositive, pState);
-  contract.size(roiSize);
-  contract.step(sizeof(Qor32s), srcStep, tiltStep, normStep);
-  contract.step(sizeof(Qor8u), maskStep);
-  contract.even(sizeof(Qor32s), srcStep, tiltStep, normStep);
-  contract.any(threshold, V{-5}, V{0}, V{7});
-  contract.memory(pState, state.get());
-  contract.run();
-}
-
-TEST(HaarApply, Contract) {
-  testContract<Qor32f>(QORTEST_NAMED(qoriApplyHaarClassifier_32f_C1R));
-  testContract<Qor32f>(QORTEST_NAMED(qoriApplyHaarClassifier_32s32f_C1R));
-  testMixedContract<Qor32f>(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32f_C1R));
-  testMixedContract<Qor32f>(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32s32f_C1R));
-}
-
-TEST(HaarApply, ContractOfIntegers) {
-  const auto state = emptyStage<Qor32s>();
-  {
-    Contract contract(QORTEST_NAMED(qoriApplyHaarClassifier_32s_C1RSfs));
-    QORTEST_ARGUMENTS(contract, pSrc, srcStep, pNorm, normStep, pMask, maskStep, roiSize, pPositive, threshold, pState,
-                      scaleFactor);
-    contract.null(pSrc, pNorm, pMask, pPositive, pState);
-    contract.size(roiSize);
-    contract.step(sizeof(Qor32s), srcStep, normStep);
-    contract.step(sizeof(Qor8u), maskStep);
-    contract.even(sizeof(Qor32s), srcStep, normStep);
-    contract.any(threshold, INT_MIN, INT_MAX);
-    contract.any(scaleFactor, INT_MIN, 0, INT_MAX);
-    contract.memory(pState, state.get());
-    contract.run();
-  }
-  Contract contract(QORTEST_NAMED(qoriApplyMixedHaarClassifier_32s_C1RSfs));
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pTilt, tiltStep, pNorm, normStep, pMask, maskStep, roiSize, pPositive,
-                    threshold, pState, scaleFactor);
-  contract.null(pSrc, pTilt, pNorm, pMask, pPositive, pState);
-  contract.size(roiSize);
-  contract.step(sizeof(Qor32s), srcStep, tiltStep, normStep);
-  contract.step(sizeof(Qor8u), maskStep);
-  contract.even(sizeof(Qor32s), srcStep, tiltStep, normStep);
-  contract.range(scaleFactor, qorStsBadArgErr, INT_MIN, 0);
-  contract.any(threshold, INT_MIN, INT_MAX);
-  contract.memory(pState, state.get());
-  contract.run();
 }
 
 }  // namespace

@@ -203,46 +203,65 @@ TEST(HaarBuild, Rectangles) {
   testRectangles<Qor32s>(QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32s), true, false);
 }
 
-// The checks before the rectangles, none of which touches what it need not.
-template <class V, class State>
-void testStatuses(const char* name, QorStatus (*build)(State**, const QoriRect*, const V*, const V*, const V*, const V*,
-                                                       const int*, int)) {
-  State* const before = noAccess<State>();
-  State* state = before;
-  const auto* r = noAccess<QoriRect>(1);
-  const V* v[] = {noAccess<V>(2), noAccess<V>(3), noAccess<V>(4), noAccess<V>(5)};
-  const auto* none = noAccess<int>(6);
-  SCOPED_TRACE(name);
-  EXPECT_EQ(build(nullptr, r, v[0], v[1], v[2], v[3], none, -1), qorStsNullPtrErr);
-  EXPECT_EQ(build(&state, nullptr, v[0], v[1], v[2], v[3], none, -1), qorStsNullPtrErr);
-  for (int i = 0; i < 4; ++i) {
-    const V* saved = v[i];
-    v[i] = nullptr;
-    EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], none, -1), qorStsNullPtrErr);
-    v[i] = saved;
+// Building: the lists hold the sample, one more element each. The counts are read before there is memory.
+template <class V>
+void drawLists(Call& c) {
+  const auto stage = sample<V>();
+  std::vector<QoriRect> rects;
+  std::vector<int> counts;
+  std::vector<V> weights;
+  for (const auto& f : stage.features) {
+    rects.insert(rects.end(), f.rects.begin(), f.rects.end());
+    weights.insert(weights.end(), f.weights.begin(), f.weights.end());
+    counts.push_back(static_cast<int>(f.rects.size()));
   }
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], nullptr, -1), qorStsNullPtrErr);
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], none, -1), qorStsSizeErr);
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], none, INT_MIN), qorStsSizeErr);
-  const int zero[] = {2, 1, 0}, negative[] = {2, -1, 5}, many[] = {INT_MAX, INT_MAX, 3},
-            wraps[] = {INT_MAX, INT_MAX, 0};
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], zero, 3), qorStsSizeErr);
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], negative, 3), qorStsSizeErr);
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], wraps, 3), qorStsSizeErr);
-  // Sums that no block holds, those that wrap around to a small one among them.
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], many, 3), qorStsMemAllocErr);
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], many, 1), qorStsMemAllocErr);
-  EXPECT_EQ(state, before);
-  // No features: the arrays are not read.
-  EXPECT_EQ(build(&state, r, v[0], v[1], v[2], v[3], none, 0), qorStsNoErr);
-  EXPECT_EQ(HaarOf<V>::release(state), qorStsNoErr);
+  c.array('f', rects), c.array('k', weights), c.array('n', counts), c.set('e', static_cast<double>(counts.size()));
+  for (const int which : {1, 2, 3}) c.array('x', std::vector<V>(counts.size()), which);
 }
 
-TEST(HaarBuild, Statuses) {
-  testStatuses<Qor32f>(QORTEST_NAMED(qoriHaarClassifierInitAlloc_32f));
-  testStatuses<Qor32s>(QORTEST_NAMED(qoriHaarClassifierInitAlloc_32s));
-  testStatuses<Qor32f>(QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32f));
-  testStatuses<Qor32s>(QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32s));
+// A rectangle's four words; the operation that tests them ahead of the memory leaves the pointer alone.
+void buildChecks(DescribedContract& c, int) {
+  c.refuseWord('n', 1, qorStsSizeErr, [](int n) { return n < 1; }, {0, -1, INT_MIN});
+  for (const int word : {0, 1, 2, 3})
+    c.refuseWord('f', 4 * 3 + word, qorStsBadArgErr, [=](int v) { return v < word / 2; }, {word / 2 - 1, INT_MIN});
+}
+
+template <class V>
+void add(Descriptions& d, const char* name, auto* build) {
+  d.add(name, build, "afkxxxne",
+        {.checks = "null | least e SizeErr 0 | own",
+         .draw = drawLists<V>,
+         .release = [](Arguments& a) { HaarOf<V>::release(*a.at<typename HaarOf<V>::State**>('a')); },
+         .own = buildChecks,
+         .read = "afkxn"});
+}
+
+const Descriptions members([](Descriptions& d) {
+  add<Qor32f>(d, QORTEST_NAMED(qoriHaarClassifierInitAlloc_32f));
+  add<Qor32s>(d, QORTEST_NAMED(qoriHaarClassifierInitAlloc_32s));
+  add<Qor32f>(d, QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32f));
+  add<Qor32s>(d, QORTEST_NAMED(qoriTiltedHaarClassifierInitAlloc_32s));
+});
+
+// Sums that no block holds, those that wrap around to a small one among them.
+TEST(HaarBuild, TooLarge) {
+  const int negative[] = {2, -1, 5}, many[] = {INT_MAX, INT_MAX, 3}, wraps[] = {INT_MAX, INT_MAX, 0};
+  for (const auto build : {qoriHaarClassifierInitAlloc_32f, qoriTiltedHaarClassifierInitAlloc_32f}) {
+    auto* const before = noAccess<QoriHaarClassifier_32f>();
+    auto* state = before;
+    const auto status = [&](const int* counts, int length) {
+      const auto* v = noAccess<Qor32f>(2);
+      return build(&state, noAccess<QoriRect>(1), v, v, v, v, counts, length);
+    };
+    EXPECT_EQ(status(negative, 3), qorStsSizeErr);
+    EXPECT_EQ(status(wraps, 3), qorStsSizeErr);
+    EXPECT_EQ(status(many, 3), qorStsMemAllocErr);
+    EXPECT_EQ(status(many, 1), qorStsMemAllocErr);
+    EXPECT_EQ(state, before);
+    // No features: the arrays are not read.
+    EXPECT_EQ(status(noAccess<int>(6), 0), qorStsNoErr);
+    EXPECT_EQ(qoriHaarClassifierFree_32f(state), qorStsNoErr);
+  }
 }
 
 template <class V>

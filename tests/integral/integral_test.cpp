@@ -1,5 +1,7 @@
 #include "qorcv/integral.h"
 
+#include <math.h>
+
 #include <algorithm>
 #include <type_traits>
 #include <vector>
@@ -8,11 +10,6 @@
 
 namespace {
 using namespace qortest;
-
-template <class S, class T, class... Val>
-using OfSum = QorStatus (*)(const S*, int, T*, int, QoriSize, Val...);
-template <class T, class Q>
-using OfSquares = QorStatus (*)(const Qor8u*, int, T*, int, Q*, int, QoriSize, T, Q);
 
 constexpr int64_t identity(int64_t s) { return s; }
 constexpr int64_t square(int64_t s) { return s * s; }
@@ -49,130 +46,54 @@ Image<Qor32f> integralOf(const Image<Qor32f>& src) {
   return t;
 }
 
-QoriSize tableSize(QoriSize roi) { return {roi.width + 1, roi.height + 1}; }
-
 template <class T>
-std::vector<T> startValues() {
-  if constexpr (std::is_integral_v<T>) return {0, 1, -5, INT_MAX, INT_MIN};
-  return {0, T(0.1), T(-3e8), T(1e-40), std::numeric_limits<T>::infinity()};
+void expectTables(Call& c) {
+  c.expect('d', integralOf(c.before<Qor8u>('s'), c.at<T>('n'), identity));
+}
+
+template <class T, class Q>
+void expectBothTables(Call& c) {
+  expectTables<T>(c);
+  c.expect('d', integralOf(c.before<Qor8u>('s'), c.at<Q>('e'), square), Equal::SignedZeros, 2);
 }
 
 template <class T>
-T startValue(Case& c) {
-  const std::vector<T> values = startValues<T>();
-  const T val = values[static_cast<size_t>(c.random.below(static_cast<int>(values.size())))];
-  appendCase(" val %g", static_cast<double>(val));
-  return val;
+std::vector<double> startValues() {
+  if constexpr (std::is_integral_v<T>) return {0, 1, -5, INT_MAX, INT_MIN};
+  return {0, 0.1, -3e8, 1e-40, INFINITY};
 }
 
 // Pairs, fours and eights of rows and what remains of them.
-const Sweep sizes{.heights = {1, 2, 3, 4, 5, 8, 9, 15}};
-
-template <class T>
-auto minimumOf(auto& contract, auto roi) {
-  return [&contract, roi] { return static_cast<ptrdiff_t>(sizeof(T)) * (ptrdiff_t{contract[roi].width} + 1); };
+template <class T, class Q = T>
+Traits traits(void (*expect)(Call&)) {
+  return {.checks = "null | size | step | even",
+          .values = {{'n', startValues<T>()}, {'e', startValues<Q>()}},
+          .shape =
+              [](const Arguments&, char role, int, Shape& s) {
+                if (role == 'd') ++s.width, ++s.height;
+              },
+          .expect = expect,
+          .sweep = {.heights = {1, 2, 3, 4, 5, 8, 9, 15}}};
 }
 
-template <class T>
-void testSum(const char* name, OfSum<Qor8u, T, T> operation) {
-  sweep(name, sizes, [&](Case& c) {
-    auto src = c.image<Qor8u>();
-    auto dst = c.output<T>(tableSize(c.size));
-    const T val = startValue<T>(c);
-    const Image<T> want = integralOf(src.pixels(), val, identity);
-    src.protect();
-    EXPECT_EQ(operation(src.data(), src.step(), dst.data(), dst.step(), c.size, val), qorStsNoErr);
-    expectSame(dst, want, Equal::SignedZeros);
-  });
+const Descriptions members([](Descriptions& d) {
+  d.add(QORTEST_NAMED(qoriIntegral_8u32s_C1R), "s.d.zn", traits<Qor32s>(expectTables<Qor32s>));
+  d.add(QORTEST_NAMED(qoriIntegral_8u32f_C1R), "s.d.zn", traits<Qor32f>(expectTables<Qor32f>));
+  d.add(QORTEST_NAMED(qoriIntegral_32f_C1R), "s.d.z",
+        traits<Qor32f>([](Call& c) { c.expect('d', integralOf(c.before<Qor32f>('s'))); }));
+#define WITH_SQUARES(name, T, Q) d.add(QORTEST_NAMED(name), "s.d.d.zne", traits<T, Q>(expectBothTables<T, Q>));
+  WITH_SQUARES(qoriSqrIntegral_8u32s_C1R, Qor32s, Qor32s)
+  WITH_SQUARES(qoriSqrIntegral_8u32s64f_C1R, Qor32s, Qor64f)
+  WITH_SQUARES(qoriSqrIntegral_8u32f64f_C1R, Qor32f, Qor64f)
+});
 
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pDst, dstStep, roiSize, val);
-  contract.null(pSrc, pDst);
-  contract.size(roiSize);
-  contract.step(sizeof(Qor8u), srcStep);
-  contract.step(minimumOf<T>(contract, roiSize), dstStep);
-  contract.even(sizeof(T), dstStep);
-  for (const T v : startValues<T>()) contract.any(val, v);
-  contract.run();
-}
-
-template <class T, class Q>
-void expectTables(OfSquares<T, Q> operation, GuardedImage<Qor8u>& src, GuardedImage<T>& dst, GuardedImage<Q>& sqr,
-                  T val, Q valSqr) {
-  const Image<T> want = integralOf(src.pixels(), val, identity);
-  const Image<Q> wantSqr = integralOf(src.pixels(), valSqr, square);
-  src.protect();
-  EXPECT_EQ(operation(src.data(), src.step(), dst.data(), dst.step(), sqr.data(), sqr.step(), src.size(), val, valSqr),
-            qorStsNoErr);
-  expectSame(dst, want, Equal::SignedZeros, "sums");
-  expectSame(sqr, wantSqr, Equal::SignedZeros, "sums of squares");
-}
-
-template <class T, class Q>
-void testSquares(const char* name, OfSquares<T, Q> operation) {
-  sweep(name, sizes, [&](Case& c) {
-    auto src = c.image<Qor8u>();
-    auto dst = c.output<T>(tableSize(c.size));
-    auto sqr = c.output<Q>(tableSize(c.size));
-    const T val = startValue<T>(c);
-    expectTables(operation, src, dst, sqr, val, startValue<Q>(c));
-  });
-
-  // Sums of squares of one row that pass 2^31 and 2^32, around the width where they may begin to.
-  for (const int width : {33024, 33025, 33026, 66052}) {
-    setCase("%s %dx3", name, width);
-    Case c({width, 3});
-    auto src = GuardedImage<Qor8u>(c.size);
-    src.generate([](int x, int, int) { return static_cast<Qor8u>(x == 7 ? 254 : 255); });
-    auto dst = c.output<T>(tableSize(c.size));
-    auto sqr = c.output<Q>(tableSize(c.size));
-    expectTables(operation, src, dst, sqr, T{3}, Q{5});
-  }
-
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pDst, dstStep, pSqr, sqrStep, roiSize, val, valSqr);
-  contract.null(pSrc, pDst, pSqr);
-  contract.size(roiSize);
-  contract.step(sizeof(Qor8u), srcStep);
-  contract.step(minimumOf<T>(contract, roiSize), dstStep);
-  contract.step(minimumOf<Q>(contract, roiSize), sqrStep);
-  contract.even(sizeof(T), dstStep);
-  contract.even(sizeof(Q), sqrStep);
-  for (const T v : startValues<T>()) contract.any(val, v);
-  for (const Q v : startValues<Q>()) contract.any(valSqr, v);
-  contract.run();
-}
-
-TEST(Integral, OfBytes) {
-  testSum(QORTEST_NAMED(qoriIntegral_8u32s_C1R));
-  testSum(QORTEST_NAMED(qoriIntegral_8u32f_C1R));
-}
-
-TEST(Integral, OfFloats) {
-  const char* const name = "qoriIntegral_32f_C1R";
-  sweep(name, sizes, [&](Case& c) {
-    auto src = c.image<Qor32f>();
-    auto dst = c.output<Qor32f>(tableSize(c.size));
-    const Image<Qor32f> want = integralOf(src.pixels());
-    src.protect();
-    EXPECT_EQ(qoriIntegral_32f_C1R(src.data(), src.step(), dst.data(), dst.step(), c.size), qorStsNoErr);
-    expectSame(dst, want, Equal::SignedZeros);
-  });
-
-  Contract contract(name, qoriIntegral_32f_C1R);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pDst, dstStep, roiSize);
-  contract.null(pSrc, pDst);
-  contract.size(roiSize);
-  contract.step(sizeof(Qor32f), srcStep);
-  contract.step(minimumOf<Qor32f>(contract, roiSize), dstStep);
-  contract.even(sizeof(Qor32f), srcStep, dstStep);
-  contract.run();
-}
-
-TEST(Integral, WithSquares) {
-  testSquares(QORTEST_NAMED(qoriSqrIntegral_8u32s_C1R));
-  testSquares(QORTEST_NAMED(qoriSqrIntegral_8u32s64f_C1R));
-  testSquares(QORTEST_NAMED(qoriSqrIntegral_8u32f64f_C1R));
+// Sums of squares of one row that pass 2^31 and 2^32, around the width where they may begin to.
+TEST(Integral, LongRows) {
+  for (const char* name : {"qoriSqrIntegral_8u32s_C1R", "qoriSqrIntegral_8u32s64f_C1R", "qoriSqrIntegral_8u32f64f_C1R"})
+    for (const int width : {33024, 33025, 33026, 66052})
+      runOwn(name, {width, 3}, {.fill = [](Call& c) {
+               c.image<Qor8u>('s').generate([](int x, int, int) { return static_cast<Qor8u>(x == 7 ? 254 : 255); });
+             }});
 }
 
 }  // namespace

@@ -9,10 +9,6 @@
 namespace {
 using namespace qortest;
 
-using Scaled = QorStatus (*)(const Qor32s*, int, const Qor32s*, int, Qor32s*, int, QoriSize, QoriRect, int);
-template <class T>
-using Unscaled = QorStatus (*)(const T*, int, const Qor64f*, int, Qor32f*, int, QoriSize, QoriRect);
-
 enum class Box { Upright, Tilted };
 
 // Offsets of the four corners from a pixel, added and taken away in turns.
@@ -27,21 +23,21 @@ Corners cornersOf(Box box, QoriRect r) {
           {column + r.width - r.height, column - r.height, column, column + r.width}};
 }
 double pixelsOf(Box box, QoriRect r) { return (box == Box::Upright ? 1.0 : 2.0) * r.width * r.height; }
-int reachOf(Box box, QoriSize roi, QoriRect r) {
-  return box == Box::Upright ? roi.width + r.x + r.width : r.width + r.height + r.x + r.y + roi.width - 1;
+int64_t reachOf(Box box, int64_t width, QoriRect r) {
+  const int64_t beside = int64_t{r.x} + r.width;
+  return box == Box::Upright ? width + beside : beside + r.height + r.y + width - 1;
 }
 
 // In the words of the header, in the type of the table; 32-bit integers wrap.
 template <class T>
-T boxSum(const GuardedImage<T>& table, const Corners& k, int x, int y) {
+T boxSum(const Image<T>& table, const Corners& k, int x, int y) {
   const auto at = [&](int i) { return table.at(x + k.column[i], y + k.row[i]); };
   if constexpr (std::is_integral_v<T>) return static_cast<T>(int64_t{at(0)} - at(1) + at(2) - at(3));
   return at(0) - at(1) + at(2) - at(3);
 }
 
 template <class T>
-Image<Qor32f> reference(const GuardedImage<T>& sum, const GuardedImage<Qor64f>& sqr, QoriSize roi, QoriRect rect,
-                        Box box) {
+Image<Qor32f> reference(const Image<T>& sum, const Image<Qor64f>& sqr, QoriSize roi, QoriRect rect, Box box) {
   const Corners k = cornersOf(box, rect);
   const auto n = static_cast<Qor32f>(pixelsOf(box, rect));
   Image<Qor32f> dst(roi);
@@ -56,8 +52,8 @@ Image<Qor32f> reference(const GuardedImage<T>& sum, const GuardedImage<Qor64f>& 
   return dst;
 }
 
-Image<Qor32s> reference(const GuardedImage<Qor32s>& sum, const GuardedImage<Qor32s>& sqr, QoriSize roi, QoriRect rect,
-                        Box box, int scaleFactor) {
+Image<Qor32s> reference(const Image<Qor32s>& sum, const Image<Qor32s>& sqr, QoriSize roi, QoriRect rect, Box box,
+                        int scaleFactor) {
   const Corners k = cornersOf(box, rect);
   const auto n = static_cast<Qor32f>(pixelsOf(box, rect));
   Image<Qor32s> dst(roi);
@@ -74,120 +70,80 @@ Image<Qor32s> reference(const GuardedImage<Qor32s>& sum, const GuardedImage<Qor3
 }
 
 // A table of just the samples that the call may read, in front of the pointer too, with the step that it asks for.
-template <class T>
-GuardedImage<T> tableFor(Case& c, QoriRect rect, Box box) {
-  const Corners k = cornersOf(box, rect);
+void shapeTable(const Arguments& a, Box box, Shape& s) {
+  const QoriRect r = a.at<QoriRect>('x');
+  const Corners k = cornersOf(box, r);
   const auto [least, most] = std::minmax_element(k.column, k.column + 4);
-  const int left = std::max(-*least, 0), right = std::max(*most + c.size.width, 1);
-  Layout layout{.gap = c.random.below(3), .offset = c.random.below(4), .guard = c.guard, .margin = {.left = left}};
-  layout.gap += std::max(reachOf(box, c.size, rect) - left - right, 0);
-  GuardedImage<T> table({right, *std::max_element(k.row, k.row + 4) + c.size.height}, layout);
-  const int kind = c.random.below(dataKinds<T>(false));
-  appendCase(" %s", dataNames[kind]);
-  table.generate(Maker<T>(static_cast<Data>(kind), c.random.bits()));
-  table.protect();
-  return table;
+  s.leastStep = reachOf(box, s.width, r);
+  s.width = std::max<int64_t>(*most + s.width, 1);
+  s.height += *std::max_element(k.row, k.row + 4);
+  s.margin.left = std::max(-*least, 0);
 }
 
 // From single pixels to boxes larger than the region; a tilted one may lie on either side of its pixel.
-QoriRect randomRect(Case& c) {
+void drawRect(Call& call) {
+  Case& c = call.c;
   const int most = c.random.oneIn(4) ? 40 : 6;
   const QoriRect r{c.random.below(most), c.random.below(most), c.random.between(1, most), c.random.between(1, most)};
   appendCase(" rect %d, %d, %d x %d", r.x, r.y, r.width, r.height);
-  return r;
+  call.at<QoriRect>('x') = r;
 }
 
-// Around two threads for 1024 pixels each, more than 32 of those, fewer rows than threads.
-const Sweep sizes{.thresholds = {{32, 63}, {32, 64}, {33, 63}, {223, 149}, {12345, 3}}};
+// An empty box, or one in front of the table, is found behind the steps; a reach beyond 31 bits is a step too small.
+void rectCheck(DescribedContract& c, int) {
+  QoriRect& r = c.now.at<QoriRect>('x');
+  c.check(
+      "rect", qorStsBadArgErr, [&r] { return r.x < 0 || r.y < 0 || r.width < 1 || r.height < 1; }, [&r] { r.x = -1; },
+      [&r] { r.y = -1; }, [&r] { r.width = 0; }, [&r] { r.height = 0; }, [&r] { r.width = INT_MIN / 2; });
+}
 
-// What the two shapes of call have in common: the last arguments differ.
-template <class T, class Q, class D, class... Last>
-void checkContract(const char* name,
-                   QorStatus (*operation)(const T*, int, const Q*, int, D*, int, QoriSize, QoriRect, Last...), Box box,
-                   Last... last) {
-  const auto describe = [&](auto& contract, auto pSum, auto sumStep, auto pSqr, auto sqrStep, auto pDst, auto dstStep,
-                            auto roiSize, auto rect) {
-    const auto reach = [&contract, roiSize, rect, box](size_t bytes) {
-      const QoriRect r = contract[rect];
-      const int64_t width = contract[roiSize].width;
-      const int64_t beside = int64_t{r.x} + r.width;
-      return static_cast<ptrdiff_t>(static_cast<int64_t>(bytes) *
-                                    (box == Box::Upright ? width + beside : beside + r.height + r.y + width - 1));
-    };
-    contract.set(rect, {3, 2, 5, 4});
-    contract.null(pSum, pSqr, pDst);
-    contract.size(roiSize);
-    contract.step([=] { return reach(sizeof(T)); }, sumStep);
-    contract.step(sizeof(D), dstStep);
-    contract.step([=] { return reach(sizeof(Q)); }, sqrStep);
-    contract.even(sizeof(T), sumStep, dstStep);
-    contract.even(sizeof(Q), sqrStep);
-    contract.atLeast(rect, qorStsBadArgErr, 0, &QoriRect::x);
-    contract.atLeast(rect, qorStsBadArgErr, 0, &QoriRect::y);
-    contract.atLeast(rect, qorStsBadArgErr, 1, &QoriRect::width);
-    contract.atLeast(rect, qorStsBadArgErr, 1, &QoriRect::height);
-  };
-  Contract contract(name, operation);
-  if constexpr (sizeof...(Last) == 0) {
-    QORTEST_ARGUMENTS(contract, pSum, sumStep, pSqr, sqrStep, pDst, dstStep, roiSize, rect);
-    describe(contract, pSum, sumStep, pSqr, sqrStep, pDst, dstStep, roiSize, rect);
-  } else {
-    QORTEST_ARGUMENTS(contract, pSum, sumStep, pSqr, sqrStep, pDst, dstStep, roiSize, rect, scaleFactor);
-    describe(contract, pSum, sumStep, pSqr, sqrStep, pDst, dstStep, roiSize, rect);
-    contract.any(scaleFactor, last...);
-  }
-  contract.run();
+template <class T, class Q, class D>
+void add(Descriptions& d, const char* name, auto* operation, Box box, bool isShared = false) {
+  const bool isScaled = std::is_same_v<D, Qor32s>;
+  d.add(name, operation, isScaled ? "s.s.d.zxn" : "s.s.d.zx",
+        {.checks = "null | size | step | even | own",
+         .values = {{'n', {0, 1, 5, 17, 31, 60, 1100, INT_MAX, -1, -7, -31, -60, -1100, INT_MIN + 1.0, INT_MIN}}},
+         .draw = drawRect,
+         .shape =
+             [=](const Arguments& a, char role, int, Shape& s) {
+               if (role == 's') shapeTable(a, box, s);
+             },
+         .expect =
+             [=](Call& c) {
+               const auto& sum = c.before<T>('s');
+               const auto& sqr = c.before<Q>('s', 2);
+               const QoriRect rect = c.at<QoriRect>('x');
+               if constexpr (std::is_same_v<D, Qor32s>)
+                 c.expect('d', reference(sum, sqr, c.size(), rect, box, c.number('n')));
+               else
+                 c.expect('d', reference(sum, sqr, c.size(), rect, box));
+             },
+         .own = rectCheck,
+         // 1024 pixels a thread, at most 32.
+         .teamOf =
+             [=](const Arguments& a, int threads, int) {
+               const int team = std::min({threads, a.size().width * a.size().height / 1024, 32});
+               return isShared && team > 1 ? team : 0;
+             },
+         .teamSizes = {{32, 63}, {32, 64}, {33, 63}, {223, 149}, {1024, 40}},
+         .sweep = {.thresholds = {{32, 63}, {32, 64}, {33, 63}, {223, 149}, {12345, 3}}}});
+}
 
-  // A reach beyond 31 bits is a step too small, whatever its low bits say; an empty box is found behind the steps.
-  const auto withRect = [&](QoriRect r) {
-    return operation(noAccess<T>(0), 4096, noAccess<Q>(1), 4096, noAccess<D>(2), 4096, {8, 8}, r, last...);
-  };
+const Descriptions members([](Descriptions& d) {
+  add<Qor32s, Qor32s, Qor32s>(d, QORTEST_NAMED(qoriRectStdDev_32s_C1RSfs), Box::Upright);
+  add<Qor32s, Qor64f, Qor32f>(d, QORTEST_NAMED(qoriRectStdDev_32s32f_C1R), Box::Upright);
+  add<Qor32f, Qor64f, Qor32f>(d, QORTEST_NAMED(qoriRectStdDev_32f_C1R), Box::Upright, true);
+  add<Qor32s, Qor32s, Qor32s>(d, QORTEST_NAMED(qoriTiltedRectStdDev_32s_C1RSfs), Box::Tilted);
+  add<Qor32s, Qor64f, Qor32f>(d, QORTEST_NAMED(qoriTiltedRectStdDev_32s32f_C1R), Box::Tilted);
+  add<Qor32f, Qor64f, Qor32f>(d, QORTEST_NAMED(qoriTiltedRectStdDev_32f_C1R), Box::Tilted);
+});
+
+TEST(RectStdDev, ReachBeyond31Bits) {
   for (const QoriRect r : {QoriRect{INT_MAX, 0, 1, 1}, {INT_MAX, 0, INT_MAX, 1}, {0x40000000, 0, 0x40000000, 1}})
-    EXPECT_EQ(withRect(r), qorStsStepErr) << r.x << ' ' << r.width;
-  EXPECT_EQ(withRect({0, 0, 0, 1}), qorStsBadArgErr);
-}
-
-template <class T>
-void testUnscaled(const char* name, Unscaled<T> operation, Box box) {
-  sweep(name, sizes, [&](Case& c) {
-    const QoriRect rect = randomRect(c);
-    const auto sum = tableFor<T>(c, rect, box);
-    const auto sqr = tableFor<Qor64f>(c, rect, box);
-    auto dst = c.output<Qor32f>();
-    EXPECT_EQ(operation(sum.data(), sum.step(), sqr.data(), sqr.step(), dst.data(), dst.step(), c.size, rect),
-              qorStsNoErr);
-    expectSame(dst, reference(sum, sqr, c.size, rect, box), Equal::SignedZeros);
-  });
-  checkContract(name, operation, box);
-}
-
-void testScaled(const char* name, Scaled operation, Box box) {
-  sweep(name, sizes, [&](Case& c) {
-    constexpr int factors[] = {0, 1, 5, 17, 31, 60, 1100, INT_MAX, -1, -7, -31, -60, -1100, INT_MIN + 1, INT_MIN};
-    const int scaleFactor = factors[c.random.below(static_cast<int>(std::size(factors)))];
-    const QoriRect rect = randomRect(c);
-    appendCase(" scale factor %d", scaleFactor);
-    const auto sum = tableFor<Qor32s>(c, rect, box);
-    const auto sqr = tableFor<Qor32s>(c, rect, box);
-    auto dst = c.output<Qor32s>();
-    EXPECT_EQ(
-        operation(sum.data(), sum.step(), sqr.data(), sqr.step(), dst.data(), dst.step(), c.size, rect, scaleFactor),
-        qorStsNoErr);
-    expectSame(dst, reference(sum, sqr, c.size, rect, box, scaleFactor));
-  });
-  checkContract(name, operation, box, 0);
-}
-
-TEST(RectStdDev, Upright) {
-  testScaled(QORTEST_NAMED(qoriRectStdDev_32s_C1RSfs), Box::Upright);
-  testUnscaled(QORTEST_NAMED(qoriRectStdDev_32s32f_C1R), Box::Upright);
-  testUnscaled(QORTEST_NAMED(qoriRectStdDev_32f_C1R), Box::Upright);
-}
-
-TEST(RectStdDev, Tilted) {
-  testScaled(QORTEST_NAMED(qoriTiltedRectStdDev_32s_C1RSfs), Box::Tilted);
-  testUnscaled(QORTEST_NAMED(qoriTiltedRectStdDev_32s32f_C1R), Box::Tilted);
-  testUnscaled(QORTEST_NAMED(qoriTiltedRectStdDev_32f_C1R), Box::Tilted);
+    for (const auto operation : {qoriRectStdDev_32f_C1R, qoriTiltedRectStdDev_32f_C1R})
+      EXPECT_EQ(operation(noAccess<Qor32f>(0), 4096, noAccess<Qor64f>(1), 4096, noAccess<Qor32f>(2), 4096, {8, 8}, r),
+                qorStsStepErr)
+          << r.x << ' ' << r.width;
 }
 
 // From a picture through its tables to the deviation of the pixels themselves: the pixels of an upright box are those

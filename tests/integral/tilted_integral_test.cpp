@@ -1,4 +1,6 @@
-#include <limits>
+#include <limits.h>
+#include <math.h>
+
 #include <type_traits>
 #include <vector>
 
@@ -7,11 +9,6 @@
 
 namespace {
 using namespace qortest;
-
-template <class T>
-using OfSum = QorStatus (*)(const Qor8u*, int, T*, int, QoriSize, T);
-template <class T, class Q>
-using OfSquares = QorStatus (*)(const Qor8u*, int, T*, int, Q*, int, QoriSize, T, Q);
 
 constexpr int identity(int s) { return s; }
 constexpr int square(int s) { return s * s; }
@@ -37,106 +34,44 @@ void tilt(Image<T>& t, const Image<Qor8u>& src, T val, int (*count)(int)) {
   }
 }
 
-QoriSize tableSize(QoriSize roi) { return {roi.width + 2, roi.height + 2}; }
-
 template <class T>
-std::vector<T> startValues() {
+std::vector<double> startValues() {
   if constexpr (std::is_integral_v<T>) return {0, 1, -5, INT_MAX, INT_MIN};
-  return {0, T(0.1), T(-3e8), T(1e-40), std::numeric_limits<T>::infinity()};
+  return {0, 0.1, -3e8, 1e-40, INFINITY};
 }
 
 template <class T>
-T startValue(Case& c) {
-  const std::vector<T> values = startValues<T>();
-  const T val = values[static_cast<size_t>(c.random.below(static_cast<int>(values.size())))];
-  appendCase(" val %g", static_cast<double>(val));
-  return val;
+void expectTable(Call& c, int which, T val, int (*count)(int)) {
+  Image<T> want = c.before<T>('i', which);
+  tilt(want, c.before<Qor8u>('s'), val, count);
+  c.expect('i', want, Equal::SignedZeros, which);
 }
 
-// What the caller left in the table: zeros in every second case, otherwise numbers that show in the accumulating
-// column.
-template <class T>
-GuardedImage<T> usedTable(Case& c) {
-  auto table = c.output<T>(tableSize(c.size));
-  const T content = c.variant == 0 ? T{0} : static_cast<T>(1000.1);
-  table.generate([&](int, int y, int) { return static_cast<T>(content * static_cast<T>(y)); });
-  return table;
-}
-
-const Sweep sizes{.heights = {1, 2, 3, 9}, .variants = 2};
-
-template <class T>
-auto minimumOf(auto& contract, auto roi) {
-  return [&contract, roi] { return static_cast<ptrdiff_t>(sizeof(T)) * (ptrdiff_t{contract[roi].width} + 2); };
-}
-
-template <class T>
-void testSum(const char* name, OfSum<T> operation) {
-  sweep(name, sizes, [&](Case& c) {
-    auto src = c.image<Qor8u>();
-    auto dst = usedTable<T>(c);
-    const T val = startValue<T>(c);
-    Image<T> want = dst.pixels();
-    tilt(want, src.pixels(), val, identity);
-    src.protect();
-    EXPECT_EQ(operation(src.data(), src.step(), dst.data(), dst.step(), c.size, val), qorStsNoErr);
-    expectSame(dst, want, Equal::SignedZeros);
-  });
-
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pDst, dstStep, roiSize, val);
-  contract.null(pSrc, pDst);
-  contract.size(roiSize);
-  contract.step(sizeof(Qor8u), srcStep);
-  contract.step(minimumOf<T>(contract, roiSize), dstStep);
-  contract.even(sizeof(T), dstStep);
-  for (const T v : startValues<T>()) contract.any(val, v);
-  contract.run();
-}
-
+// What the caller left in a table shows in the accumulating column.
 template <class T, class Q>
-void testSquares(const char* name, OfSquares<T, Q> operation) {
-  sweep(name, sizes, [&](Case& c) {
-    auto src = c.image<Qor8u>();
-    auto dst = usedTable<T>(c);
-    auto sqr = usedTable<Q>(c);
-    const T val = startValue<T>(c);
-    const Q valSqr = startValue<Q>(c);
-    Image<T> want = dst.pixels();
-    Image<Q> wantSqr = sqr.pixels();
-    tilt(want, src.pixels(), val, identity);
-    tilt(wantSqr, src.pixels(), valSqr, square);
-    src.protect();
-    EXPECT_EQ(operation(src.data(), src.step(), dst.data(), dst.step(), sqr.data(), sqr.step(), c.size, val, valSqr),
-              qorStsNoErr);
-    expectSame(dst, want, Equal::SignedZeros, "sums");
-    expectSame(sqr, wantSqr, Equal::SignedZeros, "sums of squares");
-  });
-
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, pDst, dstStep, pSqr, sqrStep, roiSize, val, valSqr);
-  contract.null(pSrc, pDst, pSqr);
-  contract.size(roiSize);
-  contract.step(sizeof(Qor8u), srcStep);
-  contract.step(minimumOf<T>(contract, roiSize), dstStep);
-  contract.step(minimumOf<Q>(contract, roiSize), sqrStep);
-  contract.even(sizeof(T), dstStep);
-  contract.even(sizeof(Q), sqrStep);
-  for (const T v : startValues<T>()) contract.any(val, v);
-  for (const Q v : startValues<Q>()) contract.any(valSqr, v);
-  contract.run();
+void add(Descriptions& d, const char* name, auto* operation, const char* roles) {
+  d.add(name, operation, roles,
+        {.checks = "null | size | step | even",
+         .values = {{'n', startValues<T>()}, {'e', startValues<Q>()}},
+         .shape =
+             [](const Arguments&, char role, int, Shape& s) {
+               if (role == 'i') s.width += 2, s.height += 2;
+             },
+         .expect =
+             [](Call& c) {
+               expectTable(c, 1, c.at<T>('n'), identity);
+               if (c.has('i', 2)) expectTable(c, 2, c.at<Q>('e'), square);
+             },
+         .sweep = {.heights = {1, 2, 3, 9}, .repeats = 2}});
 }
 
-TEST(TiltedIntegral, Sums) {
-  testSum(QORTEST_NAMED(qoriTiltedIntegral_8u32s_C1R));
-  testSum(QORTEST_NAMED(qoriTiltedIntegral_8u32f_C1R));
-}
-
-TEST(TiltedIntegral, WithSquares) {
-  testSquares(QORTEST_NAMED(qoriTiltedSqrIntegral_8u32s_C1R));
-  testSquares(QORTEST_NAMED(qoriTiltedSqrIntegral_8u32s64f_C1R));
-  testSquares(QORTEST_NAMED(qoriTiltedSqrIntegral_8u32f64f_C1R));
-}
+const Descriptions members([](Descriptions& d) {
+  add<Qor32s, Qor32s>(d, QORTEST_NAMED(qoriTiltedIntegral_8u32s_C1R), "s.i.zn");
+  add<Qor32f, Qor32f>(d, QORTEST_NAMED(qoriTiltedIntegral_8u32f_C1R), "s.i.zn");
+  add<Qor32s, Qor32s>(d, QORTEST_NAMED(qoriTiltedSqrIntegral_8u32s_C1R), "s.i.i.zne");
+  add<Qor32s, Qor64f>(d, QORTEST_NAMED(qoriTiltedSqrIntegral_8u32s64f_C1R), "s.i.i.zne");
+  add<Qor32f, Qor64f>(d, QORTEST_NAMED(qoriTiltedSqrIntegral_8u32f64f_C1R), "s.i.i.zne");
+});
 
 // A picture of ones, by hand: entries count the pixels of the wedge above, but for the two at the left edge.
 TEST(TiltedIntegral, OnPaper) {
@@ -159,7 +94,7 @@ TEST(TiltedIntegral, BoxesInsideTheTableAreExactSums) {
   const QoriSize roi{9, 8};
   GuardedImage<Qor8u> src(roi);
   src.generate(Maker<Qor8u>(Data::Random, baseSeed()));
-  GuardedImage<Qor32s> t(tableSize(roi));
+  GuardedImage<Qor32s> t({roi.width + 2, roi.height + 2});
   EXPECT_EQ(qoriTiltedIntegral_8u32s_C1R(src.data(), src.step(), t.data(), t.step(), roi, -17), qorStsNoErr);
   int boxes = 0;
   for (int row = 0; row < roi.height; ++row) {

@@ -36,11 +36,14 @@ void* zeroMemory(size_t position, int64_t needed) {
   return block;
 }
 
+// For margins.
+constexpr int64_t aroundZeros = 1 << 20;
+
 class NoPixels : public AnyImage {
  public:
   NoPixels(size_t position, const Shape& shape, size_t sampleBytes)
-      : step_(static_cast<int>(shape.width * shape.channels * static_cast<int64_t>(sampleBytes))),
-        data_(zeroMemory(position, step_ * shape.height)) {}
+      : step_(static_cast<int>(std::max(shape.width * shape.channels, shape.leastStep) * int64_t(sampleBytes))),
+        data_(static_cast<char*>(zeroMemory(position, step_ * shape.height + 2 * aroundZeros)) + aroundZeros) {}
   void* data() const override { return data_; }
   int step() const override { return step_; }
   void* row(int y) const override { return static_cast<char*>(data_) + ptrdiff_t{step_} * y; }
@@ -48,6 +51,7 @@ class NoPixels : public AnyImage {
   void putBack(const AnyImage&) override {}
   void protect() override {}
   void expectSame(const AnyImage&, const char*) const override {}
+  void expectKept() const override {}
 
  private:
   int step_;
@@ -184,7 +188,13 @@ Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own, c
   } else if (twin->isInPlace() && !isInPlace()) {
     shareImage();
   }
-  forEach(d, [&](size_t i, char) {
+  if (d.traits.arrange) d.traits.arrange(*this);
+  forEach(d, [&](size_t i, char role) {
+    const Parameter& p = d.operation.parameters[i];
+    if (twin != nullptr && (p.kind == Parameter::Number || p.kind == Parameter::Structure) && !isOneOf(role, ".o"))
+      slots[i] = twin->slots[i];
+    if (role == 'a' && p.kind == Parameter::List)
+      *reinterpret_cast<void**>(block('a', sizeof(void*))) = noAccess<char>();
     if (images_[i] == nullptr) return;
     images_[i]->keep();
     if (!isOutput(i) && static_cast<int>(i) != inPlace_) images_[i]->protect();
@@ -277,6 +287,7 @@ void Call::makeImage(size_t i, Pixels pixels) {
     s.width = inner;
   }
   const char role = description.role(i);
+  c.leastStep = s.leastStep;
   withSample(p.sample, [&]<class T>(T) {
     const QoriSize size = toSize(s);
     const bool isJunk = twin != nullptr || (isOutput(i) && role != 'i');
@@ -359,6 +370,13 @@ void Call::verifyBits() const {
             << "bit " << bit << " of row " << y << " is outside, case: " << currentCase();
       }
     }
+  });
+}
+
+void Call::expectUntouched() const {
+  forEach(description, [&](size_t i, char role) {
+    if (images_[i] != nullptr) images_[i]->expectKept();
+    EXPECT_TRUE(role != 'a' || *slots[i].as<void**>() == noAccess<char>()) << currentCase();
   });
 }
 
@@ -489,7 +507,10 @@ void runMemory(const Description& d) {
     call.run(d.operation.function);
     const bool isShort = core.refused != 0;
     EXPECT_TRUE(call.status >= qorStsNoErr || (isShort && call.status == qorStsMemAllocErr)) << call.status;
-    if (call.status != qorStsMemAllocErr && d.traits.release) d.traits.release(call);
+    if (call.status == qorStsMemAllocErr)
+      call.expectUntouched();
+    else if (d.traits.release)
+      d.traits.release(call);
     EXPECT_EQ(core.allocations, core.frees) << "blocks that are not given back, " << currentCase();
     if (!isShort) return;
   }

@@ -19,8 +19,9 @@
 // that may also be the destination, l list of the addresses of rows; a step (.) and a bit offset (o, 1u) behind them.
 // z region or length, c channel of interest, b border, v border value (one or a pointer to one a channel), p seed point
 // in the region, w scratch, r result, R result that may be null, q record to be made (not compared, as it may hold
-// addresses). Results and records have as many elements as their shape says, 1 if nothing. Every other letter is the
-// family's: a number among `values`, or what `draw` sets. Channels are those of the name: C3, C3C1, C1M.
+// addresses), a address of the pointer to one that is allocated (untouched when memory is short). Results and records
+// have as many elements as their shape says, 1 if nothing. Every other letter is the family's: a number among `values`,
+// or what `draw` sets. Channels are those of the name: C3, C3C1, C1M.
 //
 // Checks, in their order: "null | size | step | even | step m | coi" unless said otherwise. Each may name roles, s2
 // being the second s (default: all that the check may concern, masks have their own step), and a status:
@@ -53,7 +54,8 @@ struct Description;
 struct Shape {
   int64_t width, height;
   int channels;
-  Margin margin = {};  // pixels around it that may be read
+  Margin margin = {};     // pixels around it that may be read
+  int64_t leastStep = 0;  // in samples, where it is not that of a row
 };
 
 // From how many pixels on a call is shared: alone on a machine of one core, sooner perhaps where there are several. 0
@@ -82,6 +84,8 @@ struct Traits {
   std::function<void(const Arguments&, char role, int which, Shape&)> shape = {};
   // Behind the images: data of one's own.
   std::function<void(Call&)> fill = {};
+  // Behind that: pointers that are not those of an image's first pixel.
+  std::function<void(Call&)> arrange = {};
   // Bytes of scratch; mostly reported(query) below.
   std::function<int(const Arguments&)> scratch = {};
   // Compares what came with what should.
@@ -142,6 +146,7 @@ class Arguments {
 
   const Description& description;
   std::vector<Slot> slots;
+  std::shared_ptr<void> data = {};  // the family's, from draw on
 
  protected:
   size_t existing(char role, int which) const;
@@ -158,6 +163,7 @@ class AnyImage {
   virtual void putBack(const AnyImage& other) = 0;  // what that one kept
   virtual void protect() = 0;
   virtual void expectSame(const AnyImage& other, const char* what) const = 0;
+  virtual void expectKept() const = 0;
 };
 
 template <class T>
@@ -172,6 +178,10 @@ class TypedImage : public AnyImage {
   void protect() override { image.protect(); }
   void expectSame(const AnyImage& other, const char* what) const override {
     qortest::expectSame(image, static_cast<const TypedImage&>(other).image.pixels(), Equal::SignedZeros, what);
+  }
+
+  void expectKept() const override {
+    qortest::expectSame(image.pixels(true), before, Equal::Bits, "what a failed call should have left alone");
   }
 
   GuardedImage<T> image;
@@ -249,6 +259,7 @@ class Call : public Arguments {
     EXPECT_TRUE(same(*got, wanted, equal)) << description.operation.name << ", result " << which << ": " << +*got
                                            << " instead of " << +wanted << "\n  case: " << currentCase();
   }
+  void expectUntouched() const;
   // The other run's results are these, bit by bit but for the bits of a NaN.
   void expectSameResults(const Call& other, const char* what) const;
 

@@ -98,6 +98,7 @@ DescribedContract::DescribedContract(const Description& d)
     if (p.kind == Parameter::Pointer && isIn(role, "smidwrq")) reachable_[i].as<void*>() = zeros();
   }
   succeedsWith(d.traits.onZeros);
+  now.data = valid_.data;
   reset(base_);
   std::istringstream checks(d.traits.checks);
   for (std::string check; std::getline(checks, check, '|');) parse(check);
@@ -216,7 +217,8 @@ void DescribedContract::parse(const std::string& text) {
         const Shape s = now.shape(i);
         if (description_.isBits(i)) return (s.width + 7) >> 3;
         if (w.pixelBytes != 0) return s.width * w.pixelBytes;
-        return s.width * s.channels * static_cast<ptrdiff_t>(description_.operation.parameters[i].bytes);
+        const int64_t samples = s.leastStep != 0 ? s.leastStep : s.width * s.channels;
+        return samples * static_cast<ptrdiff_t>(description_.operation.parameters[i].bytes);
       });
     }
   } else if (verbIs("even")) {

@@ -1,16 +1,17 @@
 #include "support/sweep.h"
 
-#include <string.h>
+#include <algorithm>
 
 namespace qortest {
 
 // A gap of one sample alone shifts the alignment from row to row; a guarded end fixes the image's place to the byte, so
 // the distance from the guard rotates on the other side, half of the time none.
-Layout Case::layout(int channels, const Margin& margin) {
+Layout Case::layout(QoriSize itsSize, int channels, const Margin& margin) {
   constexpr int gaps[] = {0, 1, 3, 8, 37};
   Layout l;
   l.channels = channels;
-  l.gap = gaps[random.below(5)];
+  const int64_t row = int64_t{margin.left + itsSize.width + margin.right} * channels;
+  l.gap = gaps[random.below(5)] + static_cast<int>(std::max<int64_t>(leastStep - row, 0));
   l.guard = guard;
   l.offset = guard == Guard::Before && random.oneIn(2) ? random.between(1, 31) : 0;
   l.margin = margin;
@@ -20,7 +21,7 @@ Layout Case::layout(int channels, const Margin& margin) {
 GuardedImage<Qor8u> Case::mask(QoriSize itsSize, std::source_location where) {
   const int kind = random.below(5);
   appendCase(" mask %s", maskNames[kind]);
-  GuardedImage<Qor8u> made(itsSize, layout(1, {}), where);
+  GuardedImage<Qor8u> made(itsSize, layout(itsSize, 1, {}), where);
   made.generate(MaskMaker(static_cast<Mask>(kind), random.bits()));
   if (bytes != nullptr && !random.oneIn(4)) repeatBytes(made);
   return made;

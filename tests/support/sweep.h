@@ -36,6 +36,7 @@ class Case {
   int variant = 0;
   int threads = 1;
   Random random;                                // for whatever else the case needs
+  int64_t leastStep = 0;                        // of the images to come, in samples
   const std::vector<uint8_t>* bytes = nullptr;  // the fuzzer's: repeated in most images
 
   // An image of rotating data.
@@ -50,7 +51,7 @@ class Case {
                         std::source_location where = std::source_location::current()) {
     const int kind = random.oneIn(3) ? 0 : random.below(dataKinds<T>(finite_));
     appendCase(" %s", dataNames[kind]);
-    GuardedImage<T> made(itsSize, layout(channels, margin), where);
+    GuardedImage<T> made(itsSize, layout(itsSize, channels, margin), where);
     made.generate(Maker<T>(static_cast<Data>(kind), random.bits()));
     if (bytes != nullptr && !finite_ && !random.oneIn(4)) repeatBytes(made);
     return made;
@@ -65,7 +66,7 @@ class Case {
   template <class T>
   GuardedImage<T> output(QoriSize itsSize, int channels = 1, const Margin& margin = {},
                          std::source_location where = std::source_location::current()) {
-    return GuardedImage<T>(itsSize, layout(channels, margin), where);
+    return GuardedImage<T>(itsSize, layout(itsSize, channels, margin), where);
   }
 
   GuardedImage<Qor8u> mask(std::source_location where = std::source_location::current()) { return mask(size, where); }
@@ -75,7 +76,7 @@ class Case {
   GuardedBytes scratch(ptrdiff_t bytes, std::source_location where = std::source_location::current());
 
  private:
-  Layout layout(int channels, const Margin& margin);
+  Layout layout(QoriSize itsSize, int channels, const Margin& margin);
   template <class T>
   void repeatBytes(GuardedImage<T>& image) const {
     size_t next = 0;
