@@ -8,178 +8,118 @@
 namespace {
 using namespace qortest;
 
-struct Around {
-  int top, left, bottom, right;
-};
+QoriSize outerSize(const Arguments& a) { return a.at<QoriSize>('z', 2); }
 
-Around aroundOf(Case& c) {
-  const auto some = [&] { return c.random.oneIn(3) ? 0 : c.random.between(1, 9); };
-  return {some(), some(), some(), some()};
-}
+// The source stands inside the destination already, in some cases.
+bool isInside(const Arguments& a) { return a.data != nullptr; }
 
-QoriSize enlarged(QoriSize s, const Around& a) { return {s.width + a.left + a.right, s.height + a.top + a.bottom}; }
-
-template <class T>
-Image<T> replicated(const Image<T>& src, const Around& a) {
-  Image<T> dst(enlarged(src.size, a), src.channels);
-  for (int y = 0; y < dst.size.height; ++y)
-    for (int x = 0; x < dst.size.width; ++x)
-      for (int c = 0; c < src.channels; ++c)
-        dst.at(x, y, c) =
-            src.at(std::clamp(x - a.left, 0, src.size.width - 1), std::clamp(y - a.top, 0, src.size.height - 1), c);
-  return dst;
-}
-
-// Puts an image into the inside of a larger one, whose border stays junk.
-template <class T>
-void putInside(const GuardedImage<T>& outer, const Image<T>& inner, const Around& a) {
-  for (int y = 0; y < inner.size.height; ++y)
-    for (int x = 0; x < inner.size.width; ++x)
-      for (int c = 0; c < inner.channels; ++c) outer.at(x + a.left, y + a.top, c) = inner.at(x, y, c);
+void drawBorder(Call& call, bool mayBeInside) {
+  Random& random = call.c.random;
+  const auto some = [&] { return random.oneIn(3) ? 0 : random.between(1, 9); };
+  const int top = some(), left = some();
+  call.set('t', top), call.set('e', left);
+  call.at<QoriSize>('z', 2) = {call.size().width + left + some(), call.size().height + top + some()};
+  if (mayBeInside && !call.c.usual && random.oneIn(2)) call.data = std::make_shared<int>();
 }
 
 template <class T>
-using Replicate = QorStatus (*)(const T*, int, QoriSize, T*, int, QoriSize, int, int);
-template <class T>
-using ReplicateInPlace = QorStatus (*)(T*, int, QoriSize, QoriSize, int, int);
-template <class T>
-using Constant = QorStatus (*)(const T*, int, QoriSize, T*, int, QoriSize, int, int, T);
+void fillInside(Call& c, char outer) {
+  if (outer == 'd' && !isInside(c)) return;
+  auto& image = c.image<T>(outer);
+  Maker<T> maker(Data::Random, c.c.random.bits());
+  for (int y = 0; y < c.size().height; ++y)
+    for (int x = 0; x < c.size().width; ++x)
+      for (int k = 0; k < image.channels(); ++k)
+        image.at(x + c.number('e'), y + c.number('t'), k) = outer == 'd' ? c.image<T>('s').at(x, y, k) : maker(x, y, k);
+}
 
-// The checks behind the pointers and steps: sizes, borders, and what does not fit.
-template <class C, class Src, class Dst, class Top, class Left>
-void checkSizes(C& contract, Src srcSize, Dst dstSize, Top top, Left left) {
-  contract.set(dstSize, {60, 50});
-  contract.set(top, 3);
-  contract.set(left, 5);
-  contract.check(
+template <class T>
+void expectBorder(Call& c, char outer, bool isConstant) {
+  const bool hasSource = c.has('s');
+  const Image<T>& from = c.before<T>(hasSource ? 's' : outer);
+  const int top = c.number('t'), left = c.number('e');
+  Image<T> want(outerSize(c), from.channels);
+  for (int y = 0; y < want.size.height; ++y) {
+    for (int x = 0; x < want.size.width; ++x) {
+      const int u = std::clamp(x - left, 0, c.size().width - 1), v = std::clamp(y - top, 0, c.size().height - 1);
+      const bool isOutside = isConstant && (u != x - left || v != y - top);
+      for (int k = 0; k < from.channels; ++k)
+        want.at(x, y, k) = isOutside ? c.at<T>('v') : hasSource ? from.at(u, v, k) : from.at(u + left, v + top, k);
+    }
+  }
+  c.expect(outer, want, Equal::Bits);
+}
+
+void checkSizes(DescribedContract& c, int) {
+  QoriSize &s = c.now.at<QoriSize>('z'), &d = c.now.at<QoriSize>('z', 2);
+  int &top = c.now.at<int>('t'), &left = c.now.at<int>('e');
+  c.check(
       "sizes", qorStsSizeErr,
-      [&contract, srcSize, dstSize, top, left] {
-        const QoriSize s = contract[srcSize], d = contract[dstSize];
-        const int64_t t = contract[top], l = contract[left];
-        return s.width < 1 || s.height < 1 || d.width < 1 || d.height < 1 || t < 0 || l < 0 || d.width < s.width + l ||
-               d.height < s.height + t;
+      [&] {
+        return s.width < 1 || s.height < 1 || d.width < 1 || d.height < 1 || top < 0 || left < 0 ||
+               d.width < int64_t{s.width} + left || d.height < int64_t{s.height} + top;
       },
-      [&contract, srcSize] { contract[srcSize].width = 0; }, [&contract, srcSize] { contract[srcSize].height = -1; },
-      [&contract, dstSize] { contract[dstSize].width = INT_MIN; },
-      [&contract, dstSize] { contract[dstSize].height = 0; }, [&contract, top] { contract[top] = -1; },
-      [&contract, left] { contract[left] = INT_MIN; }, [&contract, left] { contract[left] = INT_MAX; },
-      [&contract, top] { contract[top] = INT_MAX; },
-      [&contract, srcSize, dstSize, left] { contract[left] = contract[dstSize].width - contract[srcSize].width + 1; },
-      [&contract, srcSize, dstSize, top] { contract[top] = contract[dstSize].height - contract[srcSize].height + 1; });
+      [&] { s.width = 0; }, [&] { s.height = -1; }, [&] { d.width = INT_MIN; }, [&] { d.height = 0; },
+      [&] { top = -1; }, [&] { left = INT_MIN; }, [&] { left = INT_MAX; }, [&] { top = INT_MAX; },
+      [&] { left = d.width - s.width + 1; }, [&] { top = d.height - s.height + 1; });
 }
 
 template <class T>
-void testReplicate(const char* name, Replicate<T> operation, int channels) {
-  sweep(name, {.variants = 3}, [&](Case& c) {
-    const Around a = aroundOf(c);
-    auto src = c.image<T>(channels);
-    auto dst = c.output<T>(enlarged(c.size, a), channels);
-    const Image<T> inner = src.pixels(), want = replicated(inner, a);
-    if (c.variant != 0) {
-      // The same pointer twice: the image stands inside already.
-      putInside(dst, inner, a);
-      T* const p = &dst.at(a.left, a.top);
-      EXPECT_EQ(operation(p, dst.step(), c.size, p, -1, dst.size(), a.top, a.left), qorStsNoErr);
-    } else {
-      src.protect();
-      EXPECT_EQ(operation(src.data(), src.step(), c.size, dst.data(), dst.step(), dst.size(), a.top, a.left),
-                qorStsNoErr);
-    }
-    expectSame(dst, want, Equal::Bits);
-  });
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, srcSize, pDst, dstStep, dstSize, top, left);
-  contract.null(pSrc, pDst);
-  contract.atLeast(srcStep, qorStsStepErr, 1);
-  contract.atLeast(dstStep, qorStsStepErr, 1);
-  contract.set(srcSize, {17, 5});
-  checkSizes(contract, srcSize, dstSize, top, left);
-  contract.errorsOnly();
-  contract.run();
-  EXPECT_EQ(operation(nullptr, 0, {0, 0}, nullptr, 0, {0, 0}, -1, -1), qorStsNullPtrErr);
+void add(Descriptions& d, const char* name, auto* operation, const char* roles) {
+  const bool isConstant = strchr(roles, 'v') != nullptr, isInPlace = strchr(roles, 'i') != nullptr;
+  const char outer = isInPlace ? 'i' : 'd';
+  d.add(name, operation, roles,
+        {.checks = "null | least . StepErr 1 | own",
+         .draw = [=](Call& c) { drawBorder(c, !isInPlace); },
+         .shape =
+             [=](const Arguments& a, char role, int, Shape& s) {
+               if (role == outer) s.width = outerSize(a).width, s.height = outerSize(a).height;
+             },
+         .fill = [=](Call& c) { fillInside<T>(c, outer); },
+         .arrange =
+             [=](Call& c) {
+               const uintptr_t inner = reinterpret_cast<uintptr_t>(&c.image<T>(outer).at(c.number('e'), c.number('t')));
+               if (isInPlace) c.at<uintptr_t>('i') = inner;
+               if (!isInside(c)) return;
+               // Replicated borders know it by the same pointer twice, and look at no other step then.
+               c.at<uintptr_t>('s') = inner;
+               c.at<int>('.') = c.at<int>('.', 2);
+               if (!isConstant) c.at<uintptr_t>('d') = inner, c.at<int>('.', 2) = -1;
+             },
+         .expect = [=](Call& c) { expectBorder<T>(c, outer, isConstant); },
+         .own = checkSizes,
+         .sweep = {.repeats = 2}});
 }
 
-TEST(Border, Replicate) {
-  testReplicate<Qor8u>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_8u_C1R), 1);
-  testReplicate<Qor8u>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_8u_C3R), 3);
-  testReplicate<Qor8u>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_8u_C4R), 4);
-  testReplicate<Qor16s>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_16s_C1R), 1);
-  testReplicate<Qor16u>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_16u_C1R), 1);
-  testReplicate<Qor32s>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_32s_C1R), 1);
-  testReplicate<Qor32s>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_32s_C3R), 3);
-  testReplicate<Qor32s>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_32s_C4R), 4);
-  testReplicate<Qor32f>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_32f_C1R), 1);
-  testReplicate<Qor32f>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_32f_C3R), 3);
-  testReplicate<Qor32f>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_32f_C4R), 4);
-}
+const Descriptions members([](Descriptions& d) {
+#define NAMED(name) QORTEST_NAMED(qor::name)
+#define REPLICATE(name, T) add<T>(d, NAMED(qoriCopyReplicateBorder_##name), "s.zd.zte");
+  REPLICATE(8u_C1R, Qor8u)
+  REPLICATE(8u_C3R, Qor8u)
+  REPLICATE(8u_C4R, Qor8u)
+  REPLICATE(16s_C1R, Qor16s)
+  REPLICATE(16u_C1R, Qor16u)
+  REPLICATE(32s_C1R, Qor32s)
+  REPLICATE(32s_C3R, Qor32s)
+  REPLICATE(32s_C4R, Qor32s)
+  REPLICATE(32f_C1R, Qor32f)
+  REPLICATE(32f_C3R, Qor32f)
+  REPLICATE(32f_C4R, Qor32f)
+#define IN_PLACE(name, T) add<T>(d, NAMED(qoriCopyReplicateBorder_##name), "i.zzte");
+  IN_PLACE(8u_C1IR, Qor8u)
+  IN_PLACE(16s_C1IR, Qor16s)
+  IN_PLACE(32s_C1IR, Qor32s)
+#define CONSTANT(name, T) add<T>(d, NAMED(qoriCopyConstBorder_##name), "s.zd.ztev");
+  CONSTANT(8u_C1R, Qor8u)
+  CONSTANT(16s_C1R, Qor16s)
+  CONSTANT(16u_C1R, Qor16u)
+  CONSTANT(32s_C1R, Qor32s)
+  CONSTANT(32f_C1R, Qor32f)
+});
 
-template <class T>
-void testReplicateInPlace(const char* name, ReplicateInPlace<T> operation) {
-  sweep(name, {}, [&](Case& c) {
-    const Around a = aroundOf(c);
-    const Image<T> inner = c.image<T>().pixels();
-    auto dst = c.output<T>(enlarged(c.size, a));
-    putInside(dst, inner, a);
-    EXPECT_EQ(operation(&dst.at(a.left, a.top), dst.step(), c.size, dst.size(), a.top, a.left), qorStsNoErr);
-    expectSame(dst, replicated(inner, a), Equal::Bits);
-  });
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, step, srcSize, dstSize, top, left);
-  contract.null(pSrc);
-  contract.atLeast(step, qorStsStepErr, 1);
-  contract.set(srcSize, {17, 5});
-  checkSizes(contract, srcSize, dstSize, top, left);
-  contract.errorsOnly();
-  contract.run();
-}
-
-TEST(Border, ReplicateInPlace) {
-  testReplicateInPlace<Qor8u>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_8u_C1IR));
-  testReplicateInPlace<Qor16s>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_16s_C1IR));
-  testReplicateInPlace<Qor32s>(QORTEST_NAMED(qor::qoriCopyReplicateBorder_32s_C1IR));
-}
-
-template <class T>
-void testConstant(const char* name, Constant<T> operation) {
-  sweep(name, {.variants = 2}, [&](Case& c) {
-    const Around a = aroundOf(c);
-    auto src = c.image<T>();
-    auto dst = c.output<T>(enlarged(c.size, a));
-    const Image<T> inner = src.pixels();
-    const T value = Maker<T>(Data::Random, c.random.bits())(0, 0, 0);
-    Image<T> want(dst.size());
-    std::fill(want.samples.begin(), want.samples.end(), value);
-    for (int y = 0; y < c.size.height; ++y)
-      for (int x = 0; x < c.size.width; ++x) want.at(x + a.left, y + a.top) = inner.at(x, y);
-    const T* pSrc = src.data();
-    int srcStep = src.step();
-    if (c.variant == 1) {
-      putInside(dst, inner, a);
-      pSrc = &dst.at(a.left, a.top);
-      srcStep = dst.step();
-    }
-    src.protect();
-    EXPECT_EQ(operation(pSrc, srcStep, c.size, dst.data(), dst.step(), dst.size(), a.top, a.left, value), qorStsNoErr);
-    expectSame(dst, want, Equal::Bits);
-  });
-  Contract contract(name, operation);
-  QORTEST_ARGUMENTS(contract, pSrc, srcStep, srcSize, pDst, dstStep, dstSize, top, left, value);
-  contract.null(pSrc, pDst);
-  contract.atLeast(srcStep, qorStsStepErr, 1);
-  contract.atLeast(dstStep, qorStsStepErr, 1);
-  contract.set(srcSize, {17, 5});
-  contract.any(value, 3);
-  checkSizes(contract, srcSize, dstSize, top, left);
-  contract.errorsOnly();
-  contract.run();
-}
-
-TEST(Border, Constant) {
-  testConstant<Qor8u>(QORTEST_NAMED(qor::qoriCopyConstBorder_8u_C1R));
-  testConstant<Qor16s>(QORTEST_NAMED(qor::qoriCopyConstBorder_16s_C1R));
-  testConstant<Qor16u>(QORTEST_NAMED(qor::qoriCopyConstBorder_16u_C1R));
-  testConstant<Qor32s>(QORTEST_NAMED(qor::qoriCopyConstBorder_32s_C1R));
-  testConstant<Qor32f>(QORTEST_NAMED(qor::qoriCopyConstBorder_32f_C1R));
+// Two null pointers are the same, but no image.
+TEST(Border, NullTwice) {
+  EXPECT_EQ(qor::qoriCopyReplicateBorder_8u_C1R(nullptr, 0, {0, 0}, nullptr, 0, {0, 0}, -1, -1), qorStsNullPtrErr);
 }
 
 }  // namespace

@@ -188,7 +188,7 @@ Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own, c
   } else if (twin->isInPlace() && !isInPlace()) {
     shareImage();
   }
-  if (d.traits.arrange) d.traits.arrange(*this);
+  if (d.traits.arrange && pixels == Pixels::Drawn) d.traits.arrange(*this);
   forEach(d, [&](size_t i, char role) {
     const Parameter& p = d.operation.parameters[i];
     if (twin != nullptr && (p.kind == Parameter::Number || p.kind == Parameter::Structure) && !isOneOf(role, ".o"))
@@ -247,7 +247,8 @@ void Call::drawNumbers() {
           slots[i].as<T>() = values[0];
       });
     } else if (const auto* values = d.valuesOf(role); values != nullptr) {
-      const double value = (*values)[static_cast<size_t>(c.random.below(static_cast<int>(values->size())))];
+      const int drawn = c.random.below(static_cast<int>(values->size()));
+      const double value = (*values)[c.usual ? 0 : static_cast<size_t>(drawn)];
       set(role, value, d.which(i));
       appendCase(" %c %.9g", role, value);
     }
@@ -471,6 +472,7 @@ void runTeam(const Description& d) {
     StandIn core;
     core.cores = cores;
     Case c(size);
+    c.usual = true;
     Call call(d, c, Call::Pixels::None);
     core.regions = 0;
     call.run(d.operation.function);

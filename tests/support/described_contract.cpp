@@ -42,6 +42,12 @@ ContractEngine::Argument::Kind kindOf(const Parameter& p) {
   return p.sample == Sample::F32 ? Argument::Float : p.sample == Sample::F64 ? Argument::Double : Argument::Structure;
 }
 
+Case usualCase() {
+  Case c({17, 5});
+  c.usual = true;
+  return c;
+}
+
 bool isPointer(const Parameter& p) { return p.kind == Parameter::Pointer || p.kind == Parameter::List; }
 bool isIn(char c, const std::string& letters) { return letters.find(c) != std::string::npos; }
 
@@ -78,7 +84,7 @@ DescribedContract::DescribedContract(const Description& d)
                      {[this] { return call(); }, [this] { reset(base_); }, [this] { reset(reachable_); }}),
       now(d),
       description_(d),
-      case_({17, 5}),
+      case_(usualCase()),
       valid_(d, case_),
       base_(valid_.slots),
       reachable_(valid_.slots),

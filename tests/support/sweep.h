@@ -36,6 +36,7 @@ class Case {
   int variant = 0;
   int threads = 1;
   Random random;                                // for whatever else the case needs
+  bool usual = false;                           // the first of every list of values, and nothing out of the ordinary
   int64_t leastStep = 0;                        // of the images to come, in samples
   const std::vector<uint8_t>* bytes = nullptr;  // the fuzzer's: repeated in most images
 
