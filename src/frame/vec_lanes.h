@@ -193,6 +193,45 @@ QOR_VEC_FN V32s joinLow(Split<Qor64s> s) {
   return as<Qor32s>(V32f{_mm_shuffle_ps(a.v, b.v, 0x88)});
 #endif
 }
+// Four vectors into one, saturated, in the order of addresses.
+QOR_VEC_FN Short<Qor8u> narrowToU(Short<Qor32s> a, Short<Qor32s> b, Short<Qor32s> c, Short<Qor32s> d) {
+  return packToU(packToS(a, b), packToS(c, d));
+}
+QOR_VEC_FN Short<Qor8s> narrowToS(Short<Qor32s> a, Short<Qor32s> b, Short<Qor32s> c, Short<Qor32s> d) {
+  return packToS(packToS(a, b), packToS(c, d));
+}
+#ifdef __AVX2__
+// The packs leave the first halves of the four in the first 16 bytes.
+QOR_VEC_FN __m256i halvesTogether(__m256i a) {
+  return _mm256_permutevar8x32_epi32(a, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+}
+QOR_VEC_FN VecOf<Qor8u, 32> narrowToU(VecOf<Qor32s, 32> a, VecOf<Qor32s, 32> b, VecOf<Qor32s, 32> c,
+                                      VecOf<Qor32s, 32> d) {
+  return {halvesTogether(packToU(packToS(a, b), packToS(c, d)).v)};
+}
+QOR_VEC_FN VecOf<Qor8s, 32> narrowToS(VecOf<Qor32s, 32> a, VecOf<Qor32s, 32> b, VecOf<Qor32s, 32> c,
+                                      VecOf<Qor32s, 32> d) {
+  return {halvesTogether(packToS(packToS(a, b), packToS(c, d)).v)};
+}
+#endif
+// As many narrower samples into memory, saturated: the way back from loadAs. The lanes are signed.
+template <class D, class T, int size>
+QOR_VEC_FN void storeAs(D* p, VecOf<T, size> a) {
+  static_assert(sizeof(T) == 2 * sizeof(D) && std::is_signed_v<T>);
+  Short<T> first, last;
+  if constexpr (size == 16) {
+    first = last = a;
+  } else {
+    first = firstShort(a), last = lastShort(a);
+  }
+  Short<D> packed;
+  if constexpr (std::is_signed_v<D>) {
+    packed = packToS(first, last);
+  } else {
+    packed = packToU(first, last);
+  }
+  __builtin_memcpy(p, &packed, size / 2);
+}
 // Bytes of a table by their numbers, each 16 bytes from the table's 16 bytes there; a number with the top bit gives
 // zero.
 QOR_VEC_2(Qor8u, lookUp, Qor8u, shuffle_epi8)
