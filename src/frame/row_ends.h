@@ -9,7 +9,7 @@ namespace qor::inline QOR_LEVEL {
 
 template <int channels, class T>
 inline T* copyPixels(T* to, const T* from, ptrdiff_t pixels) {
-  for (ptrdiff_t i = 0; i < pixels * channels; ++i) to[i] = from[i];
+  __builtin_memcpy(to, from, static_cast<size_t>(pixels * channels) * sizeof(T));
   return to + pixels * channels;
 }
 
@@ -37,16 +37,36 @@ template <int channels, class T>
 template <int channels, class T>
 [[gnu::noinline]] ptrdiff_t copyEnds(T* staged, const T* row, const Axis& columns, int kernelSize, int anchor,
                                      const T* value) {
-  const ptrdiff_t width = columns.n, reach = kernelSize - 1;
-  T* end = copyOutside<channels>(staged, row, columns, -ptrdiff_t{anchor}, 0, value);
-  ptrdiff_t right = ptrdiff_t{anchor} * channels;
-  end = copyPixels<channels>(end, row, width < reach ? width : reach);
-  if (width >= kernelSize) {
-    right = end - staged;
-    end = copyPixels<channels>(end, row + (width - reach) * channels, reach);
+  const ptrdiff_t width = columns.n, reach = kernelSize - 1, left = anchor, right = reach - left;
+  const auto isPlain = [](Edge edge) { return edge == Edge::value || edge == Edge::nearest || edge == Edge::memory; };
+  if (width < kernelSize || !isPlain(columns.low) || !isPlain(columns.high)) {
+    T* end = copyOutside<channels>(staged, row, columns, -left, 0, value);
+    const T* spans = end;
+    end = copyPixels<channels>(end, row, width < reach ? width : reach);
+    if (width >= kernelSize) {
+      spans = end;
+      end = copyPixels<channels>(end, row + (width - reach) * channels, reach);
+    }
+    copyOutside<channels>(end, row, columns, width, width + right, value);
+    return spans - staged;
   }
-  copyOutside<channels>(end, row, columns, width, width + reach - anchor, value);
-  return right;
+  // Pixels one behind the other, or one again and again: one by one, since most rows have few.
+  T* to = staged;
+  const auto append = [&to](const T* from, ptrdiff_t pixels, ptrdiff_t step) {
+    for (; pixels > 0; --pixels, from += step) to = copyPixels<channels>(to, from, 1);
+  };
+  const auto appendOutside = [&](Edge edge, const T* nearest, const T* memory, ptrdiff_t pixels) {
+    append(edge == Edge::memory  ? memory
+           : edge == Edge::value ? value
+                                 : nearest,
+           pixels, edge == Edge::memory ? channels : 0);
+  };
+  const T* const last = row + (width - 1) * channels;
+  appendOutside(columns.low, row, row - left * channels, left);
+  append(row, reach, channels);
+  append(last - (reach - 1) * channels, reach, channels);
+  appendOutside(columns.high, last, last + channels, right);
+  return (left + reach) * channels;
 }
 
 // ---- a short reach, on the stack
