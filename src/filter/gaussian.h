@@ -1,7 +1,7 @@
 // The record of a Gaussian filter and the taps in it.
 #pragma once
 
-#include "frame/base.h"
+#include "frame/outside.h"
 #include "qorcv/filter.h"
 
 // What the public header leaves incomplete. The taps stand behind it, from gaussianTapBytes on.
@@ -21,8 +21,8 @@ constexpr ptrdiff_t gaussianTapBytes = (gaussianTapOffset + 15) / 16 * 16;
 // A float tap stands in the record once for every lane of a vector.
 constexpr ptrdiff_t gaussianLanes = 4;
 
-constexpr QoriBorderType allInMemFlags =
-    qorBorderInMemTop | qorBorderInMemBottom | qorBorderInMemLeft | qorBorderInMemRight;
+// Of the filters with a record. Left and right the rule alone decides.
+inline constexpr Borders gaussianBorders{ruleBits(qorBorderConst, qorBorderRepl, qorBorderInMem), qorStsBorderErr};
 
 constexpr QorStatus gaussianLengthCheck(int kernelSize) {
   return kernelSize < 3 || kernelSize % 2 == 0 ? qorStsBadArgErr : qorStsNoErr;
@@ -33,11 +33,6 @@ constexpr QorStatus gaussianTypeCheck(QorDataType type) {
 constexpr QorStatus gaussianChannelsCheck(int channels) {
   return channels == 1 || channels == 3 ? qorStsNoErr : qorStsNumChannelsErr;
 }
-constexpr QorStatus gaussianBorderCheck(QoriBorderType border) {
-  const QoriBorderType rule = border & ~allInMemFlags;
-  return rule == qorBorderConst || rule == qorBorderRepl || rule == qorBorderInMem ? qorStsNoErr : qorStsBorderErr;
-}
-
 // The taps of an odd number kernelSize, their sum 1 up to rounding.
 void gaussianTaps(Qor32f sigma, int kernelSize, Qor32f* taps);
 

@@ -62,7 +62,7 @@ QorStatus initialise(QoriSize roiSize, int kernelSize, Qor32f sigma, QoriBorderT
   const QorStatus status =
       firstFailure(nullCheck(pSpec), nullCheck(pBuffer), sizeCheck(roiSize), gaussianLengthCheck(kernelSize),
                    gaussianTypeCheck(dataType), gaussianChannelsCheck(numChannels),
-                   sigma > 0.0F ? qorStsNoErr : qorStsBadArgErr, gaussianBorderCheck(borderType));
+                   sigma > 0.0F ? qorStsNoErr : qorStsBadArgErr, gaussianBorders.check(borderType));
   if (status != qorStsNoErr) return status;
   // The record may start at any byte.
   const int shift = dataType == qor32f ? 0 : dataType == qor8u ? 12 : 15;

@@ -1,7 +1,6 @@
-// What the row and the column pipelines share: the scratch, the threads, the arithmetic that divisor and taps decide.
+// What the row and the column pipelines share: reported scratch, teams, checks.
 #pragma once
 
-#include "frame/base.h"
 #include "frame/checks.h"
 #include "frame/threads.h"
 
@@ -25,7 +24,7 @@ struct ScratchSize {
 template <class Size>
 QorStatus reportScratch(QoriSize roiSize, int kernelSize, int* pBufferSize, const Size& sizeFor) {
   const QorStatus status = firstFailure(nullCheck(pBufferSize), sizeCheck(roiSize), lengthCheck(kernelSize));
-  if (status == qorStsNoErr) *pBufferSize = sizeFor(roiSize, kernelSize).total(roiSize.height, kernelSize);
+  if (status == qorStsNoErr) *pBufferSize = sizeFor(roiSize, kernelSize);
   return status;
 }
 
@@ -38,33 +37,10 @@ QorStatus rowsCheck(const T* const* rows, int64_t count) {
   return qorStsNoErr;
 }
 
-// Pixels from which a call is shared among the team.
-inline bool pipelineGoesParallel(QoriSize roiSize) {
-  return area(roiSize.width, roiSize.height) >= static_cast<Qor32s>(static_cast<Qor32u>(owncvGetMaxNumThreads()) << 15);
-}
-
-inline void* aligned16(Qor8u* scratch) { return scratch + (-reinterpret_cast<uintptr_t>(scratch) & 15); }
-
-// 32-bit sums of 16s samples hold as long as the absolute taps, added as floats, stay below this.
-constexpr Qor32f exactTapLimit = 65535.0F;
-
-inline Qor32f absoluteSum(const Qor16s* taps, int count) {
-  Qor32f sum = 0;
-  for (int i = 0; i < count; ++i) sum += static_cast<Qor32f>(taps[i] < 0 ? -taps[i] : int{taps[i]});
-  return sum;
-}
+// When members are shared among the library's team.
+inline constexpr TeamRule neverShared = {.leastThreads = topOf<int>};
+inline constexpr TeamRule sharedPixels = {.pixelsOfThread = 1 << 15};
 
 inline Qor32f inverseOf(int divisor) { return 1.0F / static_cast<Qor32f>(divisor); }
-
-// Factor of the members of low precision, in 16 bits: 16384 / divisor, truncated.
-inline Qor32s lowScale(int divisor) {
-  return static_cast<Qor16s>(static_cast<Qor32s>(16384.0F / static_cast<Qor32f>(divisor)));
-}
-
-// Floats of the taps, each times factor.
-template <class Tap>
-inline void floatTaps(Qor32f* to, const Tap* taps, int count, Qor32f factor) {
-  for (int i = 0; i < count; ++i) to[i] = static_cast<Qor32f>(taps[i]) * factor;
-}
 
 }  // namespace qor

@@ -1,317 +1,297 @@
 // Rows of an image filtered along themselves, with a border, into rows that the caller points at.
-#include "filter/border_row.h"
-#include "filter/exact_sums.h"
+#include "filter/row_pipeline.h"
+
+#include "filter/integer_sums.h"
+#include "filter/low_precision.h"
 #include "filter/pipeline.h"
-#include "filter/tap_sums.h"
 #include "frame/bands.h"
 #include "frame/bodies.h"
+#include "frame/row_ends.h"
+#include "frame/scratch.h"
 
 namespace qor::inline QOR_LEVEL {
 namespace {
 
 // ---- a row
 
-// The least and the most groups of four results that a filter makes at a time.
-template <class Filter>
-constexpr int leastGroups = 2;
-template <int K>
-constexpr int leastGroups<SmallTaps<K>> = 4;
-template <class Filter>
-constexpr int mostGroups = 4;
-template <class Quotient>
-constexpr int mostGroups<NeighbourSum<NeighbourTaps<0>, Quotient>> = 8;
-template <>
-constexpr int mostGroups<NeighbourPairSum<NeighbourTaps<0>>> = 8;
-template <class D, bool folds>
-constexpr int mostGroups<ExactSum<D, 0, folds>> = 8;
-template <class D>
-constexpr int mostGroups<Plain<D, FloatSum<FloatTaps<0>>>> = 8;
-template <class D>
-constexpr int mostGroups<Scaled<D, FloatSum<FloatTaps<0>>>> = 8;
-template <class D>
-constexpr int mostGroups<Plain<D, FloatSum<FloatTaps<5>>>> = sizeof(D) < 4 ? 2 : 4;
-template <class D>
-constexpr int mostGroups<Scaled<D, FloatSum<FloatTaps<5>>>> = 2;
+// What blocks may read behind the last span of staged samples.
+constexpr int samplesBehind = 4 * group - 1;
 
-// Results of n neighbouring samples whose spans may be read for up to 15 results more.
-template <Section section, int channels, class T, class D, class Filter>
-void filterPadded(const T* spans, D* dst, ptrdiff_t n, const Filter& filter) {
-  constexpr int groups = leastGroups<Filter>;
-  constexpr ptrdiff_t lanes = 4 * groups;
-  ptrdiff_t x = 0;
-  for (; x <= n - lanes; x += lanes) filter.template run<section, groups>(dst + x, RowSpan<channels, T>{spans + x});
-  if (x < n) {
-    D last[lanes];
-    filter.template run<section, groups>(last, RowSpan<channels, T>{spans + x});
-    copyFirst<lanes>(dst + x, last, n - x);
+// Results of n neighbouring samples, in whole blocks of which spans may be read to the end.
+template <int channels, class T, class Filter>
+[[gnu::noinline]] void filterStaged(const T* spans, RowSample<T>* dst, ptrdiff_t n, const void* of) {
+  constexpr int least = Filter::blocks.least, results = least * group;
+  static_assert(results <= samplesBehind + 1);
+  const auto& filter = *static_cast<const Filter*>(of);
+  for (ptrdiff_t x = 0; x < n; x += results) {
+    RowSample<T> last[results];
+    RowSample<T>* const to = x <= n - results ? dst + x : last;
+    filter.template write<least>(to, RowSpan<channels, T>{spans + x});
+    if (to == last) copyFirst<results / 2>(dst + x, last, n - x);
   }
-}
-
-template <int channels, int groups, class T, class D, class Filter>
-QOR_FORCE_INLINE ptrdiff_t filterBlocks(const T* spans, D* dst, ptrdiff_t x, ptrdiff_t n, const Filter& filter) {
-  for (; x <= n - 4 * groups; x += 4 * groups) {
-    filter.template run<Section::inside, groups>(dst + x, RowSpan<channels, T>{spans + x});
-  }
-  if constexpr (groups > leastGroups<Filter>) x = filterBlocks<channels, groups / 2>(spans, dst, x, n, filter);
-  return x;
 }
 
 // Results of n neighbouring samples whose spans are read exactly. The first and the last block overlap their
 // neighbours: a row is no destination of its own.
-template <int channels, class T, class D, class Filter>
-void filterInside(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged, const Filter& outer) {
-  const Filter filter =
-      outer;  // in registers: a store may change what a reference refers to, for all the compiler knows
-  constexpr ptrdiff_t lanes = 4 * leastGroups<Filter>;
-  if (n < lanes) {
-    const ptrdiff_t reach = ptrdiff_t{kernelSize - 1} * channels;
-    for (ptrdiff_t i = 0; i < n + reach; ++i) staged[i] = spans[i];
-    filterPadded<Section::inside, channels>(staged, dst, n, filter);
-    return;
-  }
-  const auto blockAt = [&](ptrdiff_t x) {
-    filter.template run<Section::inside, leastGroups<Filter>>(dst + x, RowSpan<channels, T>{spans + x});
+template <int channels, class T, class Filter>
+void filterInside(const T* spans, RowSample<T>* dst, ptrdiff_t n, int kernelSize, T* staged, const void* of) {
+  using D = RowSample<T>;
+  constexpr int most = Filter::blocks.most;
+  constexpr ptrdiff_t least = Filter::blocks.least * group, step = most * group;
+  // Out of line, once for every filter.
+  const auto filterFew = [&](ptrdiff_t x, ptrdiff_t count) {
+    filterStaged<channels, T, Filter>(spans + x, dst + x, count, of);
   };
+  if (n < least) {
+    const auto samples = static_cast<size_t>(n + ptrdiff_t{kernelSize - 1} * channels);
+    __builtin_memcpy(staged, spans, samples * sizeof(T));
+    spans = staged;
+    return filterFew(0, n);
+  }
+  // In registers: a store may change what a reference refers to, for all the compiler knows.
+  const Filter filter = *static_cast<const Filter*>(of);
   // The inside begins anchor pixels into a row: behind a first block the others are stored aligned.
-  const auto misaligned = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(dst) & 15);
-  const ptrdiff_t start = misaligned / static_cast<ptrdiff_t>(sizeof(D));
-  if (start != 0) blockAt(0);
-  if (filterBlocks<channels, mostGroups<Filter>>(spans, dst, start, n, filter) < n) blockAt(n - lanes);
+  constexpr uintptr_t alignment = Vec<D>::bytes;
+  const auto misaligned = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(dst) & (alignment - 1));
+  ptrdiff_t x = misaligned / static_cast<ptrdiff_t>(sizeof(D));
+  if (x != 0) filterFew(0, least);
+  for (; x <= n - step; x += step) filter.template write<most>(dst + x, RowSpan<channels, T>{spans + x});
+  if (least != step && x <= n - least) {
+    const ptrdiff_t whole = (n - x) & -least;
+    filterFew(x, whole);
+    x += whole;
+  }
+  if (x < n) filterFew(n - least, least);
 }
 
-// The image and how it is read.
-template <int channels, class T>
-struct RowSource {
-  const T* first;
-  int step;
-  int width, kernelSize, anchor;
-  QoriBorderType border;
-  const T* value;
+// The two filters of a row without their types, so that what calls them exists once.
+template <class T>
+struct RowKernels {
+  using D = RowSample<T>;
+  const void *insideFilter, *endsFilter;
+  void (*inside)(const T* spans, D* dst, ptrdiff_t n, int kernelSize, T* staged, const void* filter);
+  void (*ends)(const T* spans, D* dst, ptrdiff_t n, const void* filter);
 };
 
-// One row in its three sections.
-template <int channels, class T, class D, class Inside, class Edge>
-void filterRow(const RowSource<channels, T>& source, const T* row, D* dst, T* staged, const Inside& inside,
-               const Edge& edge) {
-  const int kernelSize = Edge::kernelSize != 0 ? Edge::kernelSize : source.kernelSize;
-  const ptrdiff_t width = source.width, anchor = source.anchor;
-  const ptrdiff_t left = anchor < width ? anchor : width;
-  const ptrdiff_t behind = kernelSize - 1 - anchor, right = behind < width - left ? behind : width - left;
-  if (kernelSize > 1) {
-    const ptrdiff_t spans =
-        fillBorder<channels>(staged, row, source.width, kernelSize, source.anchor, source.border, source.value);
-    filterPadded<Section::edge, channels>(staged, dst, left * channels, edge);
-    filterPadded<Section::edge, channels>(staged + spans, dst + (width - right) * channels, right * channels, edge);
+// ---- scratch
+
+constexpr bool isShort(int kernelSize) { return kernelSize == 3 || kernelSize == 5; }
+
+// Taps as the kernels of a member take them, and a piece for every thread, in which the ends of its rows are staged.
+struct RowScratch {
+  Qor8u* pieces;
+  int64_t pieceBytes;
+  Qor16s* pairs;
+  Qor32f* floats;
+};
+
+template <class Member, class T, int channels>
+[[gnu::noinline]] RowScratch layRows(ScratchParts& parts, int kernelSize, int threads) {
+  RowScratch s{};
+  // No two threads write to one line.
+  constexpr int64_t line = 64;
+  s.pieceBytes = roundUpTo(rowBytes<T>(int64_t{kernelSize - 1} * 3 * channels + samplesBehind), line);
+  s.pieces = parts.take<Qor8u>(s.pieceBytes * threads, threads > 1 ? line : alignof(T));
+  if (Member::keepsPairs && !isShort(kernelSize)) {
+    s.pairs = parts.take<Qor16s>(NeighbourTaps<0>::room(kernelSize), V16s::bytes);
   }
-  if (width >= kernelSize) {
-    filterInside<channels>(row, dst + anchor * channels, (width - kernelSize + 1) * channels, kernelSize, staged,
-                           inside);
-  }
+  if (Member::keepsFloats && !isShort(kernelSize)) s.floats = parts.take<Qor32f>(kernelSize);
+  return s;
 }
 
-// All rows, in bands of the team or at once. Each thread stages in its own piece of the scratch behind the taps.
-template <int channels, class T, class D, class Inside, class Edge>
-void filterRows(bool parallel, const RowSource<channels, T>& source, D* const* rows, int height, void* pieces,
-                size_t pieceBytes, const Inside& inside, const Edge& edge) {
-  forBandsIf(parallel, height, [&](Band band) {
-    T* const staged = reinterpret_cast<T*>(static_cast<Qor8u*>(pieces) + static_cast<size_t>(band.thread) * pieceBytes);
+template <class Member, class T, int channels>
+int64_t bytesForRows(int kernelSize, int threads) {
+  return bytesOf([=](ScratchParts& parts) { layRows<Member, T, channels>(parts, kernelSize, threads); });
+}
+
+// ---- a call on its way
+
+template <class T, int channels>
+struct Rows {
+  const RowCall<T, channels>& call;
+  int team;
+  RowScratch scratch;
+
+  template <class Inside, class AtEnds>
+  void make(const Inside& inside, const AtEnds& ends) const {
+    makeWith({&inside, &ends, filterInside<channels, T, Inside>, filterStaged<channels, T, AtEnds>});
+  }
+
+ private:
+  void makeWith(const RowKernels<T>& kernels) const {
+    forTeam(team, call.size.height, [&](Band band) { makeBand(band, kernels); });
+  }
+
+  // The ends of a row are staged with what stands beside them.
+  [[gnu::noinline]] void makeBand(Band band, const RowKernels<T>& kernels) const {
+    const int kernelSize = call.kernelSize;
+    const ptrdiff_t width = call.size.width, anchor = call.anchor;
+    const ptrdiff_t left = anchor < width ? anchor : width;
+    const ptrdiff_t behind = kernelSize - 1 - anchor, right = behind < width - left ? behind : width - left;
+    const Edge edge = call.border == qorBorderConst  ? Edge::value
+                      : call.border == qorBorderRepl ? Edge::nearest
+                                                     : Edge::memory;
+    const Axis columns{width, edge, edge, false};
+    T* const staged = reinterpret_cast<T*>(scratch.pieces + band.thread * scratch.pieceBytes);
     for (int y = band.first; y < band.first + band.rows; ++y) {
-      filterRow(source, rowAt(source.first, source.step, y), rows[y], staged, inside, edge);
+      const T* const row = call.src.row(y);
+      RowSample<T>* const dst = call.rows[y];
+      if (kernelSize > 1) {
+        const ptrdiff_t spans = copyEnds<channels>(staged, row, columns, kernelSize, call.anchor, call.value);
+        kernels.ends(staged, dst, left * channels, kernels.endsFilter);
+        kernels.ends(staged + spans, dst + (width - right) * channels, right * channels, kernels.endsFilter);
+      }
+      if (width >= kernelSize) {
+        kernels.inside(row, dst + anchor * channels, (width - kernelSize + 1) * channels, kernelSize, staged,
+                       kernels.insideFilter);
+      }
     }
-  });
-}
-
-// A filter whose inside is made as its edges are, without rounding.
-template <class Filter>
-struct AsEdge {
-  Filter filter;
-
-  template <Section, int groups, class Span>
-  QOR_FORCE_INLINE void run(typename Filter::Result* dst, const Span& span) const {
-    filter.template run<Section::edge, groups>(dst, span);
   }
 };
 
 // ---- arithmetic by member
 
-template <int channels, class T, class Tap, class D>
-struct RowCall {
-  RowSource<channels, T> source;
-  D* const* rows;
-  int height;
-  const Tap* taps;
-  int divisor;
-  Qor8u* scratch;
-
-  int kernelSize() const { return source.kernelSize; }
-  QoriSize size() const { return {source.width, height}; }
-};
-
-// Room for float taps at the front of the scratch.
-inline Qor32f* tapRoom(Qor8u* scratch) { return static_cast<Qor32f*>(aligned16(scratch)); }
-inline void* behindTaps(Qor32f* taps, ptrdiff_t count) { return taps + (count + 3) / 4 * 4; }
-
 // 8u16s: exact sums times the reciprocal. With a divisor of 1 the product changes nothing: sums that a float rounds lie
 // far outside 16 bits.
 template <int channels>
 struct RowOfBytes {
-  static ScratchSize scratch(QoriSize, int kernelSize) {
+  static constexpr bool keepsPairs = channels == 1, keepsFloats = false;
+  static ScratchSize scratch(int kernelSize) {
     return {0, (channels == 1 ? 36U : 60U) * static_cast<Qor32u>(kernelSize) + 112};
   }
-  using Call = RowCall<channels, Qor8u, Qor16s, Qor16s>;
-
-  template <class Inside, class Edge>
-  static void run(const Call& call, void* pieces, const Inside& inside, const Edge& edge) {
-    filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, pieces,
-               scratch(call.size(), call.kernelSize()).perThread, inside, edge);
-  }
+  static int team(QoriSize size, int) { return teamFor(sharedPixels, size); }
 
   // Up to this many taps, 2^31 - 64 is beyond any sum.
   static constexpr int exactTaps = 257;
 
-  template <int K, class Edge>
-  static void runNeighbours(const Call& call, const Edge& edge) {
-    const int kernelSize = call.kernelSize();
-    Qor32f* const room = tapRoom(call.scratch);
-    void* const pieces = behindTaps(room, K == 0 ? ptrdiff_t{4} * ((kernelSize + 1) / 2) : 0);
-    using Taps = NeighbourTaps<K>;
-    const Taps taps(call.taps, kernelSize, room);
-    const SumRange range(call.taps, kernelSize, 0, topOf<Qor8u>);
-    if (QuotientByAddition::serves(call.divisor, range) && range.quotientsFit(call.divisor)) {
-      run(call, pieces, NeighbourSum<Taps, QuotientByAddition>{taps, {call.divisor, range}}, edge);
-    } else if (kernelSize <= exactTaps) {
-      run(call, pieces, NeighbourSum<Taps, QuotientByProduct<false>>{taps, {splat(inverseOf(call.divisor))}}, edge);
-    } else {
-      run(call, pieces, edge, edge);
-    }
-  }
-
-  template <int K, class Edge>
-  static void runChannels(const Call& call, const Edge& edge) {
-    const int kernelSize = call.kernelSize();
-    void* const pieces = aligned16(call.scratch);
-    const SumRange range(call.taps, kernelSize, 0, topOf<Qor8u>);
-    if (!QuotientByAddition::serves(call.divisor, range)) {
-      run(call, pieces, edge, edge);
-    } else if (isSymmetric(call.taps, kernelSize)) {
-      run(call, pieces, ExactSum<Qor16s, K, true>(call.taps, kernelSize, call.divisor, range), edge);
-    } else {
-      run(call, pieces, ExactSum<Qor16s, K, false>(call.taps, kernelSize, call.divisor, range), edge);
-    }
-  }
-
-  static void run(const Call& call) {
-    withKernelSize(call.kernelSize(), [&](auto K) {
+  static void filter(const Rows<Qor8u, channels>& rows) {
+    withKernelSize(rows.call.kernelSize, [&](auto K) {
+      const Qor16s* const taps = rows.call.taps;
+      const int kernelSize = rows.call.kernelSize, divisor = rows.call.divisor;
+      const V32f inverse = splat(inverseOf(divisor));
       using Sum = IntegerSum<PairTaps<K>>;
-      const Scaled<Qor16s, Sum> plain{Sum{PairTaps<K>(call.taps, call.kernelSize())}, splat(inverseOf(call.divisor))};
-      if constexpr (channels == 3) {
-        runChannels<K>(call, plain);
-      } else {
+      const Sum sum{PairTaps<K>(taps, kernelSize)};
+      const Scaled<Qor16s, Sum> plain{sum, inverse};
+      const Scaled<Qor16s, Sum, Rounding::truncated> ends{sum, inverse};
+      const SumRange range(taps, kernelSize, 0, topOf<Qor8u>);
+      const bool adds = QuotientByAddition::serves(divisor, range);
+      if constexpr (channels == 1) {
         if constexpr (K != 0) {
-          if (SmallTaps<K>::serves(call.taps, call.divisor)) {
-            run(call, aligned16(call.scratch), SmallTaps<K>(call.taps, call.divisor), plain);
-            return;
-          }
+          if (SmallTaps<K>::serves(taps, divisor)) return rows.make(SmallTaps<K>(taps, divisor), ends);
         }
-        runNeighbours<K>(call, plain);
+        using Taps = NeighbourTaps<K>;
+        if (adds && range.quotientsFit(divisor)) {
+          const Taps pairs(taps, kernelSize, rows.scratch.pairs);
+          rows.make(NeighbourSum<Taps, QuotientByAddition>{pairs, {divisor, range}}, ends);
+        } else if (kernelSize <= exactTaps) {
+          const Taps pairs(taps, kernelSize, rows.scratch.pairs);
+          rows.make(NeighbourSum<Taps, QuotientByProduct>{pairs, {inverse}}, ends);
+        } else {
+          rows.make(plain, ends);
+        }
+      } else if (!adds) {
+        rows.make(plain, ends);
+      } else if (isSymmetric(taps, kernelSize)) {
+        rows.make(ExactSum<Qor16s, K, true>(taps, kernelSize, divisor, range), ends);
+      } else {
+        rows.make(ExactSum<Qor16s, K, false>(taps, kernelSize, divisor, range), ends);
       }
     });
   }
 };
 
+// 32-bit sums of 16s samples hold as long as the absolute taps, added as floats, stay below this.
+constexpr Qor32f exactTapLimit = 65535.0F;
+
+Qor32f absoluteSum(const Qor16s* taps, int count) {
+  Qor32f sum = 0;
+  for (int i = 0; i < count; ++i) sum += static_cast<Qor32f>(taps[i] < 0 ? -taps[i] : int{taps[i]});
+  return sum;
+}
+
 template <int channels>
 struct RowOfSigned {
-  static ScratchSize scratch(QoriSize, int kernelSize) {
+  static constexpr bool keepsPairs = channels == 1, keepsFloats = true;
+  static ScratchSize scratch(int kernelSize) {
     const auto K = static_cast<Qor32u>(kernelSize);
     return {0, channels == 1 ? 48 * K + 80 : 40 * K + 64};
   }
+  static int team(QoriSize size, int) { return teamFor(sharedPixels, size); }
 
-  using Call = RowCall<channels, Qor16s, Qor16s, Qor16s>;
-
-  template <class Inside, class Edge>
-  static void run(const Call& call, void* pieces, const Inside& inside, const Edge& edge) {
-    filterRows(pipelineGoesParallel(call.size()), call.source, call.rows, call.height, pieces,
-               scratch(call.size(), call.kernelSize()).perThread, inside, edge);
-  }
-
-  // 3 or 5 taps: exact sums times the reciprocal if they fit, else taps times the reciprocal; at the edges a float sum
+  // 3 or 5 taps: exact sums times the reciprocal if they fit, else taps times the reciprocal; at the ends a float sum
   // times the reciprocal.
   template <int K>
-  static void runShort(const Call& call) {
-    const Qor32f inverse = inverseOf(call.divisor);
-    Qor32f plain[K], divided[K];
-    floatTaps(plain, call.taps, K, 1.0F);
-    floatTaps(divided, call.taps, K, inverse);
-    using Floats = FloatSum<FloatTaps<K>>;
-    const Scaled<Qor16s, Floats> edge{Floats{FloatTaps<K>(plain)}, splat(inverse)};
-    void* const pieces = aligned16(call.scratch);
+  static void filterShort(const Rows<Qor16s, channels>& rows) {
+    const Qor16s* const taps = rows.call.taps;
+    const int divisor = rows.call.divisor;
+    const Qor32f inverse = inverseOf(divisor);
+    using Sum = FloatSum<FloatTaps<K>>;
+    const Scaled<Qor16s, Sum, Rounding::truncated> ends{{floatTaps<K>(taps, K, 1.0F, nullptr)}, splat(inverse)};
     if constexpr (channels == 1) {
-      if (absoluteSum(call.taps, K) < exactTapLimit) {
+      if (absoluteSum(taps, K) < exactTapLimit) {
         using Taps = NeighbourTaps<K>;
-        const Taps taps(call.taps, K, nullptr);
-        const SumRange range(call.taps, K, bottomOf<Qor16s>, topOf<Qor16s>);
-        if (QuotientByAddition::serves(call.divisor, range) && range.quotientsFit(call.divisor)) {
-          run(call, pieces, NeighbourSum<Taps, QuotientByAddition>{taps, {call.divisor, range}}, edge);
+        const Taps pairs(taps, K, nullptr);
+        const SumRange range(taps, K, bottomOf<Qor16s>, topOf<Qor16s>);
+        if (QuotientByAddition::serves(divisor, range) && range.quotientsFit(divisor)) {
+          rows.make(NeighbourSum<Taps, QuotientByAddition>{pairs, {divisor, range}}, ends);
         } else {
-          run(call, pieces, NeighbourSum<Taps, QuotientByProduct<false>>{taps, {splat(inverse)}}, edge);
+          rows.make(NeighbourSum<Taps, QuotientByProduct>{pairs, {splat(inverse)}}, ends);
         }
         return;
       }
     }
-    run(call, pieces, Plain<Qor16s, Floats>{Floats{FloatTaps<K>(divided)}}, edge);
+    rows.make(Plain<Qor16s, Sum>{{floatTaps<K>(taps, K, inverse, nullptr)}}, ends);
   }
 
-  // Any other number: sums of pairs times the reciprocal, unless a tap of -32768 may overflow a pair; at the edges, and
+  // Any other number: sums of pairs times the reciprocal, unless a tap of -32768 may overflow a pair; at the ends, and
   // in a short row everywhere, taps times the reciprocal.
-  static void runLong(const Call& call) {
+  static void filterLong(const Rows<Qor16s, channels>& rows) {
     constexpr int longestTruncated = 15;
-    const Qor32f inverse = inverseOf(call.divisor);
-    Qor32f* const divided = tapRoom(call.scratch);
-    floatTaps(divided, call.taps, call.kernelSize(), inverse);
-    void* const pieces = behindTaps(divided, call.kernelSize());
-    using Floats = FloatSum<FloatTaps<0>>;
-    using Divided = Plain<Qor16s, Floats>;
-    const Divided edge{Floats{FloatTaps<0>(divided, call.kernelSize())}};
-    bool lowest = false;
-    for (int i = 0; i < call.kernelSize(); ++i) lowest = lowest || call.taps[i] == bottomOf<Qor16s>;
-    if (call.source.width - call.kernelSize() <= longestTruncated) {
-      run(call, pieces, AsEdge<Divided>{edge}, edge);
-    } else if (channels == 1 && lowest) {
-      run(call, pieces, edge, edge);
-    } else if constexpr (channels == 1) {
-      const NeighbourTaps<0> taps(call.taps, call.kernelSize(), pieces);
-      run(call, behindTaps(static_cast<Qor32f*>(pieces), ptrdiff_t{4} * ((call.kernelSize() + 1) / 2)),
-          NeighbourPairSum<NeighbourTaps<0>>{taps, splat(inverse)}, edge);
+    const Qor16s* const taps = rows.call.taps;
+    const int kernelSize = rows.call.kernelSize;
+    const Qor32f inverse = inverseOf(rows.call.divisor);
+    using Sum = FloatSum<FloatTaps<0>>;
+    const Sum sum{floatTaps<0>(taps, kernelSize, inverse, rows.scratch.floats)};
+    const Plain<Qor16s, Sum, Rounding::truncated> ends{sum};
+    if (rows.call.size.width - kernelSize <= longestTruncated) return rows.make(ends, ends);
+    if constexpr (channels == 1) {
+      bool lowest = false;
+      for (int i = 0; i < kernelSize; ++i) lowest = lowest || taps[i] == bottomOf<Qor16s>;
+      if (lowest) return rows.make(Plain<Qor16s, Sum>{sum}, ends);
+      using Taps = NeighbourTaps<0>;
+      rows.make(NeighbourPairSum<Taps>{Taps(taps, kernelSize, rows.scratch.pairs), splat(inverse)}, ends);
     } else {
       using Pairs = PairSum<PairTaps<0>>;
-      run(call, pieces, Scaled<Qor16s, Pairs>{Pairs{PairTaps<0>(call.taps, call.kernelSize())}, splat(inverse)}, edge);
+      rows.make(Scaled<Qor16s, Pairs>{{PairTaps<0>(taps, kernelSize)}, splat(inverse)}, ends);
     }
   }
 
-  static void run(const Call& call) {
-    if (call.kernelSize() == 3) {
-      runShort<3>(call);
-    } else if (call.kernelSize() == 5) {
-      runShort<5>(call);
-    } else {
-      runLong(call);
-    }
+  static void filter(const Rows<Qor16s, channels>& rows) {
+    withKernelSize(rows.call.kernelSize, [&](auto K) {
+      if constexpr (K == 0) {
+        filterLong(rows);
+      } else {
+        filterShort<K>(rows);
+      }
+    });
   }
 };
 
 // 16u: a float sum times the reciprocal.
 template <int channels>
 struct RowOfUnsigned {
-  static ScratchSize scratch(QoriSize, int kernelSize) {
+  static constexpr bool keepsPairs = false, keepsFloats = true;
+  static ScratchSize scratch(int kernelSize) {
     return {(channels == 1 ? 48U : 112U) * static_cast<Qor32u>(kernelSize) + 80, 0, false};
   }
-  static void run(const RowCall<channels, Qor16u, Qor16u, Qor16u>& call) {
-    Qor32f* const plain = tapRoom(call.scratch);
-    floatTaps(plain, call.taps, call.kernelSize(), 1.0F);
-    withKernelSize(call.kernelSize(), [&](auto K) {
+  static int team(QoriSize, int) { return 0; }
+
+  static void filter(const Rows<Qor16u, channels>& rows) {
+    withKernelSize(rows.call.kernelSize, [&](auto K) {
       using Sum = FloatSum<FloatTaps<K>>;
-      const Scaled<Qor16u, Sum> filter{Sum{FloatTaps<K>(plain, call.kernelSize())}, splat(inverseOf(call.divisor))};
-      filterRows(false, call.source, call.rows, call.height, behindTaps(plain, call.kernelSize()), 0, filter, filter);
+      const Sum sum{floatTaps<K>(rows.call.taps, rows.call.kernelSize, 1.0F, rows.scratch.floats)};
+      const V32f inverse = splat(inverseOf(rows.call.divisor));
+      rows.make(Scaled<Qor16u, Sum>{sum, inverse}, Scaled<Qor16u, Sum, Rounding::truncated>{sum, inverse});
     });
   }
 };
@@ -319,18 +299,21 @@ struct RowOfUnsigned {
 // 32f: the float sum.
 template <int channels>
 struct RowOfFloats {
-  static ScratchSize scratch(QoriSize, int kernelSize) {
+  static constexpr bool keepsPairs = false, keepsFloats = false;
+  static ScratchSize scratch(int kernelSize) {
     const auto K = static_cast<Qor32u>(kernelSize);
     const Qor32u team = static_cast<Qor32u>(owncvGetMaxNumThreads());
     return {channels == 1 ? 16 * team : 0, channels == 1 ? 64 * K + 64 : 192 * K + 64};
   }
-  static void run(const RowCall<channels, Qor32f, Qor32f, Qor32f>& call) {
-    const bool parallel = pipelineGoesParallel(call.size()) && (channels == 3 || runsepomp(call.kernelSize()) != 0);
-    withKernelSize(call.kernelSize(), [&](auto K) {
+  static int team(QoriSize size, int kernelSize) {
+    return channels == 3 || runsepomp(kernelSize) != 0 ? teamFor(sharedPixels, size) : 0;
+  }
+
+  static void filter(const Rows<Qor32f, channels>& rows) {
+    withKernelSize(rows.call.kernelSize, [&](auto K) {
       using Sum = FloatSum<FloatTaps<K>>;
-      const Plain<Qor32f, Sum> filter{Sum{FloatTaps<K>(call.taps, call.kernelSize())}};
-      filterRows(parallel, call.source, call.rows, call.height, aligned16(call.scratch),
-                 scratch(call.size(), call.kernelSize()).perThread, filter, filter);
+      const Plain<Qor32f, Sum> filter{{FloatTaps<K>(rows.call.taps, rows.call.kernelSize)}};
+      rows.make(filter, filter);
     });
   }
 };
@@ -338,30 +321,49 @@ struct RowOfFloats {
 // Low_16s. The binomial shape wraps in 16 bits in every column.
 template <int channels>
 struct RowOfLow {
-  static ScratchSize scratch(QoriSize, int kernelSize) {
+  static constexpr bool keepsPairs = false, keepsFloats = false;
+  static ScratchSize scratch(int kernelSize) {
     const auto K = static_cast<Qor32u>(kernelSize);
     return {0, channels == 1 ? 24 * K + 64 : 208 * K + 64};
   }
-  static void run(const RowCall<channels, Qor16s, Qor16s, Qor16s>& call) {
-    const Qor16s* const k = call.taps;
-    const RowSource<channels, Qor16s>& s = call.source;
-    const bool binomial = s.kernelSize == 5 && s.border == qorBorderRepl && s.anchor == 2 && k[0] == k[4] &&
-                          k[1] == k[3] && s.width - 2 > 8 && call.divisor == 16;
-    withLowFilter(k, s.kernelSize, lowScale(call.divisor), binomial, [&](const auto& filter) {
-      filterRows(pipelineGoesParallel(call.size()), s, call.rows, call.height, aligned16(call.scratch),
-                 scratch(call.size(), s.kernelSize).perThread, filter, filter);
-    });
+  static int team(QoriSize size, int) { return teamFor(sharedPixels, size); }
+
+  static void filter(const Rows<Qor16s, channels>& rows) {
+    const RowCall<Qor16s, channels>& c = rows.call;
+    const bool binomial = c.kernelSize == 5 && c.border == qorBorderRepl && c.anchor == 2 && isSymmetric(c.taps, 5) &&
+                          c.size.width - 2 > 8 && c.divisor == 16;
+    withLowFilters(c.taps, c.kernelSize, c.divisor, binomial,
+                   [&](const auto& inside, const auto& ends) { rows.make(inside, ends); });
   }
 };
 
 // ---- a call
+
+template <class Member>
+int reported(QoriSize size, int kernelSize) {
+  return Member::scratch(kernelSize).total(size.height, kernelSize);
+}
+
+template <class Member, class T, int channels>
+QorStatus filterRowsBy(const RowCall<T, channels>& call) {
+  const int wanted = Member::team(call.size, call.kernelSize);
+  int64_t needed = 0;
+  const int threads = teamWithin(call.scratchBytes, wanted > 0 ? wanted : 1, [&](int count) {
+    return needed = bytesForRows<Member, T, channels>(call.kernelSize, count);
+  });
+  if (threads == 0) return qorStsSizeErr;
+  ScratchParts parts(call.scratch, call.scratchBytes, needed);
+  const RowScratch scratch = layRows<Member, T, channels>(parts, call.kernelSize, threads);
+  Member::filter(Rows<T, channels>{call, wanted > 0 ? threads : 0, scratch});
+  return qorStsNoErr;
+}
 
 constexpr QorStatus kernelCheck(int kernelSize, int anchor) {
   if (kernelSize < 1) return qorStsSizeErr;
   return anchor < 0 || anchor >= kernelSize ? qorStsAnchorErr : qorStsNoErr;
 }
 
-constexpr QorStatus pipelineBorderCheck(QoriBorderType border) {
+constexpr QorStatus rowBorderCheck(QoriBorderType border) {
   return border == qorBorderConst || border == qorBorderRepl || border == qorBorderInMem ? qorStsNoErr
                                                                                          : qorStsBadArgErr;
 }
@@ -371,48 +373,103 @@ constexpr QorStatus rowDivisorCheck(int divisor) {
   return divisor == 0 || (std::is_same_v<T, Qor16u> && divisor < 0) ? qorStsBadArgErr : qorStsNoErr;
 }
 
-template <template <int> class Arithmetic, int channels, class T, class Tap, class D>
-QorStatus filterRowBorder(const T* pSrc, int srcStep, D* const* ppDst, QoriSize roiSize, const Tap* pKernel,
-                          int kernelSize, int xAnchor, QoriBorderType borderType, const T* value, int divisor,
-                          Qor8u* pBuffer) {
+template <template <int> class Member, int channels, class T>
+QorStatus filterRowBorder(const T* pSrc, int srcStep, RowSample<T>* const* ppDst, QoriSize roiSize,
+                          const RowSample<T>* pKernel, int kernelSize, int xAnchor, QoriBorderType borderType,
+                          const T* value, int divisor, Qor8u* pBuffer) {
   QorStatus status = firstFailure(nullCheck(pSrc, ppDst, pKernel, pBuffer), sizeCheck(roiSize));
   if (status != qorStsNoErr) return status;
   status = firstFailure(rowsCheck(ppDst, roiSize.height), nullCheck(value), kernelCheck(kernelSize, xAnchor),
                         stepCheck<T>(int64_t{roiSize.width} * channels, srcStep), evenCheck<T>(srcStep),
-                        pipelineBorderCheck(borderType), rowDivisorCheck<T>(divisor));
+                        rowBorderCheck(borderType), rowDivisorCheck<T>(divisor));
   if (status != qorStsNoErr) return status;
-  Arithmetic<channels>::run({{pSrc, srcStep, roiSize.width, kernelSize, xAnchor, borderType, value},
-                             ppDst,
-                             roiSize.height,
-                             pKernel,
-                             divisor,
-                             pBuffer});
-  return qorStsNoErr;
+  using M = Member<channels>;
+  return filterRowsBy<M>(RowCall<T, channels>{{pSrc, srcStep},
+                                              ppDst,
+                                              roiSize,
+                                              pKernel,
+                                              kernelSize,
+                                              xAnchor,
+                                              borderType,
+                                              value,
+                                              divisor,
+                                              pBuffer,
+                                              reported<M>(roiSize, kernelSize)});
 }
 
+template <class T>
+struct MemberOf;
+template <>
+struct MemberOf<Qor8u> {
+  template <int channels>
+  using Of = RowOfBytes<channels>;
+};
+template <>
+struct MemberOf<Qor16s> {
+  template <int channels>
+  using Of = RowOfSigned<channels>;
+};
+template <>
+struct MemberOf<Qor16u> {
+  template <int channels>
+  using Of = RowOfUnsigned<channels>;
+};
+template <>
+struct MemberOf<Qor32f> {
+  template <int channels>
+  using Of = RowOfFloats<channels>;
+};
+template <class T, int channels>
+using Member = typename MemberOf<T>::template Of<channels>;
+
 }  // namespace
+
+template <class T, int channels>
+QorStatus filterRows(const RowCall<T, channels>& call) {
+  return filterRowsBy<Member<T, channels>>(call);
+}
+template <class T, int channels>
+int64_t rowBytesNeeded(int kernelSize, int threads) {
+  return bytesForRows<Member<T, channels>, T, channels>(kernelSize, threads);
+}
+template <class T, int channels>
+int rowTeam(QoriSize size, int kernelSize) {
+  return Member<T, channels>::team(size, kernelSize);
+}
+template <class T, int channels>
+int rowScratch(QoriSize size, int kernelSize) {
+  return reported<Member<T, channels>>(size, kernelSize);
+}
+#define QOR_GAUSSIAN(name, T, channels, type)                              \
+  template QorStatus filterRows<T, channels>(const RowCall<T, channels>&); \
+  template int64_t rowBytesNeeded<T, channels>(int, int);                  \
+  template int rowTeam<T, channels>(QoriSize, int);                        \
+  template int rowScratch<T, channels>(QoriSize, int);
+#include "filter/gaussian.def"
+#undef QOR_GAUSSIAN
+
 }  // namespace qor
 
-#define QOR_ROW_SIZE(name, Arithmetic, channels)                                                     \
-  QOR_BODY(name)(QoriSize roiSize, int kernelSize, int* pBufferSize) {                               \
-    return qor::reportScratch(roiSize, kernelSize, pBufferSize, qor::Arithmetic<channels>::scratch); \
+#define QOR_ROW_SIZE(name, Member, channels)                                                           \
+  QOR_BODY(name)(QoriSize roiSize, int kernelSize, int* pBufferSize) {                                 \
+    return qor::reportScratch(roiSize, kernelSize, pBufferSize, qor::reported<qor::Member<channels>>); \
   }
-#define QOR_ROW_PIPELINE_C1(name, sizeName, T, Tap, D, Arithmetic)                                                 \
+#define QOR_ROW_PIPELINE_C1(name, sizeName, T, Tap, D, Member)                                                     \
   QOR_BODY(name)                                                                                                   \
   (const T* pSrc, int srcStep, D* const* ppDst, QoriSize roiSize, const Tap* pKernel, int kernelSize, int xAnchor, \
    QoriBorderType borderType, T borderValue, int divisor, Qor8u* pBuffer) {                                        \
-    return qor::filterRowBorder<qor::Arithmetic, 1>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,   \
-                                                    borderType, &borderValue, divisor, pBuffer);                   \
+    return qor::filterRowBorder<qor::Member, 1>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,       \
+                                                borderType, &borderValue, divisor, pBuffer);                       \
   }                                                                                                                \
-  QOR_ROW_SIZE(sizeName, Arithmetic, 1)
-#define QOR_ROW_PIPELINE_C3(name, sizeName, T, Tap, D, Arithmetic)                                                 \
+  QOR_ROW_SIZE(sizeName, Member, 1)
+#define QOR_ROW_PIPELINE_C3(name, sizeName, T, Tap, D, Member)                                                     \
   QOR_BODY(name)                                                                                                   \
   (const T* pSrc, int srcStep, D* const* ppDst, QoriSize roiSize, const Tap* pKernel, int kernelSize, int xAnchor, \
    QoriBorderType borderType, const T* pBorderValue, int divisor, Qor8u* pBuffer) {                                \
-    return qor::filterRowBorder<qor::Arithmetic, 3>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,   \
-                                                    borderType, pBorderValue, divisor, pBuffer);                   \
+    return qor::filterRowBorder<qor::Member, 3>(pSrc, srcStep, ppDst, roiSize, pKernel, kernelSize, xAnchor,       \
+                                                borderType, pBorderValue, divisor, pBuffer);                       \
   }                                                                                                                \
-  QOR_ROW_SIZE(sizeName, Arithmetic, 3)
+  QOR_ROW_SIZE(sizeName, Member, 3)
 #define QOR_ROW_PIPELINE_32F_C1(name, sizeName)                                                                    \
   QOR_BODY(name)                                                                                                   \
   (const Qor32f* pSrc, int srcStep, Qor32f* const* ppDst, QoriSize roiSize, const Qor32f* pKernel, int kernelSize, \
