@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the release and prints the benchmark table: both build levels, measured in turns.
+# Builds the release and prints the benchmark table: both build levels, measured in turns, and at the end their ratios
+# beside the bounds in bench/ratios.tsv.
 #
 #   scripts/bench.sh [--record] [--json FILE] [--seconds S] [FILTER]
 #   scripts/bench.sh --instructions [--record] [FILTER]
@@ -85,7 +86,7 @@ if [ -n "$instructions" ]; then
   exit 0
 fi
 
-options=("--benchmark_filter=${filter:-.}" "--best=$best")
+options=("--benchmark_filter=${filter:-.}" "--best=$best" "--ratios=$qorcv_root/bench/ratios.tsv")
 [ -z "$json" ] || options+=("--benchmark_out=$json" --benchmark_out_format=json)
 [ -z "$seconds" ] || options+=("--seconds=$seconds")
 [ -z "$record" ] || options+=(--record)

@@ -44,4 +44,32 @@ std::string verdict(const Best& best, const std::vector<double>& ns) {
   return text;
 }
 
+std::vector<Bound> readBounds(const std::string& path) {
+  std::vector<Bound> bounds;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream fields(line);
+    Bound bound;
+    std::string names;
+    if (fields >> bound.atMost && std::getline(fields >> std::ws, bound.group, '\t') && std::getline(fields, names)) {
+      bound.names = names;
+      bounds.push_back(std::move(bound));
+    }
+  }
+  return bounds;
+}
+
+void count(std::vector<Bound>& bounds, const std::string& row, double ratio) {
+  for (Bound& bound : bounds) {
+    if (!std::regex_search(row, bound.names)) continue;
+    ++bound.rows;
+    if (ratio > bound.atMost) ++bound.above;
+    if (ratio > bound.worst) {
+      bound.worst = ratio;
+      bound.worstRow = row;
+    }
+    return;
+  }
+}
+
 }  // namespace qor::bench

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -24,5 +25,20 @@ bool writeBest(const std::string& path, const BestTable& table);
 
 // Names the levels whose time is worse than the best known one; empty when none is.
 std::string verdict(const Best& best, const std::vector<double>& ns);
+
+// What the wide level may take of the plain one's time, for the rows that a line of bench/ratios.tsv names, and how it
+// went.
+struct Bound {
+  double atMost = 0;
+  std::string group;
+  std::regex names;
+  int rows = 0, above = 0;
+  double worst = 0;
+  std::string worstRow;
+};
+
+std::vector<Bound> readBounds(const std::string& path);
+// Counts for the first bound that names the row.
+void count(std::vector<Bound>& bounds, const std::string& row, double ratio);
 
 }  // namespace qor::bench

@@ -1,6 +1,7 @@
 // The benchmark program: registers every row at its sizes and reports. Beside the options of Google Benchmark:
 //   --seconds=S        time per row and size, 0.12 when not given
 //   --best=FILE        tells which rows are slower than the best that stands there
+//   --ratios=FILE      compares the levels with the bounds that stand there
 //   --record           puts what is faster, or new, into that file
 //   --count-calls      makes the counted call of every row that the filter takes, at each level, and prints name, level
 //                      and pixels; for scripts/bench.sh --instructions
@@ -46,7 +47,7 @@ std::vector<Levels> allRows() {
 struct Options {
   double seconds = 0.12;
   std::regex wanted{"."};
-  std::string best;
+  std::string best, ratios;
   bool record = false, countCalls = false;
 };
 
@@ -170,6 +171,8 @@ int run(int argc, char** argv) {
       options.seconds = std::atof(seconds);
     } else if (const char* best = valueOf("--best=")) {
       options.best = best;
+    } else if (const char* ratios = valueOf("--ratios=")) {
+      options.ratios = ratios;
     } else if (argument == "--record") {
       options.record = true;
     } else if (argument == "--count-calls") {
@@ -192,7 +195,7 @@ int run(int argc, char** argv) {
     std::fprintf(stderr, "no row matches the filter\n");
     return 1;
   }
-  Table table(longest);
+  Table table(longest, readBounds(options.ratios));
   benchmark::RunSpecifiedBenchmarks(&table);
   benchmark::Shutdown();
   // What is not a row any more goes; with a filter, what was not measured stays.

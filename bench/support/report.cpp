@@ -36,6 +36,7 @@ void Table::ReportRuns(const std::vector<Run>& runs) {
     std::printf("%-*s %8.4f ", nameWidth_, name.c_str(), value("ns_per_pixel"));
     if (value("wide_ns_per_pixel") > 0) {
       std::printf("%8.4f %5.2f", value("wide_ns_per_pixel"), value("wide_over_plain"));
+      count(bounds_, name, value("wide_over_plain"));
     } else {
       std::printf("%8s %5s", "", "");
     }
@@ -56,6 +57,11 @@ void Table::ReportRuns(const std::vector<Run>& runs) {
 
 void Table::Finalize() {
   std::printf("\n%d runs, %d failed, %d slower than their best\n", runs_ + failures_, failures_, slower_);
+  std::printf("\n%-44s %5s %8s %6s  %s\n", "wide over plain", "rows", "at most", "above", "the largest");
+  for (const Bound& b : bounds_)
+    if (b.rows > 0)
+      std::printf("%-44s %5d %8.2f %6d  %.2f %s\n", b.group.c_str(), b.rows, b.atMost, b.above, b.worst,
+                  b.worstRow.c_str());
 }
 
 }  // namespace qor::bench

@@ -3,12 +3,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include "support/best.h"
+
 namespace qor::bench {
 
-// Prints a line for each run, and at the end how many were slower than the best known.
+// Prints a line for each run, and at the end how many were slower than the best known, and how the levels compare.
 class Table : public benchmark::BenchmarkReporter {
  public:
-  explicit Table(size_t nameWidth) : nameWidth_(static_cast<int>(nameWidth)) {}
+  Table(size_t nameWidth, std::vector<Bound> bounds)
+      : nameWidth_(static_cast<int>(nameWidth)), bounds_(std::move(bounds)) {}
   bool ReportContext(const Context& context) override;
   void ReportRuns(const std::vector<Run>& runs) override;
   void Finalize() override;
@@ -16,6 +19,7 @@ class Table : public benchmark::BenchmarkReporter {
 
  private:
   int nameWidth_;
+  std::vector<Bound> bounds_;
   int runs_ = 0, failures_ = 0, slower_ = 0;
 };
 
