@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Fuzzes each subsystem for some time: scripts/fuzz.sh [SECONDS] [FUZZER...]
+# Fuzzes every operation that the tests describe for some time: scripts/fuzz.sh [SECONDS] [FUZZER...]
 #
-# SECONDS is per fuzzer, 60 unless given. FUZZER is a name such as arith_fuzz; all run unless some are given. Inputs
+# SECONDS is per fuzzer, 60 unless given. FUZZER is a name such as described_fuzz; all run unless some are given. Inputs
 # that reach new code are kept in build/fuzz/corpus, an input that fails in build/fuzz/findings. To repeat one, give it
-# to the fuzzer as its argument: build/fuzz/fuzzers/arith_fuzz build/fuzz/findings/arith_fuzz-crash-...
+# to the fuzzer as its argument: build/fuzz/fuzzers/described_fuzz build/fuzz/findings/described_fuzz-crash-...
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 

@@ -69,7 +69,7 @@ void add(Descriptions& d, const char* name, auto* operation, const char* roles) 
   const bool isConstant = strchr(roles, 'v') != nullptr, isInPlace = strchr(roles, 'i') != nullptr;
   const char outer = isInPlace ? 'i' : 'd';
   d.add(name, operation, roles,
-        {.checks = "null | least . StepErr 1 | own",
+        {.checks = "null | positive . StepErr | own",
          .draw = [=](Call& c) { drawBorder(c, !isInPlace); },
          .shape =
              [=](const Arguments& a, char role, int, Shape& s) {

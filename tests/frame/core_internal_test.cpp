@@ -67,59 +67,6 @@ TEST(Core, ReductionsAllocateBeyondTheStack) {
   EXPECT_EQ(core.frees, 0);
 }
 
-// An operation that goes parallel from one size on, at 1, 2 and 3 threads; with fewer than leastThreads never.
-template <class... A>
-void expectParallelFrom(const char* name, QorStatus (*operation)(A...), QoriSize below, QoriSize from,
-                        int leastThreads = 1) {
-  for (const int threads : {1, 2, 3}) {
-    setCase("%s, %d threads", name, threads);
-    ThreadCount count(threads);
-    EXPECT_EQ(regionsOf(operation, below), 0) << currentCase();
-    EXPECT_EQ(regionsOf(operation, from), threads >= leastThreads ? 1 : 0) << currentCase();
-  }
-}
-
-template <class... A>
-void expectAlwaysParallel(const char* name, QorStatus (*operation)(A...)) {
-  ThreadCount count(3);
-  EXPECT_EQ(regionsOf(operation, {1, 1}), 1) << name;
-}
-
-QorStatus sqrtOf(const Qor32f* s, Qor32f* d, QoriSize r) { return qor::qorsSqrt_32f(s, d, r.width); }
-QorStatus magnitudeOf(const Qor32f* x, const Qor32f* y, Qor32f* d, QoriSize r) {
-  return qor::qorsMagnitude_32f(x, y, d, r.width);
-}
-QorStatus scaledMagnitudeOf(const Qor16s* x, const Qor16s* y, Qor16s* d, QoriSize r) {
-  return qor::qorsMagnitude_16s_Sfs(x, y, d, r.width, 0);
-}
-QorStatus greaterThan(const Qor16u* s, int ss, Qor16u* d, int ds, QoriSize r) {
-  return qor::qoriThreshold_GTVal_16u_C1R(s, ss, d, ds, r, 1, 2);
-}
-
-TEST(Parallel, Thresholds) {
-  constexpr QoriSize below{0x3ffff, 1}, from{512, 512};
-  expectParallelFrom(QORTEST_NAMED(qoriAbsDiff_8u_C1R), below, from);
-  expectParallelFrom(QORTEST_NAMED(qoriAbsDiff_16u_C1R), below, from);
-  expectParallelFrom(QORTEST_NAMED(qoriAbsDiff_32f_C1R), below, from);
-  expectParallelFrom(QORTEST_NAMED(qoriAbsDiffC_8u_C1R), below, from);
-  expectParallelFrom(QORTEST_NAMED(qoriAbsDiffC_16u_C1R), below, from);
-  expectParallelFrom(QORTEST_NAMED(qoriAbsDiffC_32f_C1R), below, from);
-  // Three samples a pixel count.
-  expectParallelFrom(QORTEST_NAMED(qoriAbsDiff_8u_C3R), {87381, 1}, {87382, 1});
-
-  expectParallelFrom(QORTEST_NAMED(qor::qoriSub_16s_C1RSfs), {250, 5}, {251, 5});
-  expectParallelFrom(QORTEST_NAMED(qor::qoriSub_16u_C1RSfs), {5, 250}, {5, 251});
-  expectParallelFrom(QORTEST_NAMED(qor::qoriSub_32f_C1R), {254, 1}, {255, 1});
-  expectAlwaysParallel(QORTEST_NAMED(qor::qoriSub_8u_C1RSfs));
-  expectAlwaysParallel(QORTEST_NAMED(qor::qoriMulC_16s_C1RSfs));
-  expectAlwaysParallel(QORTEST_NAMED(qor::qoriMulC_32f_C1R));
-  expectParallelFrom(QORTEST_NAMED(greaterThan), {191, 192}, {192, 192}, 2);
-  expectParallelFrom(QORTEST_NAMED(greaterThan), {192, 191}, {192, 192}, 2);
-  expectParallelFrom(QORTEST_NAMED(sqrtOf), {4095, 1}, {4096, 1}, 2);
-  expectParallelFrom(QORTEST_NAMED(magnitudeOf), {4095, 1}, {4096, 1}, 2);
-  expectParallelFrom(QORTEST_NAMED(scaledMagnitudeOf), {4095, 1}, {4096, 1}, 2);
-}
-
 TEST(Parallel, TeamsAreAsLargeAsTheThreadCount) {
   ThreadCount count(5);
   StandIn core;

@@ -25,7 +25,7 @@ void expectEach(Call& c, F f) {
 }
 
 const char* const noSteps = "null | size";  // an image may be read from its last row upwards
-const char* const positiveSteps = "null | size | least . StepErr 1";
+const char* const positiveSteps = "null | size | positive . StepErr";
 
 // By a region of such a width and height, or of any.
 auto fromSum(int least) {
@@ -158,29 +158,32 @@ const Descriptions thresholds([](Descriptions& d) {
     const bool greater = c.has('k') && c.number('k') == qorCmpGreater;
     expectEach<Qor32f, Qor32f>(c, [=](Qor32f v) { return (greater ? v > t : v < t) ? t : v; });
   };
-  d.add(NAMED(qoriThreshold_32f_C1R), "S.d.zkt",
-        {.checks = "null | size | least . StepErr 1 | one k NotSupportedModeErr", .values = values, .expect = bounded});
+  d.add(
+      NAMED(qoriThreshold_32f_C1R), "S.d.zkt",
+      {.checks = "null | size | positive . StepErr | one k NotSupportedModeErr", .values = values, .expect = bounded});
   d.add(NAMED(qoriThreshold_LT_32f_C1R), "S.d.zt", {.checks = positiveSteps, .values = values, .expect = bounded});
-#define VAL(name, T, roles, checks_)                                                                               \
-  d.add(NAMED(name), roles,                                                                                        \
-        {.checks = checks_,                                                                                        \
-         .values = {{'k', {qorCmpLess, qorCmpGreater}},                                                            \
-                    {'t',                                                                                          \
-                     {1, 0, 2, std::numeric_limits<T>::max() / 2 + 1, std::numeric_limits<T>::max() - 1,           \
-                      std::numeric_limits<T>::max()}},                                                             \
-                    {'e', {7}}},                                                                                   \
-         .expect =                                                                                                 \
-             [](Call& c) {                                                                                         \
-               const T t = c.at<T>('t'), value = c.at<T>('e');                                                     \
-               const bool less = c.has('k') && c.number('k') == qorCmpLess;                                        \
-               expectEach<T, T>(c, [=](T v) { return (less ? v < t : v > t) ? value : v; });                       \
-             },                                                                                                    \
-         .teamOf = [](const Arguments& a, int threads,                                                             \
-                      int) { return threads > 1 && a.size().width * a.size().height >= 192 * 192 ? threads : 0; }, \
-         .teamSizes = {{191, 192}, {192, 192}, {192, 191}},                                                        \
+#define VAL(name, T, roles, checks_)                                                                                 \
+  d.add(NAMED(name), roles,                                                                                          \
+        {.checks = checks_,                                                                                          \
+         .values = {{'k', {qorCmpLess, qorCmpGreater}},                                                              \
+                    {'t',                                                                                            \
+                     {1, 0, 2, std::numeric_limits<T>::max() / 2 + 1, std::numeric_limits<T>::max() - 1,             \
+                      std::numeric_limits<T>::max()}},                                                               \
+                    {'e', {7}}},                                                                                     \
+         .expect =                                                                                                   \
+             [](Call& c) {                                                                                           \
+               const T t = c.at<T>('t'), value = c.at<T>('e');                                                       \
+               const bool less = c.has('k') && c.number('k') == qorCmpLess;                                          \
+               expectEach<T, T>(c, [=](T v) { return (less ? v < t : v > t) ? value : v; });                         \
+             },                                                                                                      \
+         .teamOf =                                                                                                   \
+             [](const Arguments& a, int threads, int) {                                                              \
+               return sizeof(T) > 1 && threads > 1 && a.size().width >= 192 && a.size().height >= 192 ? threads : 0; \
+             },                                                                                                      \
+         .teamSizes = {{191, 192}, {192, 192}, {192, 191}},                                                          \
          .sweep = {.thresholds = {{191, 192}, {192, 192}, {20000, 2}}, .repeats = 2}});
-  VAL(qoriThreshold_Val_8u_C1R, Qor8u, "S.d.ztek", "one k NotSupportedModeErr | null | size | least . StepErr 1")
-  VAL(qoriThreshold_Val_16u_C1R, Qor16u, "S.d.ztek", "one k NotSupportedModeErr | null | size | least . StepErr 1")
+  VAL(qoriThreshold_Val_8u_C1R, Qor8u, "S.d.ztek", "one k NotSupportedModeErr | null | size | positive . StepErr")
+  VAL(qoriThreshold_Val_16u_C1R, Qor16u, "S.d.ztek", "one k NotSupportedModeErr | null | size | positive . StepErr")
   VAL(qoriThreshold_GTVal_8u_C1R, Qor8u, "S.d.zte", positiveSteps)
   VAL(qoriThreshold_GTVal_16u_C1R, Qor16u, "S.d.zte", positiveSteps)
 });

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "qorcore.h"
+#include "support/stand_in.h"
 #include "support/support.h"
 
 namespace {
@@ -73,23 +74,17 @@ QorStatus invert(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriS
   return qorStsNoErr;
 }
 
-template <Fault fault>
-void invertCase(Case& c, Layout output) {
-  auto src = c.image<Qor8u>();
-  GuardedImage<Qor8u> fresh(c.size, output);
-  auto& dst = c.variant == 0 ? fresh : src;
-  Image<Qor8u> want = src.pixels();
+void expectInverted(Call& c) {
+  Image<Qor8u> want = c.before<Qor8u>('s');
   for (Qor8u& v : want.samples) v = static_cast<Qor8u>(255 - v);
-  protectSources(dst, src);
-  EXPECT_EQ(invert<fault>(src.data(), src.step(), dst.data(), dst.step(), c.size), qorStsNoErr);
-  expectSame(dst, want);
+  c.expect('d', want);
 }
 
-// With room around the output, so that canaries and not pages have to find a stray write.
 template <Fault fault>
 void sweepInvert() {
-  sweep("invert", {.widths = {16, 17, 33}, .thresholds = {{64, 64}}, .variants = 2},
-        [](Case& c) { invertCase<fault>(c, {.gap = 5, .offset = 16}); });
+  runSweep({operation("invert", invert<fault>),
+            "S.d.z",
+            {.expect = expectInverted, .sweep = {.widths = {16, 17, 33}, .thresholds = {{64, 64}}}}});
 }
 
 TEST(Support, PassesAnOperationWithoutFault) { sweepInvert<Fault::None>(); }
@@ -98,15 +93,8 @@ TEST(SupportDeathTest, SeesAccessesBeyondTheImage) {
   EXPECT_DEATH(sweepInvert<Fault::ReadPastEnd>(), "SeesAccessesBeyond.*case: invert 16x1, .*seed: QORCV_TEST_SEED");
   EXPECT_DEATH(sweepInvert<Fault::ReadBeforeStart>(), "case: invert .*guard before");
   EXPECT_DEATH(sweepInvert<Fault::WriteToSource>(), "case: invert ");
-  const auto direct = [](Guard guard, auto faulty) {
-    Case c({17, 1}, 1, guard);
-    faulty(c, Layout{.guard = guard});
-  };
-  EXPECT_DEATH(direct(Guard::After, invertCase<Fault::WriteIntoGap>), "crashed in test");
-  EXPECT_DEATH(direct(Guard::Before, invertCase<Fault::WriteBeforeStart>), "crashed in test");
-}
-
-TEST(SupportDeathTest, SeesAnAlignedStoreToAnOddAddress) {
+  EXPECT_DEATH(sweepInvert<Fault::WriteIntoGap>(), "case: invert ");
+  EXPECT_DEATH(sweepInvert<Fault::WriteBeforeStart>(), "case: invert ");
   EXPECT_DEATH(sweepInvert<Fault::AlignedStore>(), "case: invert ");
 }
 
@@ -119,16 +107,14 @@ TEST(SupportDeathTest, SeesReadsOfGaps) {
 #endif
 
 TEST(Support, SeesWritesIntoGaps) {
-  const std::string gap = failuresOf([] {
-    Case c({20, 3});
-    invertCase<Fault::WriteIntoGap>(c, {.gap = 5, .offset = 16});
-  });
-  EXPECT_TRUE(contains(gap, "byte 0 behind the end of row 0 (now 0x00), 3 bytes in all")) << gap;
-  const std::string before = failuresOf([] {
-    Case c({20, 1});
-    invertCase<Fault::WriteBeforeStart>(c, {.gap = 5, .offset = 16});
-  });
-  EXPECT_TRUE(contains(before, "byte 1 before the first row")) << before;
+  const auto stray = [](ptrdiff_t at) {
+    return failuresOf([=] {
+      const GuardedImage<Qor8u> image({20, 3}, {.gap = 5, .offset = 16});
+      image.data()[at] ^= 1;
+    });
+  };
+  EXPECT_TRUE(contains(stray(20), "byte 0 behind the end of row 0")) << stray(20);
+  EXPECT_TRUE(contains(stray(-1), "byte 1 before the first row, 1 bytes") || contains(stray(-1), "byte 1 before"));
 }
 
 TEST(Support, SeesWrongResults) {
@@ -140,12 +126,9 @@ TEST(Support, SeesWrongResults) {
   EXPECT_TRUE(contains(threads, "invert 64x64") && contains(threads, " 7 threads")) << threads;
   EXPECT_FALSE(contains(threads, " 1 threads")) << threads;
 
-  const std::string column = failuresOf([] {
-    Case c({5, 2});
-    invertCase<Fault::NoLastColumn>(c, {});
-  });
-  EXPECT_TRUE(contains(column, "2 of 10")) << column;
-  EXPECT_TRUE(contains(column, "at x 4, y 0, channel 0: got ")) << column;
+  const std::string column = failuresOf(sweepInvert<Fault::NoLastColumn>);
+  EXPECT_TRUE(contains(column, "2 of 34")) << column;
+  EXPECT_TRUE(contains(column, "at x 16, y 0, channel 0: got ")) << column;
 }
 
 TEST(Support, EveryVariantMeetsEveryWidthAndGuard) {
@@ -202,41 +185,6 @@ TEST(Support, MarginsAreReadableAndKept) {
   image.keepMargins();
 }
 
-TEST(Support, OutputsStartAsJunk) {
-  GuardedImage<Qor64f> image({5, 2}, {.channels = 3, .gap = 1});
-  for (const Qor64f v : image.pixels().samples) EXPECT_TRUE(isnan(v));
-}
-
-TEST(Support, ComparesFloatsByValue) {
-  const float nan = NAN, otherNan = -NAN, inf = INFINITY;
-  EXPECT_TRUE(same(nan, otherNan) && same(inf, inf) && same(0.0F, -0.0F));
-  EXPECT_FALSE(same(inf, -inf) || same(nan, inf) || same(1.0F, nan) || same(1.0F, nextafterf(1, 2)));
-  EXPECT_FALSE(same(0.0F, -0.0F, Equal::SignedZeros) || same(nan, otherNan, Equal::Bits));
-  Image<Qor32f> want({2, 1});
-  GuardedImage<Qor32f> got({2, 1});
-  got.at(0, 0) = 0.5F, got.at(1, 0) = -0.0F;
-  EXPECT_TRUE(contains(failuresOf([&] { expectSame(got, want); }), "1 of 2 samples"));
-  EXPECT_TRUE(contains(failuresOf([&] { expectSame(got, want, Equal::SignedZeros); }), "2 of 2 samples"));
-  EXPECT_TRUE(contains(failuresOf([&] { expectNear(got, want, 0.25, "half"); }), "1 of 2 samples"));
-  expectNear(got, want, 0.5, "the bound belongs to it");
-}
-
-TEST(Support, DataReachesTheEnds) {
-  std::set<Qor16s> top;
-  int nans = 0, infinities = 0, negativeZeros = 0;
-  Maker<Qor16s> nearTop(Data::NearTop, 1);
-  Maker<Qor32f> special(Data::Special, 1);
-  for (int i = 0; i < 1000; ++i) {
-    top.insert(nearTop(i, 0, 0));
-    const Qor32f v = special(i, 0, 0);
-    nans += isnan(v);
-    infinities += isinf(v);
-    negativeZeros += v == 0 && signbit(v);
-  }
-  EXPECT_EQ(top, std::set<Qor16s>({32767, 32766, 32765, 32764}));
-  EXPECT_TRUE(nans > 0 && infinities > 0 && negativeZeros > 0);
-}
-
 // An operation with most kinds of arguments and its checks in one odd order, and ways to get them wrong.
 enum class Wrong {
   Nothing,
@@ -279,55 +227,107 @@ QorStatus masked(const Qor16u* pSrc, int srcStep, const Qor8u* pMask, int maskSt
   return qorStsNoErr;
 }
 
-void describe(const char* name,
-              QorStatus (*operation)(const Qor16u*, int, const Qor8u*, int, QoriSize, int, Qor64f*, QoriRect, Qor32f),
-              bool complete = true) {
-  Contract c(name, operation);
-  QORTEST_ARGUMENTS(c, pSrc, srcStep, pMask, maskStep, roi, coi, pMean, rect, sigma);
-  c.null(pSrc, pMask);
-  c.size(roi);
-  c.step(3 * sizeof(Qor16u), srcStep);
-  c.even(sizeof(Qor16u), srcStep);
-  c.step([&] { return ptrdiff_t{c[roi].width}; }, maskStep);
-  c.oneOf(coi, qorStsCOIErr, 1, 2, 3);
-  c.range(rect, qorStsBadArgErr, 0, INT_MAX, &QoriRect::x);
-  c.atLeast(rect, qorStsBadArgErr, 1, &QoriRect::width);
-  c.set(rect, {0, 0, 2, 2});
-  c.atLeast(sigma, qorStsRangeErr, 0.0F);
-  if (complete) c.optional(pMean);
-  if (!complete)
+void ownCheck(DescribedContract& c, int which) {
+  QoriRect& rect = c.now.at<QoriRect>('x');
+  if (which == 1)
+    c.check(
+        "rect", qorStsBadArgErr, [&] { return rect.x < 0 || rect.width < 1; }, [&] { rect.x = -1; },
+        [&] { rect.width = 0; });
+  else
     c.check(
         "never", qorStsErr, [] { return false; }, [] {});
-  c.run();
 }
 
-TEST(Support, ContractPassesTheRightOperation) { describe(QORTEST_NAMED(masked<Wrong::Nothing>)); }
+template <Wrong wrong>
+void describe(const char* more = "") {
+  const auto draw = [](Call& c) { c.at<QoriRect>('x') = {0, 0, 2, 2}; };
+  runContract(
+      {operation("masked_C3", masked<wrong>),
+       "s.m.zcRxf",
+       {.checks = std::string("null | size | step s | even s | step m | coi | own 1 | least f RangeErr 0") + more,
+        .draw = draw,
+        .own = ownCheck}});
+}
+
+TEST(Support, ContractPassesTheRightOperation) { describe<Wrong::Nothing>(); }
 
 TEST(Support, ContractSeesWrongChecks) {
-  const auto expectSeen = [](auto operation, const char* part) {
-    const std::string text = failuresOf([&] { describe("masked", operation); });
+  const auto expectSeen = [](void (*run)(const char*), const char* part) {
+    const std::string text = failuresOf([=] { run(""); });
     EXPECT_TRUE(contains(text, part)) << text;
   };
-  expectSeen(masked<Wrong::StepBeforeSize>, "status -14 instead of -6");
-  expectSeen(masked<Wrong::EvenBehindMaskStep>, "status -14 instead of -108");
-  expectSeen(masked<Wrong::CoiFirst>, "status -52 instead of -8");
-  expectSeen(masked<Wrong::StepWraps>, "instead of -14");
-  expectSeen(masked<Wrong::RefusesLeastStep>, "status -14 instead of 0 for accepted: srcStep the least");
-  expectSeen(masked<Wrong::RefusesNullMean>, "status -8 instead of 0 for accepted: pMean null");
+  expectSeen(describe<Wrong::StepBeforeSize>, "status -14 instead of -6");
+  expectSeen(describe<Wrong::EvenBehindMaskStep>, "status -14 instead of -108");
+  expectSeen(describe<Wrong::CoiFirst>, "status -52 instead of -8");
+  expectSeen(describe<Wrong::StepWraps>, "instead of -14");
+  expectSeen(describe<Wrong::RefusesLeastStep>, "status -14 instead of 0 for accepted: step of s the least");
+  expectSeen(describe<Wrong::RefusesNullMean>, "status -8 instead of 0 for accepted: r null");
 }
 
 TEST(Support, ContractSeesItsOwnGaps) {
-  const std::string text = failuresOf([] { describe("masked", masked<Wrong::Nothing>, false); });
-  EXPECT_TRUE(contains(text, "nothing is said of pMean")) << text;
+  const std::string text = failuresOf([] { describe<Wrong::Nothing>(" | own 2"); });
   EXPECT_TRUE(contains(text, "no violation reaches the check never alone")) << text;
+  EXPECT_TRUE(contains(failuresOf([] { describe<Wrong::Nothing>(" | nul s"); }), "no check \" nul s\""));
 }
 
 TEST(SupportDeathTest, ContractSeesAccessesOnErrorPaths) {
-  EXPECT_DEATH(describe("masked", masked<Wrong::WritesBeforeCoi>), "case: masked\\(.*coi");
-  EXPECT_DEATH(describe("masked", masked<Wrong::ReadsBeforeSize>), "case: masked\\(.*roi");
+  EXPECT_DEATH(describe<Wrong::WritesBeforeCoi>(), "case: masked_C3\\(.* c");
+  EXPECT_DEATH(describe<Wrong::ReadsBeforeSize>(), "case: masked_C3\\(.*z");
   // Taken for legal, the operation goes on to its pixels.
-  EXPECT_DEATH(describe("masked", masked<Wrong::NoHeight>), "case: masked\\(.*roi");
-  EXPECT_DEATH(describe("masked", masked<Wrong::CoiFromByte>), "case: masked\\(.*coi");
+  EXPECT_DEATH(describe<Wrong::NoHeight>(), "case: masked_C3\\(.*z");
+  EXPECT_DEATH(describe<Wrong::CoiFromByte>(), "case: masked_C3\\(.* c");
+}
+
+// ---- what a description is for: scratch, threads, memory, teams
+
+// Fills the destination with the number of rows that its band begins at; two bytes of scratch a column.
+enum class Misuse { None, ScratchBehind, BandsShow, Leaks, TeamSooner };
+
+QorStatus scratchSize(QoriSize roi, int* bytes) {
+  *bytes = 2 * roi.width;
+  return qorStsNoErr;
+}
+
+template <Misuse misuse>
+[[gnu::no_sanitize("address")]] QorStatus paint(Qor8u* pDst, int dstStep, QoriSize roi, Qor8u* pBuffer) {
+  if (pDst == nullptr || pBuffer == nullptr) return qorStsNullPtrErr;
+  if (roi.width < 1 || roi.height < 1) return qorStsSizeErr;
+  void* const block = qorMalloc(100);
+  if (block == nullptr) return qorStsMemAllocErr;
+  if (misuse != Misuse::Leaks) qorFree(block);
+  for (int i = 0; i < 2 * roi.width + (misuse == Misuse::ScratchBehind); ++i) pBuffer[i] = 1;
+  const int value = misuse == Misuse::BandsShow ? ownGetNumThreads() : 1;
+  const bool isShared = int64_t{roi.width} * roi.height >= (misuse == Misuse::TeamSooner ? 999 : 1000);
+  const auto rows = [=](int first, int end) {
+    for (int y = first; y < end; ++y)
+      for (int x = 0; x < roi.width; ++x) pDst[ptrdiff_t{y} * dstStep + x] = static_cast<Qor8u>(value);
+  };
+  if (isShared) openRegion(ownGetNumThreads());
+  rows(0, roi.height);
+  return qorStsNoErr;
+}
+
+template <Misuse misuse>
+std::string failuresOfPaint(void (*run)(const Description&)) {
+  return failuresOf([=] {
+    run({operation("paint", paint<misuse>),
+         "d.zw",
+         {.checks = "null | size",
+          .scratch = reported(scratchSize),
+          .team = from(1000),
+          .sweep = {.widths = {3, 40}}}});
+  });
+}
+
+TEST(Support, DescriptionsSeeMisuse) {
+  for (const auto run : {runSweep, runTeam, runMemory, runContract}) EXPECT_EQ(failuresOfPaint<Misuse::None>(run), "");
+  EXPECT_TRUE(contains(failuresOfPaint<Misuse::BandsShow>(runSweep), "with one thread"));
+  EXPECT_TRUE(contains(failuresOfPaint<Misuse::Leaks>(runMemory), "not given back"));
+  EXPECT_TRUE(contains(failuresOfPaint<Misuse::TeamSooner>(runTeam), "paint 999x1"));
+}
+
+TEST(SupportDeathTest, DescriptionsSeeMisuse) {
+  EXPECT_DEATH(failuresOfPaint<Misuse::ScratchBehind>(runSweep), "case: paint 3x");
 }
 
 }  // namespace

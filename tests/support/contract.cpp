@@ -14,15 +14,6 @@ std::string equals(int value) { return " = " + std::to_string(value); }
 
 }  // namespace
 
-// Names as the preprocessor spells a list: separated by a comma and a blank.
-void ContractEngine::setNames(std::string names) {
-  for (Argument& argument : arguments_) {
-    const size_t end = std::min(names.find(", "), names.size());
-    argument.name = names.substr(0, end);
-    names.erase(0, end + 2);
-  }
-}
-
 ContractEngine::Argument& ContractEngine::line(size_t position) {
   arguments_[position].hasLine = true;
   return arguments_[position];
@@ -130,16 +121,6 @@ void ContractEngine::addStep(size_t position, QorStatus status, std::function<pt
   // Room above the minimum, so that a violated multiple does not violate the minimum.
   constexpr ptrdiff_t room = 64;
   stepSetters_.push_back([=] { setTo((minimum() + 2 * room - 1) / room * room); });
-}
-
-void ContractEngine::addPixelStep(size_t position, QorStatus status, ptrdiff_t pixelBytes) {
-  for (const Argument& argument : arguments_) {
-    if (argument.kind != Argument::Size) continue;
-    const QoriSize* const size = static_cast<const QoriSize*>(argument.present);
-    addStep(position, status, [=] { return size->width * pixelBytes; });
-    return;
-  }
-  ADD_FAILURE() << name_ << ": no size to take a step's minimum from";
 }
 
 void ContractEngine::addEven(size_t position, QorStatus status, int sampleBytes) {
@@ -283,7 +264,6 @@ void ContractEngine::driveAccepted() {
 }
 
 void ContractEngine::drive() {
-  for (const Argument& a : arguments_) EXPECT_TRUE(a.hasLine) << name_ << ": nothing is said of " << a.name;
   decidedAlone_.assign(checks_.size(), false);
   hooks_.setBase();
   setSteps();
@@ -294,7 +274,7 @@ void ContractEngine::drive() {
   driveAllRefused();
   for (size_t i = 0; i < checks_.size(); ++i)
     EXPECT_TRUE(decidedAlone_[i]) << name_ << ": no violation reaches the check " << checks_[i].label << " alone";
-  if (acceptedToo_) driveAccepted();
+  driveAccepted();
 }
 
 }  // namespace qortest

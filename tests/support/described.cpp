@@ -28,7 +28,7 @@ QoriSize toSize(const Shape& shape) { return {static_cast<int>(shape.width), sta
 
 // Shared by all calls without pixels: zeros, one block for each position.
 void* zeroMemory(size_t position, int64_t needed) {
-  constexpr size_t places = 16, bytes = size_t{1} << 28;
+  constexpr size_t places = 16, bytes = size_t{1} << 29;
   static void* blocks[places] = {};
   void*& block = blocks[position];
   if (block == nullptr) block = calloc(bytes, 1);
@@ -87,7 +87,7 @@ Description::Description(Operation op, const char* roleLetters, Traits itsTraits
 
 char Description::role(size_t i) const {
   const char c = roles[i];
-  return c == 'S' ? 's' : c == 'R' ? 'r' : c;
+  return isOneOf(c, "SRD") ? static_cast<char>(tolower(c)) : c;
 }
 
 int Description::which(size_t position) const {
@@ -278,6 +278,10 @@ void Call::shareImage() {
 
 void Call::makeImage(size_t i, Pixels pixels) {
   const Parameter& p = description.operation.parameters[i];
+  if (twin != nullptr ? twin->images_[i] == nullptr : description.mayBeNull(i) && !c.usual && c.random.oneIn(2)) {
+    slots[i + 1].as<int>() = -1;
+    return;
+  }
   Shape s = shape(i);
   if (description.isBits(i)) {
     // A row of bits takes whole bytes: those that hold its pixels and margins, seen from the first pixel's byte.

@@ -15,19 +15,22 @@
 //   Memory    every allocation failed once: the status is qorStsMemAllocErr or a success, nothing leaks
 // and its part of the fuzzer (tests/fuzz).
 //
-// Roles, one letter a parameter. Images: s source, m mask (one channel), i read and written, d destination, S source
-// that may also be the destination, l list of the addresses of rows; a step (.) and a bit offset (o, 1u) behind them.
-// z region or length, c channel of interest, b border, v border value (one or a pointer to one a channel), p seed point
-// in the region, w scratch, r result, R result that may be null, q record to be made (not compared, as it may hold
-// addresses), a address of the pointer to one that is allocated (untouched when memory is short). Results and records
-// have as many elements as their shape says, 1 if nothing. Every other letter is the family's: a number among `values`,
-// or what `draw` sets. Channels are those of the name: C3, C3C1, C1M.
+// Roles, one letter a parameter. Images: s source, m mask (one channel), i read and written, d destination, D one
+// that may be null, S source that may also be the destination, l list of the addresses of rows; a step (.) and a bit
+// offset (o, 1u) behind them. z region or length, c channel of interest, b border, v border value (one or a pointer to
+// one a channel), p seed point in the region, w scratch, r result, R result that may be null, q record to be made (not
+// compared, as it may hold addresses), a address of the pointer to one that is allocated (untouched when memory is
+// short). Results and records have as many elements as their shape says, 1 if nothing. Every other letter is the
+// family's: a number among `values`, or what `draw` sets. Channels are those of the name: C3, C3C1, C1M.
 //
 // Checks, in their order: "null | size | step | even | step m | coi" unless said otherwise. Each may name roles, s2
 // being the second s (default: all that the check may concern, masks have their own step), and a status:
 //   null [roles]   size [role]   step [roles[:bytes a pixel]]   even [roles]   coi   inside p   rows l
-//   one b BorderErr: one of `values`      not n BadArgErr 0      least k SizeErr 1      range a AnchorErr 0 4      own
-//   1: traits.own(contract, 1)
+//   one b BorderErr       only the `values` are accepted        not n BadArgErr 0     all but 0
+//   least k SizeErr 1     from 1 on, which is tried             range a AnchorErr 0 4
+//   positive .2 StepErr   from 1 on                             odd k BadArgErr 3     odd from 3 on
+//   border b BorderErr 240 0 1 6   rules 0, 1 and 6, with flags among 240
+//   own 1                 traits.own(contract, 1), for all that these words do not tell
 #pragma once
 
 #include <functional>
@@ -117,7 +120,7 @@ struct Description {
   bool isImage(size_t position) const;
   bool hasStep(size_t position) const;
   bool isBits(size_t position) const;
-  bool mayBeNull(size_t position) const { return roles[position] == 'R'; }
+  bool mayBeNull(size_t position) const { return roles[position] == 'R' || roles[position] == 'D'; }
   std::string nameOf(size_t position) const;
   const std::vector<double>* valuesOf(char role) const;
 };

@@ -236,11 +236,20 @@ void DescribedContract::parse(const std::string& text) {
   } else if (verbIs("one")) {
     const Words w(text, qorStsBadArgErr);
     const std::vector<double>& values = *d.valuesOf(w.roles[0]);
-    allow(argument(w.roles[0]), w.status, {values.begin(), values.end()});
+    for (const size_t i : positions(w.roles, [](size_t, char) { return false; }))
+      allow(i, w.status, {values.begin(), values.end()});
   } else if (verbIs("not")) {
     const Words w(text, qorStsBadArgErr);
     refuse(
         w.roles[0], w.status, [refused = w.numbers[0]](int value) { return value == refused; }, w.numbers);
+  } else if (verbIs("positive")) {
+    const Words w(text, qorStsSizeErr);
+    for (const size_t i : positions(w.roles, [](size_t, char) { return false; })) {
+      int* const number = &now.slots[i].as<int>();
+      line(i);
+      refuse(
+          d.nameOf(i), [=] { return number; }, w.status, [](int value) { return value < 1; }, {0, -1, INT_MIN});
+    }
   } else if (verbIs("odd")) {
     const Words w(text, qorStsSizeErr);
     const int least = w.numbers[0];
@@ -282,6 +291,7 @@ void DescribedContract::parse(const std::string& text) {
 }
 
 void DescribedContract::allow(size_t i, QorStatus status, const std::vector<int>& legal) {
+  line(i);
   addOneOf(i, status, legal);
   for (const int value : legal) accept(i, value);
 }

@@ -18,16 +18,6 @@ void increment(int& count) { __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED); }
 StandIn::StandIn() : outer_(current) { current = this; }
 StandIn::~StandIn() { current = outer_; }
 
-void* RegionCounter::memory(int index) const {
-  // Zeros for the largest region that the tests ask for, made once.
-  static void* blocks[8] = {};
-  constexpr size_t bytes = size_t{largestPixel} * 0x40000 * 8;
-  void*& block = blocks[index];
-  if (block == nullptr) block = calloc(bytes, 1);
-  EXPECT_LE(static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height) * largestPixel, bytes);
-  return block;
-}
-
 }  // namespace qortest
 
 using qortest::current;
@@ -93,3 +83,11 @@ void GOMP_parallel(void (*work)(void*), void* data, unsigned team, unsigned flag
 
 }  // extern "C"
 #pragma GCC visibility pop
+
+namespace qortest {
+
+void openRegion(int threads) {
+  GOMP_parallel([](void*) {}, nullptr, static_cast<unsigned>(threads), 0);
+}
+
+}  // namespace qortest
