@@ -12,8 +12,8 @@ struct Color {
   T channels[3];
 };
 template <class T>
-Triple<T> load(const Color<T>* pixels) {
-  return Triple<T>(pixels->channels);
+const T* samples(const Color<T>* pixels) {
+  return pixels->channels;
 }
 
 // The same of all three vectors of a triple.
@@ -23,39 +23,34 @@ Triple<T> mapped(Triple<T> t, const Map& map) {
   return t;
 }
 
-// Four pixels of bytes in each 16 bytes: the numbers of their samples in a vector of 12 bytes, or in the last 12 of 16.
-// The sixteen pixels of a triple's 48 bytes are four of these.
-struct Fours {
-  V8u all[4];
-
-  explicit Fours(const Triple<Qor8u>& t) : all{t.a, slide<12>(t.a, t.b), slide<8>(t.b, t.c), t.c} {}
-
-  // fn(pixels, offset of their first sample), one after the other.
-  template <class Fn>
-  auto map(const Fn& fn) const {
-    using R = decltype(fn(all[0], std::integral_constant<int, 0>()));
-    struct {
-      R v[4];
-    } results{{fn(all[0], std::integral_constant<int, 0>()), fn(all[1], std::integral_constant<int, 0>()),
-               fn(all[2], std::integral_constant<int, 0>()), fn(all[3], std::integral_constant<int, 4>())}};
-    return results;
-  }
-};
+// Sixteen pixels of bytes, four of them in each 16 bytes. fn(pixels, number of their first sample) is called for each.
+template <class Fn>
+QOR_FORCE_INLINE auto byFours(const Color<Qor8u>* pixels, const Fn& fn) {
+  const Qor8u* const p = samples(pixels);
+  const std::integral_constant<int, 0> first{};
+  const std::integral_constant<int, 4> behindFour{};  // the last four end with the block
+  struct {
+    decltype(fn(loadGroups(p), first)) v[4];
+  } results{{fn(loadGroups(p), first), fn(loadGroups(p + 12), first), fn(loadGroups(p + 24), first),
+             fn(loadGroups(p + 32), behindFour)}};
+  return results;
+}
 
 // Largest of three: the maximum with the two samples behind stands right where a pixel begins.
 struct Inf {
   template <class T>
   Block<T, 1> operator()(const Color<T>* pixels) const {
-    const Triple<T> t = load(pixels);
-    const auto largest = [](Vec<T> low, Vec<T> high) {
-      return max(max(low, slide<1>(low, high)), slide<2>(low, high));
+    constexpr int group = Short<T>::lanes;
+    const T* const p = samples(pixels);
+    const auto largest = [p](int i) {
+      return max(max(loadGroups(p + i), loadGroups(p + i + 1)), loadGroups(p + i + 2));
     };
-    Triple<T> m = t;
-    m.a = largest(t.a, t.b), m.b = largest(t.b, t.c), m.c = largest(t.c, t.c);
+    Triple<T> m(p);
+    m.a = largest(0), m.b = largest(group), m.c = max(max(m.c, slide<1>(m.c, m.c)), slide<2>(m.c, m.c));
     return {third<0>(m)};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
-    const Triple<Qor32f> s = mapped(load(pixels), [](V32f v) { return abs(v); });
+    const Triple<Qor32f> s = mapped(Triple(samples(pixels)), [](V32f v) { return abs(v); });
     return {max(max(third<0>(s), third<1>(s)), third<2>(s))};
   }
 };
@@ -63,7 +58,7 @@ struct Inf {
 struct L1 {
   // (sum * 1365 + 2048) >> 12 is (sum * 10920 + 2^14) >> 15, which is one instruction.
   Block<Qor8u, 1> operator()(const Color<Qor8u>* pixels) const {
-    const auto pairs = Fours(load(pixels)).map([](V8u v, auto at) {
+    const auto pairs = byFours(pixels, [](V8u v, auto at) {
       const V8u four = lookUp(v, bytes(at, at + 1, at + 2, -1, at + 3, at + 4, at + 5, -1, at + 6, at + 7, at + 8, -1,
                                        at + 9, at + 10, at + 11, -1));
       return multiplyAdd(four, splat(Qor8s{1}));
@@ -73,13 +68,13 @@ struct L1 {
   }
   // With the sums in 18 bits, the product stays below 2^30.
   Block<Qor16u, 1> operator()(const Color<Qor16u>* pixels) const {
-    const Triple<Qor16u> t = load(pixels);
+    const Triple<Qor16u> t = Triple(samples(pixels));
     const Split<Qor32s> a = split(third<0>(t)), b = split(third<1>(t)), c = split(third<2>(t));
     const auto mean = [](V32s sum) { return (sum * splat(Qor32s{5461}) + splat(Qor32s{8192})) >> 14; };
     return {joinToU(Split<Qor32s>{mean(a.a + b.a + c.a), mean(a.b + b.b + c.b)})};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
-    const Triple<Qor32f> s = mapped(load(pixels), [](V32f v) { return abs(v); });
+    const Triple<Qor32f> s = mapped(Triple(samples(pixels)), [](V32f v) { return abs(v); });
     return {third<0>(s) + third<1>(s) + third<2>(s)};
   }
 };
@@ -92,7 +87,7 @@ struct L1 {
 struct L2 {
   Block<Qor8u, 1> operator()(const Color<Qor8u>* pixels) const {
     // Of a pixel, a and b in the two halves of a lane, and c alone.
-    const auto roots = Fours(load(pixels)).map([](V8u v, auto at) {
+    const auto roots = byFours(pixels, [](V8u v, auto at) {
       const V16s ab = as<Qor16s>(lookUp(
           v, bytes(at, -1, at + 1, -1, at + 3, -1, at + 4, -1, at + 6, -1, at + 7, -1, at + 9, -1, at + 10, -1)));
       const V16s c =
@@ -102,12 +97,12 @@ struct L2 {
     return {packToU(packToS(roots.v[0], roots.v[1]), packToS(roots.v[2], roots.v[3]))};
   }
   Block<Qor16u, 1> operator()(const Color<Qor16u>* pixels) const {
-    const Triple<Qor16u> t = load(pixels);
+    const Triple<Qor16u> t = Triple(samples(pixels));
     const Split<Qor32s> a = split(third<0>(t)), b = split(third<1>(t)), c = split(third<2>(t));
     return {joinToU(Split<Qor32s>{roots(a.a, b.a, c.a), roots(a.b, b.b, c.b)})};
   }
   Block<Qor32f, 1> operator()(const Color<Qor32f>* pixels) const {
-    const Triple<Qor32f> squares = mapped(load(pixels), [](V32f v) { return v * v; });
+    const Triple<Qor32f> squares = mapped(Triple(samples(pixels)), [](V32f v) { return v * v; });
     return {sqrt(third<0>(squares) + third<1>(squares) + third<2>(squares))};
   }
 

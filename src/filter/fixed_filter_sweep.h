@@ -29,6 +29,14 @@ struct State {
 template <class S>
 using BesideRow = Beside<S, mostReach>;
 
+// The same address. The compiler must move it by itself: addresses that were just written one by one and are read two
+// at a time make the processor wait.
+template <class T>
+QOR_FORCE_INLINE T* alone(T* p) {
+  asm("" : "+r"(p));
+  return p;
+}
+
 // Calls stretch(from, first, n) for stretches of n columns, in order: from[j] is column `first` of row j, in the image
 // or in a copy of its ends. Stretches are whole blocks, so that the last may go on behind the row.
 template <int block, int reach, int count, class S, class Stretch>
@@ -126,8 +134,8 @@ struct Loops {
     D* to[count];
     M* rows[K - 1];
     const ptrdiff_t plane = state.plane;
-    for (int j = 0; j < count; ++j) from[j] = source[j], to[j] = dst[j];
-    for (int i = 0; i < K - 1; ++i) rows[i] = state.row[i] + x;
+    for (int j = 0; j < count; ++j) from[j] = alone(source[j]), to[j] = alone(dst[j]);
+    for (int i = 0; i < K - 1; ++i) rows[i] = alone(state.row[i] + x);
     for (ptrdiff_t i = 0; i < n; i += block) {
       V results[2][count];
       for (int half = 0; half < 2; ++half) {

@@ -100,7 +100,7 @@ class RowEnds {
 
   // beside may know of more columns; those within reach are read.
   template <int known>
-  void copy(const T* row, ptrdiff_t width, const Beside<T, known>& beside) {
+  [[gnu::noinline]] void copy(const T* row, ptrdiff_t width, const Beside<T, known>& beside) {
     static_assert(known >= reach);
     T* right = tail_ + reach;
     if (isWide(width)) {

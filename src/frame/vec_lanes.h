@@ -310,6 +310,16 @@ QOR_VEC_FN BlockOf<VecOf<T, size>, 2> zip(VecOf<T, size> a, VecOf<T, size> b) {
 
 // ---- three vectors of consecutive addresses, of which every third sample is wanted. In each 16 bytes of the three
 // stand 48 consecutive bytes, in order, so that what works within 16 bytes finds neighbours there.
+//
+// loadGroups has 16 bytes at an address and, in a wide vector, those 48 bytes behind.
+template <class T>
+QOR_VEC_FN Vec<T> loadGroups(const T* p) {
+  if constexpr (Vec<T>::bytes == 16) {
+    return load(p);
+  } else {
+    return ofShorts(load<Short<T>>(p), load<Short<T>>(p + 3 * Short<T>::lanes));
+  }
+}
 template <class T>
 struct Triple {
   Vec<T> a, b, c;
@@ -323,7 +333,8 @@ struct Triple {
       c = ofShorts(firstShort(y), lastShort(z));
     }
   }
-  QOR_VEC_FN explicit Triple(const T* p) : Triple(load(p), load(p + Vec<T>::lanes), load(p + 2 * Vec<T>::lanes)) {}
+  QOR_VEC_FN explicit Triple(const T* p)
+      : a(loadGroups(p)), b(loadGroups(p + Short<T>::lanes)), c(loadGroups(p + 2 * Short<T>::lanes)) {}
 };
 // Samples first, first + 3, ... of a triple.
 template <int first>
