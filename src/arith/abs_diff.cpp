@@ -7,17 +7,14 @@
 namespace qor::inline QOR_LEVEL {
 namespace {
 
-// Samples from which a call is shared among the team.
-constexpr Qor32s parallelArea = 0x40000;
-
-template <class T>
-constexpr int block = Vec<T>::lanes;
+// When a call is shared among the team: its pixels are the samples.
+constexpr TeamRule shared = {.pixels = 0x40000};
 
 template <class T, class... Planes, class Kernel>
 void mapPlanes(int64_t samples, int height, const Kernel& kernel, Plane<T> dst, Planes... sources) {
   const auto row = [&kernel](ptrdiff_t n, T* d, const auto*... s) { mapRow(d, n, kernel, s...); };
-  forBandsIf(area(samples, height) >= parallelArea, height,
-             [&](Band band) { forEachRow(samples, band.first, band.rows, row, dst, sources...); });
+  forTeam(teamFor(shared, {static_cast<int>(samples), height}), height,
+          [&](Band band) { forEachRow(samples, band.first, band.rows, row, dst, sources...); });
 }
 
 template <class T>

@@ -8,19 +8,12 @@
 namespace qor::inline QOR_LEVEL {
 namespace {
 
-// Pixels from which a call is shared among the team.
-constexpr Qor32s parallelArea = 0x40000;
+// When a call is shared among the team.
+constexpr TeamRule shared = {.pixels = 0x40000};
 
-// Pixels of one kernel call.
-constexpr int block = 16;
-constexpr int vectors = block / V32f::lanes;
+// A kernel call takes as many pixels as a vector has bytes: one vector of a mask, and so many of floats.
+constexpr int vectors = V8u::lanes / V32f::lanes;
 using Accumulators = Block<Qor32f, vectors>;
-
-// Four samples as floats; every sample of these types is exact.
-inline V32f floats(const Qor8u* p) { return toFloat(widenFour(load4(p))); }
-inline V32f floats(const Qor8s* p) { return toFloat(widenFour(load4(p))); }
-inline V32f floats(const Qor16u* p) { return toFloat(widenLo(load8(p))); }
-inline V32f floats(const Qor32f* p) { return load(p); }
 
 // The operations, rounded after every step. Products are products of floats also where integers would be exact: the
 // zero of 0 * -5 has a sign.
@@ -39,44 +32,44 @@ struct Blend {
   V32f operator()(V32f a, V32f s) const { return (s - a) * alpha + a; }
 };
 
-// Lanes of ones where the mask is 0.
-inline Block<Qor32f, vectors> maskedOut(const Qor8u* mask) {
-  const V8u out = load(mask) == zero<Qor8u>();
-  const V16u lo = widenMaskLo(out);
-  const V16u hi = widenMaskHi(out);
-  return {{as<Qor32f>(widenMaskLo(lo)), as<Qor32f>(widenMaskHi(lo)), as<Qor32f>(widenMaskLo(hi)),
-           as<Qor32f>(widenMaskHi(hi))}};
-}
-
 template <class Operation>
 struct Everywhere {
   Operation operation;
   template <class... S>
   QOR_FORCE_INLINE Accumulators operator()(const Qor32f* a, const S*... s) const {
     Accumulators result;
-    for (int i = 0; i < vectors; ++i) result.v[i] = operation(load(a + 4 * i), floats(s + 4 * i)...);
-    return result;
-  }
-};
-
-// What is masked out is stored back with the bits that were loaded.
-template <class Operation>
-struct WhereMasked {
-  Operation operation;
-  template <class... S>
-  QOR_FORCE_INLINE Accumulators operator()(const Qor32f* a, const Qor8u* mask, const S*... s) const {
-    const Block<Qor32f, vectors> out = maskedOut(mask);
-    Accumulators result;
     for (int i = 0; i < vectors; ++i) {
-      const V32f old = load(a + 4 * i);
-      result.v[i] = select(out.v[i], old, operation(old, floats(s + 4 * i)...));
+      const int x = i * V32f::lanes;
+      result.v[i] = operation(load(a + x), loadAs<Qor32f>(s + x)...);
     }
     return result;
   }
 };
 
+// What is masked out is stored back with the bits that were loaded. Masks are mostly made of areas: blocks that lie in
+// one need no look at the single pixels.
+template <class Operation>
+struct WhereMasked {
+  Everywhere<Operation> everywhere;
+
+  template <class... S>
+  QOR_FORCE_INLINE bool leaves(const Qor32f*, const Qor8u* mask, const S*...) const {
+    return signBits(maskedOut<Qor8u>(mask)) == allSignBits<V8u>;
+  }
+  template <class... S>
+  QOR_FORCE_INLINE Accumulators operator()(const Qor32f* a, const Qor8u* mask, const S*... s) const {
+    Accumulators result = everywhere(a, s...);
+    const V8u out = maskedOut<Qor8u>(mask);
+    if (signBits(out) == 0) return result;
+    for (int i = 0; i < vectors; ++i)
+      result.v[i] = select(spreadMask<Qor32f>(out, i), load(a + i * V32f::lanes), result.v[i]);
+    return result;
+  }
+};
+
 template <Stores stores, class Kernel, class... Planes>
-void accumulateRows(int width, int first, int rows, const Kernel& kernel, Plane<Qor32f> dst, Planes... sources) {
+[[gnu::noinline]] void accumulateRows(int width, int first, int rows, const Kernel& kernel, Plane<Qor32f> dst,
+                                      Planes... sources) {
   const auto row = [&kernel](ptrdiff_t n, Qor32f* d, const auto*... s) { mapRow<stores, 1>(d, n, kernel, s...); };
   forEachRow(width, first, rows, row, dst, sources...);
 }
@@ -85,12 +78,14 @@ void accumulateRows(int width, int first, int rows, const Kernel& kernel, Plane<
 template <int streamedBytes, class Kernel, class... Planes>
 void accumulate(QoriSize size, const Kernel& kernel, Plane<Qor32f> accumulator, Planes... sources) {
   const Plane<const Qor32f> old{accumulator.first, accumulator.step};
-  forBandsIf(area(size.width, size.height) >= parallelArea, size.height, [&](Band band) {
-    if (streamedBytes > 0 && static_cast<int64_t>(band.rows) * size.width * streamedBytes >= owncvGetCacheSize()) {
-      accumulateRows<Stores::streamed>(size.width, band.first, band.rows, kernel, accumulator, old, sources...);
-      finishStreams();
+  forTeam(teamFor(shared, size), size.height, [&](Band band) {
+    const auto rows = [&](auto stores) {
+      accumulateRows<stores()>(size.width, band.first, band.rows, kernel, accumulator, old, sources...);
+    };
+    if constexpr (streamedBytes == 0) {
+      rows(std::integral_constant<Stores, Stores::cached>());
     } else {
-      accumulateRows<Stores::cached>(size.width, band.first, band.rows, kernel, accumulator, old, sources...);
+      withStores(static_cast<int64_t>(band.rows) * size.width * streamedBytes >= owncvGetCacheSize(), rows);
     }
   });
 }
@@ -138,7 +133,7 @@ QorStatus accumulateImageMasked(const S* pSrc, int srcStep, const Qor8u* pMask, 
       nullCheck(pSrc, pMask, pSrcDst), sizeCheck(roiSize), sourceStepsCheck<S>(roiSize.width, srcStep),
       stepCheck<Qor8u>(roiSize.width, maskStep), accumulatorStepCheck<S>(roiSize.width, srcDstStep, srcStep));
   if (status != qorStsNoErr) return status;
-  accumulate<streamedBytes>(roiSize, WhereMasked<Operation>{operation}, Plane{pSrcDst, srcDstStep},
+  accumulate<streamedBytes>(roiSize, WhereMasked<Operation>{{operation}}, Plane{pSrcDst, srcDstStep},
                             Plane{pMask, maskStep}, Plane{pSrc, srcStep});
   return qorStsNoErr;
 }

@@ -1,4 +1,4 @@
-// What reductions measure: lanes over sixteen magnitudes a step. Samples of 8 bits are unsigned here; masked-out ones
+// What reductions measure: lanes over the magnitudes of a step. Samples of 8 bits are unsigned here; masked-out ones
 // are zero and count as such.
 #pragma once
 
@@ -9,15 +9,28 @@ namespace qor::inline QOR_LEVEL {
 inline Qor64s sumOfUnsigned(V32s a) { return sum(widenLo(as<Qor32u>(a)) + widenHi(as<Qor32u>(a))); }
 inline Qor64s sumOfSigned(V32s a) { return sum(widenLo(a) + widenHi(a)); }
 
-// Lanes of one row in a fixed order: pixel x stands in lane x mod 16, lanes are added four apart, then two, then one.
-inline Qor32f sum(const Pixels<Qor32f>& a) { return sum((a.v[0] + a.v[1]) + (a.v[2] + a.v[3])); }
+// ---- two measures of the same pixels
+template <class A, class B>
+struct SideBySide {
+  struct Total {
+    typename A::Total a;
+    typename B::Total b;
+  };
+  static constexpr bool perRow = A::perRow;
 
-inline void accumulate(Pixels<Qor32f>& a, const Pixels<Qor32f>& x) {
-  a = mapVectors<Qor32f>([](V32f p, V32f q) { return p + q; }, a, x);
-}
-inline Pixels<Qor32f> squared(const Pixels<Qor32f>& x) {
-  return mapVectors<Qor32f>([](V32f p) { return p * p; }, x);
-}
+  A a;
+  B b;
+
+  template <class P, class Q>
+  void add(int i, const Both<P, Q>& x) {
+    a.add(i, x.a);
+    b.add(i, x.b);
+  }
+  void drain(Total& total, int64_t steps) const {
+    a.drain(total.a, steps);
+    b.drain(total.b, steps);
+  }
+};
 
 // ---- maximum. NaN never wins: maxps returns its second operand then.
 template <class T>
@@ -25,15 +38,14 @@ struct Largest {
   using Total = Qor32f;  // holds all 16-bit values
   static constexpr bool perRow = false;
 
-  Pixels<T> top = mapVectors<T>([](Vec<T>) { return zero<T>(); }, Pixels<T>{});
+  Vec<T> top[vectorsOfStep<T>] = {};
 
-  void add(const Pixels<T>& x) {
-    top = mapVectors<T>([](Vec<T> a, Vec<T> b) { return max(a, b); }, x, top);
-  }
+  void add(int i, Vec<T> x) { top[i] = max(x, top[i]); }
   void drain(Total& total, int64_t) const {
-    T lanes[stepPixels];
-    store(lanes, top);
-    for (const T lane : lanes) total = static_cast<Qor32f>(lane) > total ? static_cast<Qor32f>(lane) : total;
+    Vec<T> all = top[0];
+    for (const Vec<T>& v : top) all = max(v, all);
+    const Qor32f highest = static_cast<Qor32f>(largest(all));
+    total = highest > total ? highest : total;
   }
 };
 
@@ -43,11 +55,26 @@ struct Sum;
 template <class T>
 struct SumOfSquares;
 
-struct MomentsTotal {
-  Qor64s sum, squares;
-};
+// Both.
 template <class T>
-struct Moments;
+struct Moments {
+  struct Total {
+    typename Sum<T>::Total sum, squares;
+  };
+  static constexpr bool perRow = Sum<T>::perRow;
+
+  Sum<T> first;
+  SumOfSquares<T> second;
+
+  void add(int i, Vec<T> x) {
+    first.add(i, x);
+    second.add(i, x);
+  }
+  void drain(Total& total, int64_t steps) const {
+    first.drain(total.sum, steps);
+    second.drain(total.squares, steps);
+  }
+};
 
 template <>
 struct Sum<Qor8u> {
@@ -56,8 +83,8 @@ struct Sum<Qor8u> {
 
   V64s sums = zero<Qor64s>();
 
-  void add(const Pixels<Qor8u>& x) { sums = sums + sumOfEights(x.v[0]); }
-  void addDistance(const Pixels<Qor8u>& x, const Pixels<Qor8u>& y) { sums = sums + distanceOfEights(x.v[0], y.v[0]); }
+  void add(int, V8u x) { sums = sums + sumOfEights(x); }
+  void addDistance(V8u x, V8u y) { sums = sums + distanceOfEights(x, y); }
   void drain(Total& total, int64_t) const { total += sum(sums); }
 };
 
@@ -68,31 +95,13 @@ struct SumOfSquares<Qor8u> {
 
   V32s even = zero<Qor32s>(), odd = zero<Qor32s>();
 
-  void add(const Pixels<Qor8u>& x) {
-    const V16s e = as<Qor16s>(x.v[0]) & splat(Qor16s{0xff});
-    const V16s o = {_mm_srli_epi16(x.v[0].v, 8)};
+  void add(int, V8u x) {
+    const V16s e = as<Qor16s>(x) & splat(Qor16s{0xff});
+    const V16s o = as<Qor16s>(as<Qor16u>(x) >> 8);
     even = even + multiplyAdd(e, e);
     odd = odd + multiplyAdd(o, o);
   }
   void drain(Total& total, int64_t) const { total += sumOfUnsigned(even) + sumOfUnsigned(odd); }
-};
-
-template <>
-struct Moments<Qor8u> {
-  using Total = MomentsTotal;
-  static constexpr bool perRow = false;
-
-  Sum<Qor8u> first;
-  SumOfSquares<Qor8u> second;
-
-  void add(const Pixels<Qor8u>& x) {
-    first.add(x);
-    second.add(x);
-  }
-  void drain(Total& total, int64_t steps) const {
-    first.drain(total.sum, steps);
-    second.drain(total.squares, steps);
-  }
 };
 
 // y = x - 2^15 fits the signed products of multiplyAdd. Sums of x and x^2 follow from those of y and y^2 and the number
@@ -108,11 +117,9 @@ struct Sum<Qor16u> {
   using Total = Qor64s;
   static constexpr bool perRow = false;
 
-  V32s sums[2] = {zero<Qor32s>(), zero<Qor32s>()};
+  V32s sums[vectorsOfStep<Qor16u>] = {};
 
-  void add(const Pixels<Qor16u>& x) {
-    for (int i = 0; i < 2; ++i) sums[i] = sums[i] + multiplyAdd(Biased16u::of(x.v[i]), splat(Qor16s{1}));
-  }
+  void add(int i, V16u x) { sums[i] = sums[i] + multiplyAdd(Biased16u::of(x), splat(Qor16s{1})); }
   // sum of y
   Qor64s biased() const { return sumOfSigned(sums[0]) + sumOfSigned(sums[1]); }
   void drain(Total& total, int64_t steps) const { total += biased() + Biased16u::bias * stepPixels * steps; }
@@ -120,7 +127,9 @@ struct Sum<Qor16u> {
 
 template <>
 struct Moments<Qor16u> {
-  using Total = MomentsTotal;
+  struct Total {
+    Qor64s sum, squares;
+  };
   static constexpr bool perRow = false;
 
   // A pair of squares reaches 2^31, so the sums of a lane leave 32 bits at once. Two sums tell them nonetheless: that
@@ -129,17 +138,15 @@ struct Moments<Qor16u> {
   Sum<Qor16u> first;
   V32u whole = zero<Qor32u>(), upper = zero<Qor32u>();
 
-  void add(const Pixels<Qor16u>& x) {
-    first.add(x);
-    for (const Vec<Qor16u>& v : x.v) {
-      const V16s y = Biased16u::of(v);
-      const V32u squares = as<Qor32u>(multiplyAdd(y, y));
-      whole = whole + squares;
-      upper = upper + V32u{_mm_srli_epi32(squares.v, 16)};
-    }
+  void add(int i, V16u x) {
+    first.add(i, x);
+    const V16s y = Biased16u::of(x);
+    const V32u squares = as<Qor32u>(multiplyAdd(y, y));
+    whole = whole + squares;
+    upper = upper + (squares >> 16);
   }
   void drain(Total& total, int64_t steps) const {
-    const V32u lower = whole - V32u{_mm_slli_epi32(upper.v, 16)};
+    const V32u lower = whole - (upper << 16);
     const Qor64s y = first.biased();
     const Qor64s yy = sumOfUnsigned(as<Qor32s>(upper)) * 0x10000 + sumOfUnsigned(as<Qor32s>(lower));
     const Qor64s samples = stepPixels * steps;
@@ -155,48 +162,41 @@ struct SumOfSquares<Qor16u> {
 
   Moments<Qor16u> both;
 
-  void add(const Pixels<Qor16u>& x) { both.add(x); }
+  void add(int i, V16u x) { both.add(i, x); }
   void drain(Total& total, int64_t steps) const {
-    MomentsTotal now{};
+    Moments<Qor16u>::Total now{};
     both.drain(now, steps);
     total += now.squares;
   }
 };
+
+// The sum of a row of floats has an order of its own: pixel x counts to partial sum x mod 16, and those are added four
+// apart, then two, then one.
+constexpr int partialSums = 16;
 
 template <>
 struct Sum<Qor32f> {
   using Total = Qor64f;
   static constexpr bool perRow = true;
 
-  Pixels<Qor32f> sums = {{zero<Qor32f>(), zero<Qor32f>(), zero<Qor32f>(), zero<Qor32f>()}};
+  Block<Qor32f, partialSums / V32f::lanes> sums = {};
 
-  void add(const Pixels<Qor32f>& x) { accumulate(sums, x); }
-  void drain(Total& total, int64_t) const { total += static_cast<Qor64f>(sum(sums)); }
+  void add(int i, V32f x) {
+    V32f& partial = sums.v[i % (partialSums / V32f::lanes)];
+    partial = partial + x;
+  }
+  void drain(Total& total, int64_t) const {
+    constexpr int lanes = Short<Qor32f>::lanes;
+    Qor32f all[partialSums];
+    store(all, sums);
+    const auto four = [&all](int i) { return load<Short<Qor32f>>(all + i * lanes); };
+    total += static_cast<Qor64f>(sum((four(0) + four(1)) + (four(2) + four(3))));
+  }
 };
 
 template <>
 struct SumOfSquares<Qor32f> : Sum<Qor32f> {
-  void add(const Pixels<Qor32f>& x) { accumulate(sums, squared(x)); }
-};
-
-template <>
-struct Moments<Qor32f> {
-  struct Total {
-    Qor64f sum, squares;
-  };
-  static constexpr bool perRow = true;
-
-  Sum<Qor32f> first;
-  SumOfSquares<Qor32f> second;
-
-  void add(const Pixels<Qor32f>& x) {
-    first.add(x);
-    second.add(x);
-  }
-  void drain(Total& total, int64_t steps) const {
-    first.drain(total.sum, steps);
-    second.drain(total.squares, steps);
-  }
+  void add(int i, V32f x) { Sum<Qor32f>::add(i, x * x); }
 };
 
 }  // namespace qor

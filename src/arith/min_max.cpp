@@ -10,8 +10,8 @@
 namespace qor::inline QOR_LEVEL {
 namespace {
 
-// Pixels from which a call is shared among the team.
-constexpr Qor32s parallelArea = 0x4000;
+// When a call is shared among the team.
+constexpr TeamRule shared = {.pixels = 0x4000};
 
 // ---- pixels as vectors: one sample a pixel, as many pixels as the sample type has lanes
 
@@ -29,51 +29,41 @@ struct ChannelOfThree {
   V8u pick[3];
 
   explicit ChannelOfThree(int coi) : channel(coi - 1) {
-    constexpr int bytes = sizeof(T);
-    alignas(16) Qor8u from[3][16];
+    constexpr int bytes = sizeof(T), all = Short<T>::bytes;
+    Qor8u from[3][all];
     __builtin_memset(from, 0x80, sizeof from);
-    for (int b = 0; b < 16; ++b) {
+    for (int b = 0; b < all; ++b) {
       const int source = (3 * (b / bytes) + channel) * bytes + b % bytes;
-      from[source / 16][b] = static_cast<Qor8u>(source % 16);
+      from[source / all][b] = static_cast<Qor8u>(source % all);
     }
-    for (int i = 0; i < 3; ++i) pick[i] = load(from[i]);
+    for (int i = 0; i < 3; ++i) pick[i] = repeated(load<Short<Qor8u>>(from[i]));
   }
   Vec<T> at(const T* p) const {
-    constexpr int lanes = Vec<T>::lanes;
-    return as<T>(lookUp(as<Qor8u>(load(p)), pick[0]) | lookUp(as<Qor8u>(load(p + lanes)), pick[1]) |
-                 lookUp(as<Qor8u>(load(p + 2 * lanes)), pick[2]));
+    const Triple<T> samples(p);
+    return as<T>(lookUp(as<Qor8u>(samples.a), pick[0]) | lookUp(as<Qor8u>(samples.b), pick[1]) |
+                 lookUp(as<Qor8u>(samples.c), pick[2]));
   }
 };
 
-// Lanes of ones where the mask is 0.
+// Keeps the compiler from loading a vector once for the minimum and once more for the maximum.
 template <class T>
-Vec<T> maskedOut(const Qor8u* mask) {
-  if constexpr (sizeof(T) == 1) {
-    return as<T>(load(mask) == zero<Qor8u>());
-  } else if constexpr (sizeof(T) == 2) {
-    return as<T>(widenLo(load8(mask)) == zero<Qor16u>());
-  } else {
-    return as<T>(widenFour(load4(mask)) == zero<Qor32s>());
-  }
+QOR_FORCE_INLINE Vec<T> inRegister(Vec<T> v) {
+  asm("" : "+x"(v.v));
+  return v;
 }
 
 template <class T, class Pixels, bool masked>
 struct Row {
   static constexpr int channels = Pixels::channels;
-  Pixels pixels;
+  const Pixels& pixels;
   const T* samples;
   const Qor8u* mask;
 
   Vec<T> at(ptrdiff_t x) const { return pixels.at(samples + channels * x); }
-  // with something in place of what is masked out that changes no extreme: a running one or, in floats, a NaN
+  // with a running extreme, which changes none, in place of what is masked out
   Vec<T> at(ptrdiff_t x, Vec<T> running) const {
-    if constexpr (!masked) {
-      return at(x);
-    } else if constexpr (std::is_same_v<T, Qor32f>) {
-      return maskedOut<T>(mask + x) | at(x);
-    } else {
-      return select(maskedOut<T>(mask + x), running, at(x));
-    }
+    if constexpr (masked) return select(maskedOut<T>(mask + x), running, at(x));
+    return inRegister(at(x));
   }
   // without the hits that are masked out
   Vec<T> counted(ptrdiff_t x, Vec<T> hits) const {
@@ -89,39 +79,41 @@ struct Row {
   }
 };
 
-// Calls work(row, n) for a row of at least one whole vector. A narrower row is copied, its last pixel repeated, which
-// changes no extreme and no first position.
-template <class T, class Pixels, bool masked, class Work>
-auto onWholeVectors(const Row<T, Pixels, masked>& row, ptrdiff_t n, const Work& work) {
-  constexpr int lanes = Vec<T>::lanes;
-  if (n >= lanes) return work(row, n);
-  constexpr int channels = Pixels::channels;
-  T samples[channels * lanes];
-  Qor8u mask[16];
-  __builtin_memcpy(samples, row.samples, static_cast<size_t>(channels * n) * sizeof(T));
-  for (ptrdiff_t i = channels * n; i < channels * lanes; ++i) samples[i] = samples[i - channels];
-  for (ptrdiff_t i = 0; masked && i < lanes; ++i) mask[i] = row.mask[i < n ? i : n - 1];
-  return work(Row<T, Pixels, masked>{row.pixels, samples, mask}, static_cast<ptrdiff_t>(lanes));
-}
+// A row of at least one whole vector: a narrower one is copied, its last pixel repeated, which changes no extreme and
+// no first position.
+template <class T, class Pixels, bool masked>
+struct WholeRow {
+  static constexpr ptrdiff_t lanes = Vec<T>::lanes, channels = Pixels::channels;
+  T samplesCopy[channels * lanes];
+  Qor8u maskCopy[lanes];
+  const Row<T, Pixels, masked> row;
+  const ptrdiff_t width;
+
+  WholeRow(const Row<T, Pixels, masked>& given, ptrdiff_t n)
+      : row{given.pixels, n < lanes ? samplesCopy : given.samples, n < lanes ? maskCopy : given.mask},
+        width(n < lanes ? lanes : n) {
+    if (n >= lanes) return;
+    __builtin_memcpy(samplesCopy, given.samples, static_cast<size_t>(channels * n) * sizeof(T));
+    for (ptrdiff_t i = channels * n; i < channels * lanes; ++i) samplesCopy[i] = samplesCopy[i - channels];
+    for (ptrdiff_t i = 0; masked && i < lanes; ++i) maskCopy[i] = given.mask[i < n ? i : n - 1];
+  }
+};
 
 // ---- first position
 
-// One bit a byte of the vector, in floats one bit a lane.
-template <class T>
-constexpr int bitsOfLane = std::is_same_v<T, Qor32f> ? 1 : static_cast<int>(sizeof(T));
-
 // First pixel that counts and whose sample satisfies hit, or -1.
 template <class T, class Pixels, bool masked, class Hit>
-ptrdiff_t findFirst(const Row<T, Pixels, masked>& whole, ptrdiff_t width, const Hit& hit) {
-  return onWholeVectors(whole, width, [&hit](const auto& row, ptrdiff_t n) -> ptrdiff_t {
-    constexpr int lanes = Vec<T>::lanes;
-    for (ptrdiff_t x = 0;;) {
-      const int hits = signBits(row.counted(x, hit(row.at(x))));
-      if (hits != 0) return x + __builtin_ctz(static_cast<unsigned>(hits)) / bitsOfLane<T>;
-      if (x == n - lanes) return -1;
-      x = x <= n - 2 * lanes ? x + lanes : n - lanes;
-    }
-  });
+ptrdiff_t findFirst(const Row<T, Pixels, masked>& given, ptrdiff_t width, const Hit& hit) {
+  constexpr int lanes = Vec<T>::lanes;
+  const WholeRow<T, Pixels, masked> whole(given, width);
+  const Row<T, Pixels, masked> row = whole.row;
+  const ptrdiff_t n = whole.width;
+  for (ptrdiff_t x = 0;;) {
+    const Qor32u hits = signBits(row.counted(x, hit(row.at(x))));
+    if (hits != 0) return x + __builtin_ctz(hits) / bitsOfLane<Vec<T>>;
+    if (x == n - lanes) return -1;
+    x = x <= n - 2 * lanes ? x + lanes : n - lanes;
+  }
 }
 
 // ---- values and rows
@@ -153,82 +145,59 @@ struct Extremes {
 };
 
 template <class T>
-bool sameLanes(Vec<T> a, Vec<T> b) {
-  return signBits(a == b) == (1 << (Vec<T>::lanes * bitsOfLane<T>)) - 1;
-}
-
-template <class T>
-T lowestLane(Vec<T> a) {
-  T lanes[Vec<T>::lanes];
-  store(lanes, a);
-  T lowest = lanes[0];
-  for (T lane : lanes) lowest = lane < lowest ? lane : lowest;
-  return lowest;
-}
-template <class T>
-T highestLane(Vec<T> a) {
-  T lanes[Vec<T>::lanes];
-  store(lanes, a);
-  T highest = lanes[0];
-  for (T lane : lanes) highest = lane > highest ? lane : highest;
-  return highest;
-}
-
-// Keeps the compiler from loading a vector once for the minimum and once more for the maximum.
-template <class T>
-Vec<T> inRegister(Vec<T> v) {
-  asm("" : "+x"(v.v));
-  return v;
+QOR_FORCE_INLINE bool sameLanes(Vec<T> a, Vec<T> b) {
+  return signBits(a == b) == allSignBits<Vec<T>>;
 }
 
 // The running extremes of the lanes. As the second operand of a float minimum they keep out NaNs; integers do without,
 // since a running first operand saves a copy.
 template <class T>
-Vec<T> lower(Vec<T> running, Vec<T> v) {
+QOR_FORCE_INLINE Vec<T> lower(Vec<T> running, Vec<T> v) {
+  if constexpr (std::is_floating_point_v<T>) return min(v, running);
   return min(running, v);
 }
-inline V32f lower(V32f running, V32f v) { return min(v, running); }
 template <class T>
-Vec<T> higher(Vec<T> running, Vec<T> v) {
+QOR_FORCE_INLINE Vec<T> higher(Vec<T> running, Vec<T> v) {
+  if constexpr (std::is_floating_point_v<T>) return max(v, running);
   return max(running, v);
 }
-inline V32f higher(V32f running, V32f v) { return max(v, running); }
 
 // Takes in row y. The lanes start from the running extremes, so that any lane which has moved is an improvement.
 template <class T, class Pixels, bool masked>
-void takeRow(Extremes<T>& extremes, const Row<T, Pixels, masked>& whole, ptrdiff_t width, int y) {
-  onWholeVectors(whole, width, [&extremes, y](const auto& row, ptrdiff_t n) {
-    constexpr int lanes = Vec<T>::lanes;
-    // Independent lanes hide the latency of the extremes; under a mask more of them would not stay in registers.
-    constexpr int chains = masked ? 2 : 4;
-    const Vec<T> lowest = splat(extremes.min);
-    const Vec<T> highest = splat(extremes.max);
-    Vec<T> lo[chains];
-    Vec<T> hi[chains];
-    for (int chain = 0; chain < chains; ++chain) lo[chain] = lowest, hi[chain] = highest;
-    const auto takeVector = [&](ptrdiff_t x, int chain) {
-      const Vec<T> v = inRegister(row.at(x, lowest));
-      lo[chain] = lower(lo[chain], v);
-      hi[chain] = higher(hi[chain], v);
-    };
-    ptrdiff_t x = 0;
-    for (; x <= n - chains * lanes; x += chains * lanes)
-      for (int chain = 0; chain < chains; ++chain) takeVector(x + chain * lanes, chain);
-    for (; x <= n - lanes; x += lanes) takeVector(x, 0);
-    takeVector(n - lanes, 1);
-    for (int chain = 1; chain < chains; ++chain) {
-      lo[0] = lower(lo[0], lo[chain]);
-      hi[0] = higher(hi[0], hi[chain]);
-    }
-    if (!sameLanes(lo[0], lowest)) {
-      extremes.min = lowestLane(lo[0]);
-      extremes.minRow = y;
-    }
-    if (!sameLanes(hi[0], highest)) {
-      extremes.max = highestLane(hi[0]);
-      extremes.maxRow = y;
-    }
-  });
+void takeRow(Extremes<T>& extremes, const Row<T, Pixels, masked>& given, ptrdiff_t width, int y) {
+  constexpr int lanes = Vec<T>::lanes;
+  // Independent lanes hide the latency of the extremes, which is longest in floats; under a mask more of the others
+  // would not stay in registers.
+  constexpr int chains = masked && !std::is_floating_point_v<T> ? 2 : 4;
+  const WholeRow<T, Pixels, masked> whole(given, width);
+  const Row<T, Pixels, masked> row = whole.row;
+  const ptrdiff_t n = whole.width;
+  const Vec<T> lowest = splat(extremes.min), highest = splat(extremes.max);
+  Vec<T> lo[chains];
+  Vec<T> hi[chains];
+  for (int chain = 0; chain < chains; ++chain) lo[chain] = lowest, hi[chain] = highest;
+  const auto takeVector = [&](ptrdiff_t x, int chain) {
+    const Vec<T> v = row.at(x, lowest);
+    lo[chain] = lower(lo[chain], v);
+    hi[chain] = higher(hi[chain], v);
+  };
+  ptrdiff_t x = 0;
+  for (; x <= n - chains * lanes; x += chains * lanes)
+    for (int chain = 0; chain < chains; ++chain) takeVector(x + chain * lanes, chain);
+  for (; x <= n - lanes; x += lanes) takeVector(x, 0);
+  takeVector(n - lanes, 1);
+  for (int chain = 1; chain < chains; ++chain) {
+    lo[0] = lower(lo[0], lo[chain]);
+    hi[0] = higher(hi[0], hi[chain]);
+  }
+  if (!sameLanes(lo[0], lowest)) {
+    extremes.min = smallest(lo[0]);
+    extremes.minRow = y;
+  }
+  if (!sameLanes(hi[0], highest)) {
+    extremes.max = largest(hi[0]);
+    extremes.maxRow = y;
+  }
 }
 
 // ---- the region
@@ -244,9 +213,9 @@ struct Region {
 
   // Without a mask the search starts from the ends of the type's range, under one from the first pixel that counts, or
   // counts as a number.
-  Extremes<T> start() const { return {topOf<T>, bottomOf<T>, 0, 0, !masked}; }
+  static Extremes<T> start() { return {topOf<T>, bottomOf<T>, 0, 0, !masked}; }
 
-  Extremes<T> extremesOf(Band band) const {
+  [[gnu::flatten, gnu::noinline]] Extremes<T> extremesOf(Band band) const {
     Extremes<T> extremes = start();
     for (int y = band.first; y < band.first + band.rows; ++y) {
       const auto current = row(y);
@@ -262,7 +231,7 @@ struct Region {
 
   // The first pixel of a row with that value. The value stored is the sample's own: a zero keeps its sign. A value that
   // is none of the row's is the start of a search that nothing improved.
-  void report(T value, int y, Qor32f* pValue, QoriPoint* pIndex) const {
+  [[gnu::flatten, gnu::noinline]] void report(T value, int y, Qor32f* pValue, QoriPoint* pIndex) const {
     const auto current = row(y);
     const Vec<T> wanted = splat(value);
     const ptrdiff_t x = findFirst(current, size.width, [wanted](Vec<T> v) { return v == wanted; });
@@ -280,9 +249,9 @@ struct Results {
 
 template <class T, class Pixels, bool masked>
 void findExtremes(const Region<T, Pixels, masked>& region, const Results& results) {
-  const bool parallel = area(region.size.width, region.size.height) >= parallelArea;
   const Extremes<T> extremes = reduceBands(
-      parallel, region.size.height, region.start(), [&region](Band band) { return region.extremesOf(band); },
+      teamFor(shared, region.size) > 0, region.size.height, region.start(),
+      [&region](Band band) { return region.extremesOf(band); },
       [](Extremes<T>& into, const Extremes<T>& from) { into.take(from); });
   if (extremes.found) {
     region.report(extremes.min, extremes.minRow, results.minVal, results.minIndex);

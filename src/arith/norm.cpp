@@ -12,7 +12,7 @@ struct Magnitudes {
   static V8u of(V8u x) { return x; }
   static V8u of(V8s x) { return abs(x); }
   static V16u of(V16u x) { return x; }
-  static V32f of(V32f x) { return x & as<Qor32f>(splat(0x7fffffff)); }
+  static V32f of(V32f x) { return abs(x); }
   template <class V>
   static auto between(V a, V b) {
     return absDiff(a, b);
@@ -31,7 +31,7 @@ using Magnitude = std::conditional_t<std::is_same_v<T, Qor8s>, Qor8u, T>;
 
 // ---- the three norms
 struct Sums {
-  static void merge(Qor64f& into, Qor64f next) { into += next; }
+  static void merge(Qor64f& into, const Qor64f& next) { into += next; }
   // The result of a band. Float totals go through 32 bits.
   static Qor64f bandResult(Qor64s total) { return static_cast<Qor64f>(total); }
   static Qor64f bandResult(Qor64f total) { return throughFloat(total); }
@@ -39,7 +39,7 @@ struct Sums {
 struct Inf : Magnitudes {
   template <class T>
   using Measure = Largest<Magnitude<T>>;
-  static void merge(Qor64f& into, Qor64f next) { into = next > into ? next : into; }
+  static void merge(Qor64f& into, const Qor64f& next) { into = next > into ? next : into; }
   static Qor64f bandResult(Qor32f total) { return static_cast<Qor64f>(total); }
   static Qor64f result(Qor64f merged) { return merged; }
 };
@@ -56,124 +56,79 @@ struct L2 : Values, Sums {
 
 // ---- lanes over samples of type T
 template <class Norm, class T>
-struct NormLanes {
-  using Measure = typename Norm::template Measure<T>;
-  using Total = typename Measure::Total;
-  static constexpr bool perRow = Measure::perRow;
-
-  Measure measure = {};
-
-  template <class Kept>
-  void add(const Kept& kept, const Pixels<T>& x) {
-    measure.add(kept(mapVectors<Magnitude<T>>([](Vec<T> a) { return Norm::of(a); }, x)));
-  }
-  void drain(Total& total, int64_t steps) const { measure.drain(total, steps); }
+struct NormLanes : Norm::template Measure<T> {
+  static Vec<Magnitude<T>> of(Vec<T> x) { return Norm::of(x); }
 };
-
-// The difference is formed first and masked then: what a masked-out pixel holds, NaN included, leaves no trace. For the
-// sum of bytes one instruction takes the difference of what is kept of both.
+// The difference is formed first and masked then: what a masked-out pixel holds, NaN included, leaves no trace.
 template <class Norm, class T>
-struct NormDiffLanes {
-  using Measure = typename Norm::template Measure<T>;
-  using Total = typename Measure::Total;
-  static constexpr bool perRow = Measure::perRow;
-
-  Measure measure = {};
-
-  template <class Kept>
-  void add(const Kept& kept, const Pixels<T>& x, const Pixels<T>& y) {
-    if constexpr (std::is_same_v<Norm, L1> && std::is_same_v<T, Qor8u>) {
-      measure.addDistance(kept(x), kept(y));
-    } else {
-      measure.add(kept(mapVectors<Magnitude<T>>([](Vec<T> a, Vec<T> b) { return Norm::between(a, b); }, x, y)));
-    }
-  }
-  void drain(Total& total, int64_t steps) const { measure.drain(total, steps); }
+struct NormDiffLanes : Norm::template Measure<T> {
+  static Vec<Magnitude<T>> of(Vec<T> x, Vec<T> y) { return Norm::between(x, y); }
 };
-
+// One instruction sums the differences of bytes: of what is kept of both.
+template <>
+struct NormDiffLanes<L1, Qor8u> : Sum<Qor8u> {
+  static Both<V8u, V8u> of(V8u x, V8u y) { return {x, y}; }
+  void add(int, const Both<V8u, V8u>& kept) { addDistance(kept.a, kept.b); }
+};
 template <class Norm, class T>
-struct NormRelLanes {
-  NormDiffLanes<Norm, T> difference = {};
-  NormLanes<Norm, T> second = {};
-
-  struct Total {
-    typename NormLanes<Norm, T>::Total difference, second;
-  };
-  static constexpr bool perRow = NormLanes<Norm, T>::perRow;
-
-  template <class Kept>
-  void add(const Kept& kept, const Pixels<T>& x, const Pixels<T>& y) {
-    difference.add(kept, x, y);
-    second.add(kept, y);
-  }
-  void drain(Total& total, int64_t steps) const {
-    difference.drain(total.difference, steps);
-    second.drain(total.second, steps);
-  }
+struct NormRelLanes : SideBySide<NormDiffLanes<Norm, T>, NormLanes<Norm, T>> {
+  static auto of(Vec<T> x, Vec<T> y) { return Both{NormDiffLanes<Norm, T>::of(x, y), NormLanes<Norm, T>::of(y)}; }
 };
 
-// ---- drivers
-
-// Total of one number a band.
-template <class Norm, int channels, class Lanes, class... T>
-Qor64f measured(const TeamRule& rule, QoriSize size, Mask mask, int channel, Plane<const T>... src) {
-  const auto band = [&](Band b) {
-    return Norm::bandResult(reduceRows<channels>(Lanes{}, size.width, b, mask, channel, src...));
-  };
-  return reduceBands(teamFor(rule, size) > 0, size.height, Qor64f{0}, band, Norm::merge);
-}
-
-template <class Norm, int channels, class T>
-QorStatus norm(const TeamRule& rule, const T* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize size,
-               int coi, Qor64f* pValue) {
-  const QorStatus status = firstFailure(nullCheck(pSrc), nullCheck(pMask), nullCheck(pValue), sizeCheck(size),
-                                        stepCheck<T>(static_cast<int64_t>(size.width) * channels, srcStep),
-                                        evenCheck<T>(srcStep), stepCheck<Qor8u>(size.width, maskStep), coiCheck(coi));
-  if (status != qorStsNoErr) return status;
-  *pValue = Norm::result(
-      measured<Norm, channels, NormLanes<Norm, T>>(rule, size, Mask{{pMask, maskStep}}, coi - 1, Plane{pSrc, srcStep}));
-  return qorStsNoErr;
-}
-
-template <int channels, class T>
-QorStatus checkTwo(const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask, int maskStep,
-                   QoriSize size, int coi, const Qor64f* pValue) {
-  return firstFailure(nullCheck(pSrc1, pSrc2), nullCheck(pMask), nullCheck(pValue), sizeCheck(size),
-                      stepCheck<T>(static_cast<int64_t>(size.width) * channels, src1Step, src2Step),
-                      stepCheck<Qor8u>(size.width, maskStep), evenCheck<T>(src1Step, src2Step), coiCheck(coi));
-}
-
-template <class Norm, int channels, class T>
-QorStatus normDiff(const TeamRule& rule, const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask,
-                   int maskStep, QoriSize size, int coi, Qor64f* pValue) {
-  const QorStatus status = checkTwo<channels>(pSrc1, src1Step, pSrc2, src2Step, pMask, maskStep, size, coi, pValue);
-  if (status != qorStsNoErr) return status;
-  *pValue = Norm::result(measured<Norm, channels, NormDiffLanes<Norm, T>>(
-      rule, size, Mask{{pMask, maskStep}}, coi - 1, Plane{pSrc1, src1Step}, Plane{pSrc2, src2Step}));
-  return qorStsNoErr;
+template <class Norm, class Lanes, int channels, int sources, class T>
+Qor64f numberOfBand(const Operands& operands, Band band) {
+  return Norm::bandResult(reduceRows<true, channels, sources, T>(Lanes{}, operands, band));
 }
 
 // Numerator and denominator of a band.
 struct Ratio {
   Qor64f difference, second;
 };
+template <class Norm, int channels, class T>
+Ratio ratioOfBand(const Operands& operands, Band band) {
+  const auto total = reduceRows<true, channels, 2, T>(NormRelLanes<Norm, T>{}, operands, band);
+  return {Norm::bandResult(total.a), Norm::bandResult(total.b)};
+}
+
+// ---- drivers
+template <class T>
+[[gnu::noinline]] QorStatus checkOne(const Operands& o, int channels, const Qor64f* pValue) {
+  return firstFailure(nullCheck(o.src[0]), nullCheck(o.mask.first), nullCheck(pValue), sizeCheck(o.size),
+                      stepCheck<T>(static_cast<int64_t>(o.size.width) * channels, o.srcStep[0]),
+                      evenCheck<T>(o.srcStep[0]), stepCheck<Qor8u>(o.size.width, o.mask.step), coiCheck(o.coi));
+}
+template <class T>
+[[gnu::noinline]] QorStatus checkTwo(const Operands& o, int channels, const Qor64f* pValue) {
+  return firstFailure(nullCheck(o.src[0], o.src[1]), nullCheck(o.mask.first), nullCheck(pValue), sizeCheck(o.size),
+                      stepCheck<T>(static_cast<int64_t>(o.size.width) * channels, o.srcStep[0], o.srcStep[1]),
+                      stepCheck<Qor8u>(o.size.width, o.mask.step), evenCheck<T>(o.srcStep[0], o.srcStep[1]),
+                      coiCheck(o.coi));
+}
 
 template <class Norm, int channels, class T>
-QorStatus normRel(const TeamRule& rule, const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask,
-                  int maskStep, QoriSize size, int coi, Qor64f* pValue) {
-  const QorStatus status = checkTwo<channels>(pSrc1, src1Step, pSrc2, src2Step, pMask, maskStep, size, coi, pValue);
+QorStatus norm(const TeamRule& rule, const T* pSrc, int srcStep, const Qor8u* pMask, int maskStep, QoriSize size,
+               int coi, Qor64f* pValue) {
+  const Operands operands{{pSrc}, {srcStep}, {pMask, maskStep}, size, coi};
+  const QorStatus status = checkOne<T>(operands, channels, pValue);
   if (status != qorStsNoErr) return status;
-  const Mask mask{{pMask, maskStep}};
-  const auto band = [&](Band b) {
-    const auto total = reduceRows<channels>(NormRelLanes<Norm, T>{}, size.width, b, mask, coi - 1,
-                                            Plane{pSrc1, src1Step}, Plane{pSrc2, src2Step});
-    return Ratio{Norm::bandResult(total.difference), Norm::bandResult(total.second)};
-  };
-  const auto merge = [](Ratio& into, const Ratio& next) {
-    Norm::merge(into.difference, next.difference);
-    Norm::merge(into.second, next.second);
-  };
-  const Ratio r = reduceBands(teamFor(rule, size) > 0, size.height, Ratio{}, band, merge);
+  *pValue =
+      Norm::result(reduceRegion(rule, operands, numberOfBand<Norm, NormLanes<Norm, T>, channels, 1, T>, Norm::merge));
+  return qorStsNoErr;
+}
+
+template <class Norm, int channels, class T>
+QorStatus normDiff(const TeamRule& rule, const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask,
+                   int maskStep, QoriSize size, int coi, Qor64f* pValue) {
+  const Operands operands{{pSrc1, pSrc2}, {src1Step, src2Step}, {pMask, maskStep}, size, coi};
+  const QorStatus status = checkTwo<T>(operands, channels, pValue);
+  if (status != qorStsNoErr) return status;
+  *pValue = Norm::result(
+      reduceRegion(rule, operands, numberOfBand<Norm, NormDiffLanes<Norm, T>, channels, 2, T>, Norm::merge));
+  return qorStsNoErr;
+}
+
+template <class Norm>
+QorStatus storeRatio(const Ratio& r, Qor64f* pValue) {
   if (r.second == 0) {
     *pValue = r.difference > 0   ? qorConstantOfINF_64f
               : r.difference < 0 ? qorConstantOfINF_NEG_64f
@@ -182,6 +137,19 @@ QorStatus normRel(const TeamRule& rule, const T* pSrc1, int src1Step, const T* p
   }
   *pValue = Norm::result(r.difference / r.second);
   return qorStsNoErr;
+}
+
+template <class Norm, int channels, class T>
+QorStatus normRel(const TeamRule& rule, const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, const Qor8u* pMask,
+                  int maskStep, QoriSize size, int coi, Qor64f* pValue) {
+  const Operands operands{{pSrc1, pSrc2}, {src1Step, src2Step}, {pMask, maskStep}, size, coi};
+  const QorStatus status = checkTwo<T>(operands, channels, pValue);
+  if (status != qorStsNoErr) return status;
+  const auto merge = [](Ratio& into, const Ratio& next) {
+    Norm::merge(into.difference, next.difference);
+    Norm::merge(into.second, next.second);
+  };
+  return storeRatio<Norm>(reduceRegion<Ratio>(rule, operands, ratioOfBand<Norm, channels, T>, merge), pValue);
 }
 
 }  // namespace

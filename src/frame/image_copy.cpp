@@ -24,17 +24,6 @@ constexpr int64_t smallestStreamed = 0x80000;
 
 bool shouldStream(int64_t bytes) { return bytes > smallestStreamed && bytes >= owncvGetCacheSize(); }
 
-// Calls map(row driver) with stores past the caches or not.
-template <class Map>
-void withStores(bool streamed, const Map& map) {
-  if (streamed) {
-    map(std::integral_constant<Stores, Stores::streamed>());
-    finishStreams();
-  } else {
-    map(std::integral_constant<Stores, Stores::cached>());
-  }
-}
-
 template <class T>
 QorStatus fill(T value, T* pDst, int dstStep, QoriSize roiSize) {
   const QorStatus status = firstFailure(nullCheck(pDst), sizeCheck(roiSize));

@@ -34,12 +34,14 @@ class LaneScale {
 };
 
 template <class Row, class... T>
-void forRows(bool parallel, int64_t samples, int height, const Row& row, Plane<T>... planes) {
-  const auto one = [&](int y) { row(static_cast<ptrdiff_t>(samples), planes.row(y)...); };
-  if (parallel) {
-    forRowsStatic(height, owncvGetMaxNumThreads(), one);
+void forRows(const TeamRule& rule, QoriSize size, int channels, const Row& row, Plane<T>... planes) {
+  const ptrdiff_t samples = ptrdiff_t{size.width} * channels;
+  const auto one = [&](int y) __attribute__((noinline)) { row(samples, planes.row(y)...); };
+  const int team = teamFor(rule, size);
+  if (team > 0) {
+    forRowsStatic(size.height, team, one);
   } else {
-    for (int y = 0; y < height; ++y) one(y);
+    for (int y = 0; y < size.height; ++y) one(y);
   }
 }
 
@@ -83,20 +85,20 @@ struct Scaled {
   }
 };
 
-constexpr int64_t smallestParallel = 256;
+constexpr TeamRule always = {}, fromSides = {.widthAndHeight = 256};
 
 template <class T>
 QorStatus sub(const T* pSrc1, int src1Step, const T* pSrc2, int src2Step, T* pDst, int dstStep, QoriSize roiSize,
               int scaleFactor, int channels = 1) {
   const QorStatus status = firstFailure(nullCheck(pSrc1, pSrc2, pDst), sizeCheck(roiSize));
   if (status != qorStsNoErr) return status;
-  const int64_t samples = static_cast<int64_t>(roiSize.width) * channels;
   // From here on every difference rounds to 0.
-  if (scaleFactor > 8 * static_cast<int>(sizeof(T))) return fillWithZero(pDst, dstStep, samples, roiSize.height);
-  const bool parallel = sizeof(T) == 1 || int64_t{roiSize.width} + roiSize.height >= smallestParallel;
+  if (scaleFactor > 8 * static_cast<int>(sizeof(T))) {
+    return fillWithZero(pDst, dstStep, static_cast<int64_t>(roiSize.width) * channels, roiSize.height);
+  }
   const auto run = [&](auto kernel) {
     const auto row = [kernel](ptrdiff_t n, T* d, const T* a, const T* b) { mapRow(d, n, kernel, a, b); };
-    forRows(parallel, samples, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc1, src1Step},
+    forRows(sizeof(T) == 1 ? always : fromSides, roiSize, channels, row, Plane{pDst, dstStep}, Plane{pSrc1, src1Step},
             Plane{pSrc2, src2Step});
   };
   if (scaleFactor == 0) {
@@ -113,8 +115,7 @@ QorStatus subFloat(const Qor32f* pSrc1, int src1Step, const Qor32f* pSrc2, int s
   if (status != qorStsNoErr) return status;
   const auto kernel = [](const Qor32f* a, const Qor32f* b) { return Block<Qor32f, 1>{load(b) - load(a)}; };
   const auto row = [kernel](ptrdiff_t n, Qor32f* d, const Qor32f* a, const Qor32f* b) { mapRow(d, n, kernel, a, b); };
-  forRows(int64_t{roiSize.width} + roiSize.height >= smallestParallel, static_cast<int64_t>(roiSize.width) * channels,
-          roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc1, src1Step}, Plane{pSrc2, src2Step});
+  forRows(fromSides, roiSize, channels, row, Plane{pDst, dstStep}, Plane{pSrc1, src1Step}, Plane{pSrc2, src2Step});
   return qorStsNoErr;
 }
 
@@ -153,7 +154,7 @@ QorStatus qoriMulC_16s_C1RSfs(const Qor16s* pSrc, int srcStep, Qor16s value, Qor
     return Block<Qor16s, 1>{joinToS(Split<Qor32s>{scale(as<Qor32s>(products.a)), scale(as<Qor32s>(products.b))})};
   };
   const auto row = [&kernel](ptrdiff_t n, Qor16s* d, const Qor16s* s) { mapRow(d, n, kernel, s); };
-  forRows(true, roiSize.width, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
+  forRows(always, roiSize, 1, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
   return qorStsNoErr;
 }
 
@@ -162,7 +163,7 @@ QorStatus qoriMulC_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f value, Qor32f
   if (status != qorStsNoErr) return status;
   const auto kernel = [factor = splat(value)](const Qor32f* s) { return Block<Qor32f, 1>{load(s) * factor}; };
   const auto row = [kernel](ptrdiff_t n, Qor32f* d, const Qor32f* s) { mapRow(d, n, kernel, s); };
-  forRows(true, roiSize.width, roiSize.height, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
+  forRows(always, roiSize, 1, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
   return qorStsNoErr;
 }
 

@@ -60,6 +60,8 @@ struct TeamRule {
   int leastThreads = 1;        // and if that leaves fewer, none
 };
 
+inline constexpr TeamRule never = {.leastThreads = INT32_MAX};
+
 // Threads of the region to open; 0 for none, where the call stays on its thread.
 int teamFor(const TeamRule& rule, QoriSize size);
 

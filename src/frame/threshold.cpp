@@ -28,26 +28,15 @@ struct ReplaceBy {
   }
 };
 
-struct ValuePlan {
-  bool parallel;
-  bool streamed;
-};
-
 template <class T>
 QorStatus thresholdVal(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, T threshold, T value,
-                       QorCmpOp cmp, ValuePlan plan) {
+                       QorCmpOp cmp, const TeamRule& shared, bool streamed) {
   const ReplaceBy<T> kernel{splat(threshold), splat(value), cmp == qorCmpGreater};
-  forBandsIf(plan.parallel, roiSize.height, [=](Band band) {
-    const Plane dst{pDst, dstStep};
-    const Plane src{pSrc, srcStep};
-    if (plan.streamed) {
-      const auto row = [kernel](ptrdiff_t n, T* d, const T* s) { mapRow<Stores::streamed>(d, n, kernel, s); };
-      forEachRow(roiSize.width, band.first, band.rows, row, dst, src);
-      finishStreams();
-    } else {
-      const auto row = [kernel](ptrdiff_t n, T* d, const T* s) { mapRow(d, n, kernel, s); };
-      forEachRow(roiSize.width, band.first, band.rows, row, dst, src);
-    }
+  forTeam(teamFor(shared, roiSize), roiSize.height, [=](Band band) {
+    withStores(streamed, [=](auto stores) {
+      const auto row = [=](ptrdiff_t n, T* d, const T* s) { mapRow<stores()>(d, n, kernel, s); };
+      forEachRow(roiSize.width, band.first, band.rows, row, Plane{pDst, dstStep}, Plane{pSrc, srcStep});
+    });
   });
   return qorStsNoErr;
 }
@@ -88,20 +77,18 @@ QorStatus qoriThreshold_Val_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, 
                                    Qor8u threshold, Qor8u value, QorCmpOp cmp) {
   const QorStatus status = checkVal(pSrc, srcStep, pDst, dstStep, roiSize, cmp);
   if (status != qorStsNoErr) return status;
-  return thresholdVal(pSrc, srcStep, pDst, dstStep, roiSize, threshold, value, cmp, {false, false});
+  return thresholdVal(pSrc, srcStep, pDst, dstStep, roiSize, threshold, value, cmp, never, false);
 }
 
 QorStatus qoriThreshold_Val_16u_C1R(const Qor16u* pSrc, int srcStep, Qor16u* pDst, int dstStep, QoriSize roiSize,
                                     Qor16u threshold, Qor16u value, QorCmpOp cmp) {
   const QorStatus status = checkVal(pSrc, srcStep, pDst, dstStep, roiSize, cmp);
   if (status != qorStsNoErr) return status;
-  constexpr int smallestParallel = 192;
+  constexpr TeamRule shared = {.width = 192, .height = 192, .leastThreads = 2};
   constexpr int64_t smallestStreamed = 0x40000;
   const int64_t bytes = rowBytes<Qor16u>(roiSize.width) * roiSize.height;
-  const ValuePlan plan{
-      owncvGetMaxNumThreads() >= 2 && roiSize.width >= smallestParallel && roiSize.height >= smallestParallel,
-      pSrc != pDst && bytes >= smallestStreamed && bytes >= owncvGetCacheSize() / 2};
-  return thresholdVal(pSrc, srcStep, pDst, dstStep, roiSize, threshold, value, cmp, plan);
+  const bool streamed = pSrc != pDst && bytes >= smallestStreamed && bytes >= owncvGetCacheSize() / 2;
+  return thresholdVal(pSrc, srcStep, pDst, dstStep, roiSize, threshold, value, cmp, shared, streamed);
 }
 
 QorStatus qoriThreshold_GTVal_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,

@@ -521,7 +521,8 @@ QOR_VEC_1(Qor16u, abs, Qor16s, abs_epi16)
 QOR_VEC_1(Qor32s, abs, Qor32s, abs_epi32)
 template <class T, int size>
 requires std::is_floating_point_v<T> QOR_VEC_FN VecOf<T, size> abs(VecOf<T, size> a) {
-  return andNot(splat<VecOf<T, size>>(T{-0.0}), a);
+  using Bits = std::conditional_t<sizeof(T) == 4, Qor32u, uint64_t>;
+  return a & as<T>(splat<VecOf<Bits, size>>(~Bits{0} >> 1));
 }
 template <class T>
 using UnsignedOf = std::conditional_t<sizeof(T) == 1, Qor8u, std::conditional_t<sizeof(T) == 2, Qor16u, Qor32u>>;

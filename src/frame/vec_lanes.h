@@ -238,7 +238,7 @@ QOR_VEC_2(Qor8u, lookUp, Qor8u, shuffle_epi8)
 // Within each 16 bytes: the samples that begin n behind the first of low, followed by those of high.
 template <int n, class T>
 QOR_VEC_FN Short<T> slide(Short<T> low, Short<T> high) {
-  return {_mm_alignr_epi8(high.v, low.v, n * static_cast<int>(sizeof(T)))};
+  return as<T>(Short<Qor8u>{_mm_alignr_epi8(as<Qor8u>(high).v, as<Qor8u>(low).v, n * static_cast<int>(sizeof(T)))});
 }
 // Eight bits for every 16 bytes: 16-bit pieces of b where a bit is set, else of a.
 template <int bits, class T>
@@ -253,7 +253,8 @@ QOR_VEC_FN Short<T> reordered(Short<T> a) {
 #ifdef __AVX2__
 template <int n, class T>
 QOR_VEC_FN VecOf<T, 32> slide(VecOf<T, 32> low, VecOf<T, 32> high) {
-  return {_mm256_alignr_epi8(high.v, low.v, n * static_cast<int>(sizeof(T)))};
+  return as<T>(
+      VecOf<Qor8u, 32>{_mm256_alignr_epi8(as<Qor8u>(high).v, as<Qor8u>(low).v, n * static_cast<int>(sizeof(T)))});
 }
 template <int bits, class T>
 QOR_VEC_FN VecOf<T, 32> blend(VecOf<T, 32> a, VecOf<T, 32> b) {
@@ -264,6 +265,24 @@ QOR_VEC_FN VecOf<T, 32> reordered(VecOf<T, 32> a) {
   return as<T>(VecOf<Qor32s, 32>{_mm256_shuffle_epi32(as<Qor32s>(a).v, _MM_SHUFFLE(i3, i2, i1, i0))});
 }
 #endif
+// A mask of bytes as masks of wider lanes, vector i of those that it fills.
+template <class T>
+QOR_VEC_FN Vec<T> spreadMask(V8u mask, int i) {
+  if constexpr (sizeof(T) == 1) {
+    return as<T>(mask);
+  } else if constexpr (sizeof(T) == 2) {
+#if QOR_VECTOR_BYTES == 32
+    mask = {_mm256_permute4x64_epi64(mask.v, _MM_SHUFFLE(3, 1, 2, 0))};
+#endif
+    return as<T>(i == 0 ? zipFirst(mask, mask) : zipLast(mask, mask));
+  } else {
+#if QOR_VECTOR_BYTES == 32
+    mask = {_mm256_permutevar8x32_epi32(mask.v, _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7))};
+#endif
+    return as<T>(
+        lookUp(mask, bytes(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3) + splat(static_cast<Qor8u>(4 * i))));
+  }
+}
 // Sums of neighbours within each 16 bytes: those of a, then those of b.
 QOR_VEC_2(Qor16s, neighbourSums, Qor16s, hadd_epi16)
 QOR_VEC_2(Qor32s, neighbourSums, Qor32s, hadd_epi32)
@@ -297,6 +316,41 @@ QOR_VEC_FN Block<T, 2> inOrder(Split<T> s) {
   }
 }
 
+// ---- the smallest and the largest lane; none is NaN
+namespace detail {
+
+template <int apart, class T, class Op>
+QOR_VEC_FN T foldLanes(Short<T> a, Op op) {
+  if constexpr (apart == 0) {
+    T first;
+    __builtin_memcpy(&first, &a, sizeof first);
+    return first;
+  } else {
+    return foldLanes<apart / 2>(op(a, slide<apart>(a, a)), op);
+  }
+}
+template <class T, class Op>
+QOR_VEC_FN T foldAll(Short<T> a, Op op) {
+  return foldLanes<Short<T>::lanes / 2>(a, op);
+}
+#ifdef __AVX2__
+template <class T, class Op>
+QOR_VEC_FN T foldAll(VecOf<T, 32> a, Op op) {
+  return foldAll(op(firstShort(a), lastShort(a)), op);
+}
+#endif
+
+}  // namespace detail
+
+template <class T, int size>
+QOR_VEC_FN T smallest(VecOf<T, size> a) {
+  return detail::foldAll(a, [](auto x, auto y) { return min(x, y); });
+}
+template <class T, int size>
+QOR_VEC_FN T largest(VecOf<T, size> a) {
+  return detail::foldAll(a, [](auto x, auto y) { return max(x, y); });
+}
+
 // ---- a[0] b[0] a[1] b[1] ...
 template <class T, int size>
 QOR_VEC_FN BlockOf<VecOf<T, size>, 2> zip(VecOf<T, size> a, VecOf<T, size> b) {
@@ -325,13 +379,14 @@ struct Triple {
   Vec<T> a, b, c;
 
   QOR_VEC_FN Triple(Vec<T> x, Vec<T> y, Vec<T> z) {
-    if constexpr (Vec<T>::bytes == 16) {
-      a = x, b = y, c = z;
-    } else {
-      a = ofShorts(firstShort(x), lastShort(y));
-      b = ofShorts(lastShort(x), firstShort(z));
-      c = ofShorts(firstShort(y), lastShort(z));
-    }
+#if QOR_VECTOR_BYTES == 32
+    const __m256i i = as<Qor32s>(x).v, j = as<Qor32s>(y).v, k = as<Qor32s>(z).v;
+    a = as<T>(V32s{_mm256_blend_epi32(i, j, 0xf0)});
+    b = as<T>(V32s{_mm256_permute2x128_si256(i, k, 0x21)});
+    c = as<T>(V32s{_mm256_blend_epi32(j, k, 0xf0)});
+#else
+    a = x, b = y, c = z;
+#endif
   }
   QOR_VEC_FN explicit Triple(const T* p)
       : a(loadGroups(p)), b(loadGroups(p + Short<T>::lanes)), c(loadGroups(p + 2 * Short<T>::lanes)) {}

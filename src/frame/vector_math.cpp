@@ -7,13 +7,13 @@
 namespace qor::inline QOR_LEVEL {
 namespace {
 
-constexpr int parallelLength = 4096;
+// When a vector is shared among the team.
+constexpr TeamRule shared = {.pixels = 4096, .pixelsOfThread = 1, .leastThreads = 2};
 
 // Slices of a vector over the team.
 template <class Work>
 void forSlices(int len, const Work& work) {
-  const int team = owncvGetMaxNumThreads();
-  forBandsIf(len >= parallelLength && team >= 2 && len >= team, len, work);
+  forTeam(teamFor(shared, {len, 1}), len, work);
 }
 
 // Sum of squares of 16-bit values: at most 2^31, so the lanes hold it as an unsigned number.

@@ -132,8 +132,7 @@ QorStatus scaledDeviation(const Qor32s* pSum, int sumStep, const Qor32s* pSqr, i
   return qorStsNoErr;
 }
 
-constexpr TeamRule never = {.leastThreads = topOf<int>},
-                   shared = {.mostThreads = 32, .pixelsAThread = 1 << 10, .leastThreads = 2};
+constexpr TeamRule shared = {.mostThreads = 32, .pixelsAThread = 1 << 10, .leastThreads = 2};
 
 template <class Box, class T>
 QorStatus floatDeviation(const T* pSum, int sumStep, const Qor64f* pSqr, int sqrStep, Qor32f* pDst, int dstStep,
