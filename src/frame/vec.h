@@ -194,16 +194,6 @@ inline void storeFirst(typename V::Sample* p, ptrdiff_t n, const V& a) {
   __builtin_memcpy(p, &a, static_cast<size_t>(n) * sizeof *p);
 }
 
-// The low 4 or 8 bytes; the others are zero.
-template <class T>
-QOR_VEC_FN Short<T> load4(const T* p) {
-  return {_mm_loadu_si32(p)};
-}
-template <class T>
-QOR_VEC_FN Short<T> load8(const T* p) {
-  return {_mm_loadu_si64(p)};
-}
-
 // ---- constants
 template <class T>
 QOR_VEC_FN Vector<T> zero() {

@@ -441,7 +441,4 @@ QOR_VEC_FN Vec<T> everyThird(Vec<T> a, Vec<T> b, Vec<T> c) {
   return third<0>(Triple<T>(a, b, c));
 }
 
-inline Short<Qor32s> widenFour(Short<Qor8u> a) { return {_mm_cvtepu8_epi32(a.v)}; }
-inline Short<Qor32s> widenFour(Short<Qor8s> a) { return {_mm_cvtepi8_epi32(a.v)}; }
-
 }  // namespace qor
