@@ -119,9 +119,11 @@ auto byteColumns(int K) {
     const auto src = s.random<Qor16s>({.size = {s.roi().width, s.roi().height + K - 1}, .low = 0, .high = 255});
     const auto dst = s.blank<Qor8u>();
     const auto filled = rowsOf(src);
-    return [=, roi = s.roi(), scratch = s.scratch(4 * K + 16),
+    const int bytes = static_cast<int>(columnBytesNeeded<Qor16s>(K));
+    return [=, roi = s.roi(), scratch = s.scratch(bytes),
             pointers = std::vector<const Qor16s*>(filled.begin(), filled.end())] {
-      filterByteColumns(pointers.data(), dst.p, dst.step, roi.width, roi.height, taps.data(), K, 4096, scratch);
+      return filterByteColumns(
+          {pointers.data(), {dst.p, dst.step}, roi.width, roi.height, taps.data(), K, 4096, scratch, bytes});
     };
   };
 }

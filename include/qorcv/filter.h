@@ -75,12 +75,13 @@ extern "C" {
  *
  * @b Scratch: pBuffer, any alignment, of the size that the query of the same ending reports for the region, K and the
  * thread count at the time; the count must not be raised between query and call. Sizes are computed in wrapping 32-bit
- * arithmetic. With T threads, n(x, m) the multiple of m from x on: the members that go parallel report
- * T * (32 + 8 * (height + K) + P), where P in bytes is in a row pass 36 * K + 112 (8u16s_C1), 60 * K + 112 (8u16s_C3),
- * 48 * K + 80 (16s_C1), 40 * K + 64 (16s_C3), 64 * K + 80 (32f_C1), 192 * K + 64 (32f_C3), 24 * K + 64 (Low_16s_C1),
- * 208 * K + 64 (Low_16s_C3), in a column pass 12 * channels * n(width, 4) + 32, in the Low members
- * 12 * channels * n(width, 8) + 32. The serial members report 48 * K + 80 (row 16u_C1), 112 * K + 80 (row 16u_C3),
- * 16 * K + 32 (column 16u_C1, 32f), 36 * n(3 * width, 4) + 32 (column 16u_C3).
+ * arithmetic; a call takes as many threads as have room in what is reported for it. With T threads, n(x, m) the
+ * multiple of m from x on: the members that go parallel report T * (32 + 8 * (height + K) + P), where P in bytes is in
+ * a row pass 36 * K + 112 (8u16s_C1), 60 * K + 112 (8u16s_C3), 48 * K + 80 (16s_C1), 40 * K + 64 (16s_C3), 64 * K + 80
+ * (32f_C1), 192 * K + 64 (32f_C3), 24 * K + 64 (Low_16s_C1), 208 * K + 64 (Low_16s_C3), in a column pass
+ * 12 * channels * n(width, 4) + 32, in the Low members 12 * channels * n(width, 8) + 32. The serial members report
+ * 48 * K + 80 (row 16u_C1), 112 * K + 80 (row 16u_C3), 16 * K + 32 (column 16u_C1, 32f), 36 * n(3 * width, 4) + 32
+ * (column 16u_C3).
  *
  * @b Threads: bands of rows, from width * height of 32768 times the thread count on. Row 32f_C1 and the column members
  * with 3 or 5 taps stay serial on one core. The 16u members and column 32f never go parallel. Results do not depend
@@ -91,12 +92,12 @@ extern "C" {
  * pBorderValue; qorStsSizeErr for kernelSize below 1; qorStsAnchorErr for xAnchor outside 0 .. K - 1; qorStsStepErr for
  * srcStep below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a step that is not a multiple of the
  * sample size; qorStsBadArgErr for a border other than 0, 1, 6; qorStsBadArgErr for a divisor of 0, in the 16u members
- * for any below 1.
+ * for any below 1; qorStsSizeErr where the report has wrapped and has no room for one thread.
  *
  * Of the column pipeline: qorStsNullPtrErr for a null ppSrc, pDst or pKernel; qorStsSizeErr for a width or height below
  * 1; qorStsNullPtrErr for a null row among the height + kernelSize - 1 of ppSrc; qorStsSizeErr for kernelSize below 1;
  * qorStsStepErr for dstStep below the bytes of a row (in Low_16s_C3R of a third of it); qorStsNotEvenStepErr as above;
- * qorStsNullPtrErr for a null pBuffer; qorStsBadArgErr for a divisor of 0.
+ * qorStsNullPtrErr for a null pBuffer; qorStsBadArgErr for a divisor of 0; qorStsSizeErr as above.
  *
  * Of the queries: qorStsNullPtrErr for pBufferSize; qorStsSizeErr for a width, height or kernelSize below 1.
  * @{
@@ -411,7 +412,7 @@ QorStatus qoriGenSobelKernel_32f(Qor32f* pDst, int kernelSize, int dx, int sign)
  * each row with qorBorderInMem, K / 2 rows above and below, columns as in the rows of the region. All pixels of the
  * region are written. @b In @b place: yes, with one step, but under qorBorderWrap. @b Scratch: any address;
  * qoriFilterGaussianInit() asks for it and leaves it alone. Sizes scale with the number of threads at the time of the
- * query and wrap in 32 bits:
+ * query and wrap in 32 bits; a call takes as many threads as have room in what is reported for it:
  *
  *     m = min(height, K),  w = (width + K) * channels rounded up to 8,  R and C as the pipelines' queries report for
  *     width by m (qoriFilterGaussGetBufferSize_32f_C1R: width by K)
@@ -431,10 +432,11 @@ QorStatus qoriGenSobelKernel_32f(Qor32f* pDst, int kernelSize, int dx, int sign)
  * four flags. qoriFilterGaussianBorder_*(): qorStsNullPtrErr; qorStsStepErr for a step below the width in bytes;
  * qorStsSizeErr for a height or width below 1; qorStsBadArgErr for K, then qorStsBorderErr for the border in the
  * record; qorStsBadArgErr for a shift in the record of an integer type outside 0 to 30; qorStsNotEvenStepErr for a step
- * that is not a multiple of the sample; qorStsDataTypeErr for a record of another type.
+ * that is not a multiple of the sample; qorStsDataTypeErr for a record of another type; qorStsSizeErr where the report
+ * has wrapped and has no room for one thread.
  * qoriFilterGaussGetBufferSize_32f_C1R(): qorStsNullPtrErr; qorStsSizeErr; qorStsBadArgErr for K.
  * qoriFilterGaussBorder_32f_C1R(): qorStsNullPtrErr; qorStsSizeErr; qorStsStepErr; qorStsBadArgErr for K or the border;
- * qorStsNotEvenStepErr.
+ * qorStsNotEvenStepErr; qorStsSizeErr as above.
  * @{
  */
 typedef struct QoriFilterGaussianSpec QoriFilterGaussianSpec; /**< taps of one Gaussian and how they are applied */

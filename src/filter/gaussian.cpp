@@ -34,7 +34,7 @@ constexpr int wrapped(uint64_t bytes) { return static_cast<int>(static_cast<Qor3
 int reportedScratch(QoriSize size, int kernelSize, QorDataType type, int channels) {
   const int bandRows = size.height < kernelSize ? size.height : kernelSize;
   const auto K = static_cast<uint64_t>(kernelSize), band = static_cast<uint64_t>(bandRows);
-  const auto stride = static_cast<uint64_t>(ringStride(size.width, kernelSize, channels));
+  const auto stride = static_cast<uint64_t>(gaussianStride(size.width, kernelSize, channels));
   const uint64_t pipelines = pipelineScratch({size.width, bandRows}, kernelSize, type, channels);
   if (type == qor32f) return wrapped(4 * K * stride + 4 * (band + K) * stride + 8 * (band + K) + pipelines + 192);
   const auto row = static_cast<uint64_t>(roundUpTo((int64_t{size.width} + kernelSize - 1) * channels, 8));
@@ -86,6 +86,8 @@ class GaussianFilter {
   QorStatus run(Qor8u* scratch, int reported, int divisor, const MakeTaps& makeTaps) {
     const int kernelSize = sweep_.kernelSize;
     const int wanted = rowTeam<T, channels>({sweep_.size.width, sweep_.bandRows()}, kernelSize);
+    // A ring beyond any report, whose bytes 64 bits may not hold.
+    if (sweep_.ringRows() > topOf<Qor32s> / sweep_.ringStride()) return qorStsSizeErr;
     int64_t needed = 0;
     const int team = teamWithin(reported, wanted > 0 ? wanted : 1, [&](int threads) {
       return needed = bytesOf([=, this](ScratchParts& parts) { lay(parts, threads); });
@@ -121,7 +123,7 @@ class GaussianFilter {
     const int64_t rows = rowBytesNeeded<T, channels>(kernelSize, team), columns = columnBytesNeeded<M>(kernelSize);
     const int64_t pipeline = rows > columns ? rows : columns;
     Parts p{};
-    p.ring = parts.take<M>(sweep_.ringRows() * ringStride(width, kernelSize, channels), 64);
+    p.ring = parts.take<M>(sweep_.ringRows() * sweep_.ringStride(), 64);
     p.window = parts.take<M*>(sweep_.ringRows());
     p.taps = parts.take<M>(kernelSize);
     if (isExtended()) p.extended = parts.take<T>((int64_t{width} + kernelSize - 1) * channels);

@@ -7,8 +7,8 @@
 
 namespace qor::inline QOR_LEVEL {
 
-// Samples from one row of the ring to the next.
-constexpr int64_t ringStride(int width, int kernelSize, int channels) {
+// Samples from one row of a ring to the next.
+constexpr int64_t gaussianStride(int width, int kernelSize, int channels) {
   return roundUpTo((int64_t{width} + kernelSize) * channels, 8);
 }
 
@@ -22,17 +22,18 @@ struct GaussianSweep {
   int kernelSize;
   Axis rows;
 
-  M* ring;     // ringRows(): those of a window, and one of the border value; ringStride() samples from one to the next
+  M* ring;     // ringRows(): those of a window, and one of the border value
   M** window;  // as many pointers
 
   // Rows of a band, and the most that are filtered along themselves in one call.
   int bandRows() const { return size.height < kernelSize ? size.height : kernelSize; }
   int64_t ringRows() const { return int64_t{bandRows()} + kernelSize; }
+  int64_t ringStride() const { return gaussianStride(size.width, kernelSize, channels); }
 
   // A row outside the image that is made from source rows, not from filtered ones.
   static constexpr bool fromSource(Edge edge) { return edge == Edge::memory || edge == Edge::periodic; }
 
-  M* ringRow(int64_t number) const { return ring + number * ringStride(size.width, kernelSize, channels); }
+  M* ringRow(int64_t number) const { return ring + number * ringStride(); }
   // The row of the ring that belongs to an image row or one outside; no two of a window are the same.
   M* slot(int64_t y) const { return ringRow((y + kernelSize / 2) % (ringRows() - 1)); }
   M* valueRow() const { return ringRow(ringRows() - 1); }

@@ -324,6 +324,18 @@ TEST(Gaussian, StripsEqualTheWhole) {
   }
 }
 
+// A report that has wrapped to less than the rows take: nothing is touched.
+TEST(Gaussian, StaysWithinTheReport) {
+  const ThreadCount most(1024);
+  constexpr QoriSize size{349324, 1};
+  const GuardedBytes spec = record<Qor8u>(size, 3, 1, qorBorderRepl, 1);
+  EXPECT_LT(sizesFor(size, 3, qor8u, 1).buffer, 2 * 4 * size.width);
+  EXPECT_GT(sizesFor(size, 3, qor8u, 1).buffer, 0);
+  EXPECT_EQ(qoriFilterGaussianBorder_8u_C1R(noAccess<Qor8u>(), INT_MAX, noAccess<Qor8u>(), INT_MAX, size, 0,
+                                            spec.as<QoriFilterGaussianSpec>(), noAccess<Qor8u>()),
+            qorStsSizeErr);
+}
+
 // ---- taps and record
 
 // Against the definition in double. The exponent has an error of 2^-23 of its value, which is at most 104 where the tap

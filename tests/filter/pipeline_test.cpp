@@ -207,6 +207,50 @@ const Descriptions queries([](Descriptions& d) {
       COLUMN(16u_C3R), [](int64_t, int64_t W, int64_t) { return 36 * ((3 * W + 3) / 4 * 4) + 32; }, false);
 });
 
+// Reports that have wrapped: as many threads as have room, against a guard page; and where none has, nothing is
+// touched.
+TEST(Pipeline, StaysWithinTheReport) {
+  const ThreadCount most(1024);
+  const auto reported = [](auto* query, QoriSize size, int K) {
+    int bytes = -1;
+    EXPECT_EQ(query(size, K, &bytes), qorStsNoErr);
+    return bytes;
+  };
+  {
+    constexpr QoriSize size{65, 524232};
+    const std::vector<Qor16s> taps{1, -2, 3, 4, 3, 2, 1};
+    GuardedImage<Qor8u> src(size);
+    src.generate(Maker<Qor8u>(Data::Random, baseSeed()));
+    const auto run = [&](int bytes) {
+      GuardedImage<Qor16s> dst(size);
+      std::vector<Qor16s*> rows;
+      for (int y = 0; y < size.height; ++y) rows.push_back(&dst.at(0, y));
+      const GuardedBytes scratch(bytes, 1);
+      EXPECT_EQ(qoriFilterRowBorderPipeline_8u16s_C1R(src.data(), src.step(), rows.data(), size, taps.data(), 7, 3,
+                                                      qorBorderRepl, 0, 16, scratch.data()),
+                qorStsNoErr);
+      return dst;
+    };
+    const int bytes = reported(qoriFilterRowBorderPipelineGetBufferSize_8u16s_C1R, size, 7);
+    EXPECT_EQ(bytes, 4096);
+    const auto got = run(bytes);
+    const ThreadCount one(1);
+    expectSame(got, run(4096).pixels());
+  }
+  const std::vector<Qor16s> taps(95322), samples(349512);
+  Qor16s row[40];
+  Qor16s* const rows[] = {row};
+  EXPECT_EQ(reported(qoriFilterRowBorderPipelineGetBufferSize_8u16s_C1R, {40, 1}, 95322), 16384);
+  EXPECT_EQ(qoriFilterRowBorderPipeline_8u16s_C1R(noAccess<Qor8u>(), 40, rows, {40, 1}, taps.data(), 95322, 5, 1, 0, 1,
+                                                  noAccess<Qor8u>()),
+            qorStsSizeErr);
+  const std::vector<const Qor16s*> eleven(11, samples.data());
+  EXPECT_EQ(reported(qoriFilterColumnPipelineGetBufferSize_16s_C1R, {349512, 1}, 11), 0);
+  EXPECT_EQ(qoriFilterColumnPipeline_16s_C1R(eleven.data(), noAccess<Qor16s>(), INT_MAX - 1, {349512, 1}, taps.data(),
+                                             11, 1, noAccess<Qor8u>()),
+            qorStsSizeErr);
+}
+
 // Sums that are a tie when they have been divided.
 TEST(Pipeline, RoundTiesToEven) {
   for (const char* name : {"qoriFilterRowBorderPipeline_8u16s_C1R", "qoriFilterColumnPipeline_16s8u_C1R"}) {
