@@ -204,8 +204,9 @@ constexpr FixedKernel<S> fixedKernel() {
   for (int p = 0; p < F::planes; ++p) k.total[p] = static_cast<M>(F::template constant<M>(p));
   k.sweep = [](const S* const* source, const BesideRow<S>& beside, State<M>& state, void* const* dst, ptrdiff_t width,
                const void* store) {
-    D* to[count];
-    for (int j = 0; j < count; ++j) to[j] = static_cast<D*>(dst[j]);
+    constexpr int rows = rowsAtOnce<F, S>;
+    D* to[rows];
+    for (int j = 0; j < rows; ++j) to[j] = static_cast<D*>(dst[j]);
     L::sweep(source, beside, state, to, width, *static_cast<const Store*>(store));
   };
   k.along = L::along;

@@ -435,7 +435,7 @@ void runCase(const Description& d, Case& c, const Own& own) {
     Call again(call, same, own);
     again.run(function);
     call.expectSameResults(again, what);
-    if (d.traits.release) d.traits.release(again);
+    if (again.status >= qorStsNoErr && d.traits.release) d.traits.release(again);
   };
   const Operation::Function other = atOtherLevel(d.operation);
   if (other != nullptr) compare(other, "at the other build level");
@@ -443,7 +443,7 @@ void runCase(const Description& d, Case& c, const Own& own) {
     const ThreadCount one(1);
     compare(d.operation.function, "with one thread");
   }
-  if (d.traits.release) d.traits.release(call);
+  if (call.status >= qorStsNoErr && d.traits.release) d.traits.release(call);
 }
 
 void runOwn(const char* name, QoriSize size, const Own& own, int threads) {
