@@ -61,7 +61,7 @@ QOR_FORCE_INLINE bool leavesBlock(const Kernel& kernel, const S*... src) {
 // in registers and its code in the instruction cache.
 template <Stores stores = Stores::cached, int unroll = 4, class D, class Kernel, class... S>
 inline void mapRow(D* dst, ptrdiff_t n, const Kernel& given, const S*... src) {
-  const Kernel kernel = given;
+  const auto kernel = given;
   using Result = std::invoke_result_t<Kernel, const S*...>;
   static_assert(std::is_same_v<D, typename Result::Sample>);
   constexpr int block = Result::samples;

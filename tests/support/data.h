@@ -116,9 +116,9 @@ class Maker {
   T constant_;
 };
 
-enum class Mask { Dense, Sparse, Half, Ones, Zero };
+enum class Mask { Dense, Sparse, Half, Runs, Ones, Zero };
 
-constexpr const char* maskNames[] = {"Dense", "Sparse", "Half", "Ones", "Zero"};
+constexpr const char* maskNames[] = {"Dense", "Sparse", "Half", "Runs", "Ones", "Zero"};
 
 // What is not 0 takes any value from 1 to 255.
 class MaskMaker {
@@ -134,6 +134,9 @@ class MaskMaker {
         return static_cast<Qor8u>(random_.oneIn(16) ? on : 0);
       case Mask::Half:
         return static_cast<Qor8u>(random_.oneIn(2) ? on : 0);
+      case Mask::Runs:
+        if (left_-- == 0) left_ = random_.below(150), taken_ = !taken_;
+        return static_cast<Qor8u>(taken_ ? on : 0);
       case Mask::Ones:
         return static_cast<Qor8u>(on);
       default:
@@ -144,6 +147,8 @@ class MaskMaker {
  private:
   Mask kind_;
   Random random_;
+  int left_ = 0;
+  bool taken_ = false;
 };
 
 }  // namespace qortest

@@ -1,6 +1,7 @@
 #include "support/sweep.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace qortest {
 
@@ -19,7 +20,7 @@ Layout Case::layout(QoriSize itsSize, int channels, const Margin& margin) {
 }
 
 GuardedImage<Qor8u> Case::mask(QoriSize itsSize, std::source_location where) {
-  const int kind = random.below(5);
+  const int kind = random.below(static_cast<int>(std::size(maskNames)));
   appendCase(" mask %s", maskNames[kind]);
   GuardedImage<Qor8u> made(itsSize, layout(itsSize, 1, {}), where);
   made.generate(MaskMaker(static_cast<Mask>(kind), random.bits()));
