@@ -45,8 +45,8 @@ template <class T>
 void expectExtrema(Call& c) {
   if constexpr (std::is_same_v<T, Qor32f>) {
     const std::vector<Qor32f>& samples = c.before<Qor32f>('s').samples;
-    if (std::all_of(samples.begin(), samples.end(), [](Qor32f s) { return isfinite(s); }))
-      EXPECT_EQ(fetestexcept(FE_INVALID), 0) << "of numbers alone, " << currentCase();
+    const bool finite = std::all_of(samples.begin(), samples.end(), [](Qor32f s) { return isfinite(s); });
+    EXPECT_TRUE(!finite || fetestexcept(FE_INVALID) == 0) << "of numbers alone, " << currentCase();
   }
   const int channel = c.has('c') ? c.number('c') - 1 : 0;
   const Image<Qor8u>* mask = c.has('m') ? &c.before<Qor8u>('m') : nullptr;
