@@ -9,8 +9,8 @@
 // and gets, each as a test of its own that --gtest_filter finds by the operation's name:
 //   Contract  every check refuses alone and in its order, accepted edges are accepted (contract.h)
 //   Sweep     sizes, data, alignments and threads rotate (sweep.h); everything stands against guard pages, scratch and
-//             records with exactly the reported bytes; the result is as `expect` says, at the other build level the
-//             same bit by bit, and without `expect` the same with one thread
+//             records with exactly the reported bytes; the result is as `expect` says, at the plain level the same
+//             bit by bit as at the wide one, and without `expect` the same with one thread
 //   Team      one parallel region from `team` on, none below, with one core and with several
 //   Memory    every allocation failed once: the status is qorStsMemAllocErr or a success, nothing leaks
 // and its part of the fuzzer (tests/fuzz).
@@ -380,7 +380,9 @@ void runOwn(const char* name, QoriSize size, const Own& own, int threads = 1);
 // All of them as tests; called by the tests' main.
 void registerDescriptions();
 
-// The same operation in the library of the other build level, null when there is none.
-Operation::Function atOtherLevel(const Operation& operation);
+// The same operation in the plain library, where this program runs on the wide one; else null.
+Operation::Function atPlainLevel(const Operation& operation);
+// This is the run of the tests at the plain level, and there is one at the wide level: its sweeps call both libraries.
+bool wideRunCompares();
 
 }  // namespace qortest
