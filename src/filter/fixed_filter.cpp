@@ -7,9 +7,10 @@ namespace {
 
 // ---- scratch
 
+// Rows of whole blocks, two vectors of the wide level: reported sizes are the same at every level.
 template <class M>
 constexpr ptrdiff_t paddedWidth(int width) {
-  return roundUpTo(width, sweepBlock<M>);
+  return roundUpTo(width, 2 * wideVectorBytes / static_cast<int64_t>(sizeof(M)));
 }
 
 // What a thread works in: intermediate rows, one more than a state has, and a row of sums.
@@ -20,8 +21,8 @@ struct ThreadRows {
 template <class M>
 ThreadRows<M> layThread(ScratchParts& parts, int taps, int planes, ptrdiff_t plane) {
   ThreadRows<M> rows{};
-  for (int i = 0; i < taps; ++i) rows.row[i] = parts.take<M>(planes * plane, sizeof(Vec<M>));
-  rows.sums = parts.take<M>(plane, sizeof(Vec<M>));
+  for (int i = 0; i < taps; ++i) rows.row[i] = parts.take<M>(planes * plane, wideVectorBytes);
+  rows.sums = parts.take<M>(plane, wideVectorBytes);
   return rows;
 }
 

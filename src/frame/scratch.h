@@ -39,6 +39,9 @@ T* alignUp(void* p, uintptr_t alignment) {
   return reinterpret_cast<T*>(static_cast<Qor8u*>(p) + (-reinterpret_cast<uintptr_t>(p) & (alignment - 1)));
 }
 
+// Alignment of parts that vectors are loaded from: that of the wide level at every level, so that sizes do not differ.
+constexpr int wideVectorBytes = 32;
+
 // Hands out the parts of a block, one behind the other. Under the address sanitizer what the block has to spare goes
 // between the parts and may not be touched for as long as this lives.
 class ScratchParts {

@@ -177,7 +177,13 @@ Shape Arguments::shape(size_t i) const {
 // ---- calls
 
 Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own, const Call* itsTwin)
-    : Arguments(d), c(itsCase), twin(itsTwin), images_(slots.size()), blocks_(slots.size()), lists_(slots.size()) {
+    : Arguments(d),
+      c(itsCase),
+      twin(itsTwin),
+      images_(slots.size()),
+      blocks_(slots.size()),
+      lists_(slots.size()),
+      listRows_(slots.size()) {
   drawNumbers();
   if (d.traits.draw) d.traits.draw(*this);
   if (own.draw) own.draw(*this);
@@ -303,7 +309,10 @@ void Call::makeImage(size_t i, Pixels pixels) {
     else
       images_[i].reset(
           new TypedImage<T>(isJunk ? c.output<T>(size, s.channels, s.margin) : c.image<T>(size, s.channels, s.margin)));
-    if (twin != nullptr) images_[i]->putBack(*twin->images_[i]);
+    // Where a call was made in place, its destination is its source.
+    const bool isShared = twin != nullptr && twin->isInPlace() && static_cast<int>(i) != twin->inPlace_ &&
+                          twin->images_[i] == twin->images_[static_cast<size_t>(twin->inPlace_)];
+    if (twin != nullptr && !isShared) images_[i]->putBack(*twin->images_[i]);
   });
   slots[i].as<void*>() = images_[i]->data();
   if (description.hasStep(i)) slots[i + 1].as<int>() = images_[i]->step();
@@ -313,10 +322,14 @@ void Call::makeImage(size_t i, Pixels pixels) {
 // Addresses need not ascend: those of a destination descend, those of a source repeat here and there.
 void Call::makeList(size_t i, const Shape& s) {
   const int rows = static_cast<int>(s.height);
-  for (int y = 0; y < rows; ++y) {
-    const bool isWritten = description.operation.parameters[i].isWritten;
-    lists_[i].push_back(images_[i]->row(isWritten ? rows - 1 - y : c.random.oneIn(4) ? c.random.below(rows) : y));
-  }
+  const bool isWritten = description.operation.parameters[i].isWritten;
+  // A source's rows are drawn once, and are the same in the twin.
+  if (twin != nullptr)
+    listRows_[i] = twin->listRows_[i];
+  else
+    for (int y = 0; y < rows; ++y)
+      listRows_[i].push_back(isWritten ? rows - 1 - y : c.random.oneIn(4) ? c.random.below(rows) : y);
+  for (const int row : listRows_[i]) lists_[i].push_back(images_[i]->row(row));
   putArray('l', lists_[i].data(), lists_[i].size() * sizeof(void*), description.which(i));
 }
 

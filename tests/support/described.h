@@ -289,7 +289,8 @@ class Call : public Arguments {
   std::vector<std::shared_ptr<AnyImage>> images_;  // by position; in place two of them are one
   std::vector<Block> blocks_;
   std::vector<std::vector<void*>> lists_;
-  int inPlace_ = -1;  // position of the source that is also the destination
+  std::vector<std::vector<int>> listRows_;  // the rows of an image that its list names
+  int inPlace_ = -1;                        // position of the source that is also the destination
 };
 
 template <class T>
