@@ -43,6 +43,8 @@ struct Both {
   A a;
   B b;
 };
+template <class A, class B>
+Both(A, B) -> Both<A, B>;
 
 // Zero bits where pixels do not take part, whatever was measured of them.
 template <class T, class U>

@@ -65,7 +65,8 @@ class ScratchParts {
     advance(static_cast<int64_t>(alignment), bytes);
     if (block_ == nullptr) return nullptr;
     if constexpr (QOR_ADDRESS_SANITIZER != 0) {
-      const int64_t gap = spare_ < widestGap ? spare_ : widestGap;
+      // Whole gaps alone: they leave every alignment as it was counted.
+      const int64_t gap = spare_ < widestGap ? 0 : widestGap;
       next_ += gap;
       spare_ -= gap;
     }

@@ -64,7 +64,7 @@ static_assert(segmentColumns <= widestSquares && segmentColumns % stepColumns ==
 template <class Count, class T, bool segmented, int size, int vectors>
 struct RowSums {
   using Sums = VecOf<Qor32s, size>;
-  using Samples = BlockOf<VecOf<T, size>, sizeof(T) / sizeof(Qor32s)>;
+  using Samples = BlockOf<VecOf<T, size>, VecOf<Qor32s, size>::lanes / VecOf<T, size>::lanes>;
   static constexpr int inVector = size / Short<Qor32s>::bytes, rows = vectors * inVector;
 
   // The sum of every row so far, in each of its four lanes.

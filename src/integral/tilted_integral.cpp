@@ -62,7 +62,7 @@ inline void roundTo(Block<Qor64f, 2>& t, Doubles a) { t = {a.lo, a.hi}; }
 template <class Count, class T>
 requires std::is_floating_point_v<T>
 struct Inner<Count, T> {
-  using Result = Block<T, sizeof(T) / sizeof(Qor32f)>;
+  using Result = Block<T, V32f::lanes / Vec<T>::lanes>;
 
   static Doubles samples(const Qor8u* p) {
     const V32s s = Count::of(loadAs<Qor32s>(p));

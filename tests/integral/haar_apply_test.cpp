@@ -108,7 +108,7 @@ void drawStage(Call& call, bool mixed) {
   call.data = run;
   call.at<const void*>('t') = state;
   const int positive = expectedCount(random, call.size());
-  memcpy(call.block('u', sizeof positive), &positive, sizeof positive);
+  call.array('u', std::vector<int>{positive});
   appendCase(" expected %d", positive);
 }
 

@@ -28,7 +28,7 @@ QoriSize toSize(const Shape& shape) { return {static_cast<int>(shape.width), sta
 
 // Shared by all calls without pixels: zeros, one block for each position.
 void* zeroMemory(size_t position, int64_t needed) {
-  constexpr size_t places = 16, bytes = size_t{1} << 29;
+  constexpr size_t places = 16, bytes = size_t{1} << 30;
   static void* blocks[places] = {};
   void*& block = blocks[position];
   if (block == nullptr) block = calloc(bytes, 1);
@@ -37,7 +37,7 @@ void* zeroMemory(size_t position, int64_t needed) {
 }
 
 // For margins.
-constexpr int64_t aroundZeros = 1 << 20;
+constexpr int64_t aroundZeros = 1 << 27;
 
 class NoPixels : public AnyImage {
  public:
@@ -216,7 +216,12 @@ Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own, c
     }
     if (isOneOf(role, "rq") && p.kind == Parameter::Pointer) {
       const bool isNull = twin != nullptr ? twin->slots[i].as<void*>() == nullptr : d.mayBeNull(i) && c.random.oneIn(4);
-      if (!isNull) block(role, static_cast<ptrdiff_t>(std::max<size_t>(p.bytes, 1)) * shape(i).width, d.which(i));
+      // Results are aligned to their type, as the end of a page is.
+      const auto bytes = static_cast<ptrdiff_t>(std::max<size_t>(p.bytes, 1)) * shape(i).width;
+      if (!isNull) {
+        blocks_[i] = {std::make_unique<GuardedBytes>(bytes), static_cast<size_t>(bytes)};
+        slots[i].as<void*>() = blocks_[i].bytes->data();
+      }
     }
     if (blocks_[i].bytes != nullptr && !p.isWritten) blocks_[i].bytes->protect();
   });

@@ -93,7 +93,7 @@ ptrdiff_t pagesFor(ptrdiff_t bytes) {
 
 }  // namespace
 
-GuardedRows::GuardedRows(const Shape& shape, std::source_location where) : shape_(shape), where_(where) {
+GuardedRows::GuardedRows(const Shape& shape, SourceLocation where) : shape_(shape), where_(where) {
   const ptrdiff_t page = pageBytes();
   const ptrdiff_t span = (shape.rows - 1) * shape.step + shape.rowBytes;
   const ptrdiff_t pages = pagesFor(span + shape.offset), inner = pages * page;

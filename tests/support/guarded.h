@@ -23,7 +23,9 @@
 #include <string.h>
 
 #include <memory>
-#include <source_location>
+#if __has_builtin(__builtin_source_location)
+  #include <source_location>
+#endif
 #include <type_traits>
 #include <vector>
 
@@ -33,6 +35,25 @@
 #include "support/case.h"
 
 namespace qortest {
+
+#if __has_builtin(__builtin_source_location)
+using SourceLocation = std::source_location;
+#else
+// What clang 14 has of it.
+class SourceLocation {
+ public:
+  static constexpr SourceLocation current(const char* file = __builtin_FILE(), unsigned line = __builtin_LINE()) {
+    return {file, line};
+  }
+  constexpr const char* file_name() const { return file_; }
+  constexpr unsigned line() const { return line_; }
+
+ private:
+  constexpr SourceLocation(const char* file, unsigned line) : file_(file), line_(line) {}
+  const char* file_;
+  unsigned line_;
+};
+#endif
 
 enum class Guard { After, Before };
 
@@ -76,7 +97,7 @@ class GuardedRows {
     int floatBytes;  // size of a float sample, 0 for integers
   };
 
-  GuardedRows(const Shape& shape, std::source_location where);
+  GuardedRows(const Shape& shape, SourceLocation where);
   GuardedRows(GuardedRows&& other) noexcept;
   ~GuardedRows();
 
@@ -90,7 +111,7 @@ class GuardedRows {
   void poison(bool on) const;
 
   Shape shape_;
-  std::source_location where_;
+  SourceLocation where_;
   uint8_t* block_ = nullptr;  // first page, inaccessible
   ptrdiff_t blockBytes_ = 0;
   bool isProtected_ = false;
@@ -100,8 +121,7 @@ class GuardedRows {
 template <class T>
 class GuardedImage {
  public:
-  explicit GuardedImage(QoriSize size, const Layout& layout = {},
-                        std::source_location where = std::source_location::current())
+  explicit GuardedImage(QoriSize size, const Layout& layout = {}, SourceLocation where = SourceLocation::current())
       : size_(size), layout_(layout), rows_(shape(size, layout), where) {}
   GuardedImage(GuardedImage&&) noexcept = default;
   ~GuardedImage() { verifyMargins(); }
@@ -201,7 +221,7 @@ class GuardedImage {
 class GuardedBytes {
  public:
   explicit GuardedBytes(ptrdiff_t size, int offset = 0, Guard guard = Guard::After,
-                        std::source_location where = std::source_location::current())
+                        SourceLocation where = SourceLocation::current())
       : rows_({size, 1, size, offset, guard, 0}, where) {}
 
   uint8_t* data() const { return rows_.row(0); }

@@ -19,7 +19,7 @@ Layout Case::layout(QoriSize itsSize, int channels, const Margin& margin) {
   return l;
 }
 
-GuardedImage<Qor8u> Case::mask(QoriSize itsSize, std::source_location where) {
+GuardedImage<Qor8u> Case::mask(QoriSize itsSize, SourceLocation where) {
   const int kind = random.below(static_cast<int>(std::size(maskNames)));
   appendCase(" mask %s", maskNames[kind]);
   GuardedImage<Qor8u> made(itsSize, layout(itsSize, 1, {}), where);
@@ -28,7 +28,7 @@ GuardedImage<Qor8u> Case::mask(QoriSize itsSize, std::source_location where) {
   return made;
 }
 
-GuardedBytes Case::scratch(ptrdiff_t bytes, std::source_location where) {
+GuardedBytes Case::scratch(ptrdiff_t bytes, SourceLocation where) {
   const int offset = guard == Guard::Before ? random.between(0, 63) : 0;
   return GuardedBytes(bytes, offset, guard, where);
 }

@@ -42,14 +42,13 @@ class Case {
 
   // An image of rotating data.
   template <class T>
-  GuardedImage<T> image(int channels = 1, const Margin& margin = {},
-                        std::source_location where = std::source_location::current()) {
+  GuardedImage<T> image(int channels = 1, const Margin& margin = {}, SourceLocation where = SourceLocation::current()) {
     return image<T>(size, channels, margin, where);
   }
 
   template <class T>
   GuardedImage<T> image(QoriSize itsSize, int channels = 1, const Margin& margin = {},
-                        std::source_location where = std::source_location::current()) {
+                        SourceLocation where = SourceLocation::current()) {
     const int kind = random.oneIn(3) ? 0 : random.below(dataKinds<T>(finite_));
     appendCase(" %s", dataNames[kind]);
     GuardedImage<T> made(itsSize, layout(itsSize, channels, margin), where);
@@ -60,21 +59,21 @@ class Case {
 
   // An image of junk, NaN for floats.
   template <class T>
-  GuardedImage<T> output(int channels = 1, std::source_location where = std::source_location::current()) {
+  GuardedImage<T> output(int channels = 1, SourceLocation where = SourceLocation::current()) {
     return output<T>(size, channels, {}, where);
   }
 
   template <class T>
   GuardedImage<T> output(QoriSize itsSize, int channels = 1, const Margin& margin = {},
-                         std::source_location where = std::source_location::current()) {
+                         SourceLocation where = SourceLocation::current()) {
     return GuardedImage<T>(itsSize, layout(itsSize, channels, margin), where);
   }
 
-  GuardedImage<Qor8u> mask(std::source_location where = std::source_location::current()) { return mask(size, where); }
-  GuardedImage<Qor8u> mask(QoriSize itsSize, std::source_location where = std::source_location::current());
+  GuardedImage<Qor8u> mask(SourceLocation where = SourceLocation::current()) { return mask(size, where); }
+  GuardedImage<Qor8u> mask(QoriSize itsSize, SourceLocation where = SourceLocation::current());
 
   // Exactly that many bytes of junk.
-  GuardedBytes scratch(ptrdiff_t bytes, std::source_location where = std::source_location::current());
+  GuardedBytes scratch(ptrdiff_t bytes, SourceLocation where = SourceLocation::current());
 
  private:
   Layout layout(QoriSize itsSize, int channels, const Margin& margin);
