@@ -340,7 +340,9 @@ void Call::makeList(size_t i, const Shape& s) {
 
 uint8_t* Call::block(char role, ptrdiff_t bytes, int which) {
   const size_t i = existing(role, which);
-  blocks_[i] = {std::make_unique<GuardedBytes>(c.scratch(bytes)), static_cast<size_t>(bytes)};
+  // The address of a record stands aligned, as the end of a page is.
+  blocks_[i] = {std::make_unique<GuardedBytes>(role == 'a' ? GuardedBytes(bytes) : c.scratch(bytes)),
+                static_cast<size_t>(bytes)};
   slots[i].as<void*>() = blocks_[i].bytes->data();
   return blocks_[i].bytes->data();
 }
