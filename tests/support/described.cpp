@@ -501,6 +501,7 @@ void runTeam(const Description& d) {
     core.regions = 0;
     call.run(d.operation.function);
     EXPECT_GE(call.status, qorStsNoErr) << currentCase();
+    if (t.release) t.release(call);
     const int64_t least = t.team.least(threads, cores, d.channels);
     const bool isLarge = least != 0 && int64_t{size.width} * size.height >= least;
     const int team = t.teamOf ? t.teamOf(call, threads, cores) : isLarge ? threads : 0;
