@@ -212,7 +212,7 @@ Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own, c
       if (pixels == Pixels::None)
         slots[i].as<void*>() = zeroMemory(i, bytes);
       else
-        block('w', bytes);
+        block('w', bytes, d.which(i));
     }
     if (isOneOf(role, "rq") && p.kind == Parameter::Pointer) {
       const bool isNull = twin != nullptr ? twin->slots[i].as<void*>() == nullptr : d.mayBeNull(i) && c.random.oneIn(4);
@@ -253,7 +253,7 @@ void Call::drawNumbers() {
         std::vector<T> values;
         for (int k = 0; k < d.channels; ++k) values.push_back(maker(0, 0, 0));
         if (p.kind == Parameter::Pointer)
-          array('v', values);
+          array('v', values, d.which(i));
         else
           slots[i].as<T>() = values[0];
       });
@@ -385,8 +385,8 @@ Image<Qor8u> Call::bitsAfter(char role, int which) const {
 void Call::verifyBits() const {
   forEach(description, [&](size_t i, char role) {
     if (!description.isBits(i) || !isOutput(i)) return;
-    const Image<Qor8u>& was = before<Qor8u>(role);
-    const Image<Qor8u> is = after<Qor8u>(role);
+    const Image<Qor8u>& was = before<Qor8u>(role, description.which(i));
+    const Image<Qor8u> is = after<Qor8u>(role, description.which(i));
     const int offset = slots[i + 2].as<int>(), end = offset + static_cast<int>(shape(i).width);
     for (int y = 0; y < is.size.height; ++y) {
       for (int bit = 0; bit < 8 * is.size.width; ++bit) {
