@@ -5,6 +5,8 @@
 // every level, for blocks whose length belongs to a contract. Every operation means the same at both widths, in the
 // order of addresses. Where an operation works within each 16 bytes of a vector, its comment says so; Split holds
 // wider lanes in the order that this gives.
+//
+// Whatever takes or returns a wide vector has to be inlined: GCC leaves the upper halves of registers in use behind it.
 #pragma once
 
 #include <immintrin.h>
