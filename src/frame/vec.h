@@ -316,9 +316,20 @@ QOR_VEC_FN V laneByLane(const Of& of) {
     return ofShorts(laneByLane<Half>(of), laneByLane<Half>([&](int i) { return of(i + Half::lanes); }));
   } else if constexpr (std::is_same_v<typename V::Sample, Qor32f>) {
     return {_mm_setr_ps(of(0), of(1), of(2), of(3))};
+  } else if constexpr (std::is_same_v<typename V::Sample, Qor64s>) {
+    return {_mm_set_epi64x(of(1), of(0))};
   } else {
     static_assert(sizeof(typename V::Sample) == 4);
     return {_mm_setr_epi32(of(0), of(1), of(2), of(3))};
+  }
+}
+// 16 bytes number i are of(i).
+template <class V, class Of>
+QOR_VEC_FN V shortsOf(const Of& of) {
+  if constexpr (V::bytes == 16) {
+    return of(0);
+  } else {
+    return ofShorts(of(0), of(1));
   }
 }
 
