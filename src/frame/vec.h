@@ -592,6 +592,8 @@ QOR_VEC_FN VecOf<Qor64s, size> sumOfEights(VecOf<Qor8u, size> a) {
   return distanceOfEights(a, VecOf<Qor8u, size>{});
 }
 
+QOR_VEC_FN Qor32s firstLane(Short<Qor32s> a) { return _mm_cvtsi128_si32(a.v); }
+
 // ---- all lanes into one value; integers wrap. Floats have an order of their own, so they are summed in 16 bytes.
 QOR_VEC_FN Qor32s sum(Short<Qor32s> a) {
   const __m128i pairs = _mm_add_epi32(a.v, _mm_unpackhi_epi64(a.v, a.v));

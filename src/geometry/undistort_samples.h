@@ -51,7 +51,20 @@ struct Corners {
   V32f p00, p10, p01, p11;
 };
 
-QOR_FORCE_INLINE Corners cornersAt(Plane<const Qor8u> src, int, WholePositions p) {
+QOR_FORCE_INLINE Corners cornersAt(Plane<const Qor8u> src, int width, WholePositions p) {
+  // A lens bends little: the pixels mostly stand in one row, so near to each other that 16 bytes of it hold them all.
+  const Qor32s left = firstLane(firstShort(p.x)), top = firstLane(firstShort(p.y));
+  const V32s behind = p.x - splat(left);
+  const V32u last = splat(Qor32u{Short<Qor8u>::lanes - 2});
+  const V32s near = as<Qor32s>(max(as<Qor32u>(behind), last) == last) & (p.y == splat(top));
+  if (signBits(as<Qor32f>(near)) == allSignBits<V32f> && left <= width - Short<Qor8u>::lanes) {
+    const Qor8u* const row = src.row(top) + left;
+    const V8u upper = loadRepeated<V8u>(row), lower = loadRepeated<V8u>(row + src.step);
+    // The byte's number, and three that give zero.
+    const V32s number = as<Qor32s>(as<Qor32u>(behind) | splat(Qor32u{0x80808000})), next = number + splat(Qor32s{1});
+    const auto picked = [](V8u from, V32s at) { return toFloat(as<Qor32s>(lookUp(from, as<Qor8u>(at)))); };
+    return {picked(upper, number), picked(upper, next), picked(lower, number), picked(lower, next)};
+  }
   const PixelAddresses<Qor8u, 1> at(src, p);
   const auto fours = as<Qor32u>(laneByLane<V32s>([&](int i) {
     return static_cast<Qor32s>(Qor32u{wordAt<Qor16u>(at[i])} | Qor32u{wordAt<Qor16u>(at[i] + src.step)} << 16);
