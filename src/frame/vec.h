@@ -204,6 +204,36 @@ QOR_VEC_FN Short<T> load8(const T* p) {
   return {_mm_loadu_si64(p)};
 }
 
+// The first n samples, of 4, 8, 12 or 16 bytes together.
+template <int n, class T>
+QOR_VEC_FN void storeFirst(T* p, Short<T> a) {
+  constexpr int size = n * static_cast<int>(sizeof(T));
+  static_assert(size == 4 || size == 8 || size == 12 || size == 16);
+  const auto v = __builtin_bit_cast(__m128i, a);
+  if constexpr (size == 16) {
+    store(p, a);
+  } else if constexpr (size == 4) {
+    _mm_storeu_si32(p, v);
+  } else {
+    _mm_storeu_si64(p, v);
+    const int third = _mm_extract_epi32(v, 2);
+    if constexpr (size == 12) __builtin_memcpy(p + n * 2 / 3, &third, sizeof third);
+  }
+}
+// Two or three floats, and zeros.
+QOR_VEC_FN Short<Qor32f> loadTwo(const Qor32f* p) { return {_mm_castsi128_ps(_mm_loadu_si64(p))}; }
+QOR_VEC_FN Short<Qor32f> loadThree(const Qor32f* p) {
+  return {_mm_insert_ps(_mm_castsi128_ps(_mm_loadu_si64(p)), _mm_load_ss(p + 2), 0x20)};
+}
+// The first two lanes of a, and two floats behind them.
+QOR_VEC_FN Short<Qor32f> withUpper(Short<Qor32f> a, const Qor32f* p) {
+  return {_mm_loadh_pi(a.v, reinterpret_cast<const __m64*>(p))};
+}
+template <int lane>
+QOR_VEC_FN Short<Qor32f> withLane(Short<Qor32f> a, Qor32f x) {
+  return {_mm_insert_ps(a.v, _mm_set_ss(x), lane << 4)};
+}
+
 // ---- constants
 template <class T>
 QOR_VEC_FN Vector<T> zero() {

@@ -242,7 +242,7 @@ QOR_VEC_2(Qor8u, lookUp, Qor8u, shuffle_epi8)
 // Within each 16 bytes: the samples that begin n behind the first of low, followed by those of high.
 template <int n, class T>
 QOR_VEC_FN Short<T> slide(Short<T> low, Short<T> high) {
-  return {_mm_alignr_epi8(high.v, low.v, n * static_cast<int>(sizeof(T)))};
+  return as<T>(Short<Qor8u>{_mm_alignr_epi8(as<Qor8u>(high).v, as<Qor8u>(low).v, n * static_cast<int>(sizeof(T)))});
 }
 // Eight bits for every 16 bytes: 16-bit pieces of b where a bit is set, else of a.
 template <int bits, class T>
@@ -257,7 +257,8 @@ QOR_VEC_FN Short<T> reordered(Short<T> a) {
 #ifdef __AVX2__
 template <int n, class T>
 QOR_VEC_FN VecOf<T, 32> slide(VecOf<T, 32> low, VecOf<T, 32> high) {
-  return {_mm256_alignr_epi8(high.v, low.v, n * static_cast<int>(sizeof(T)))};
+  return as<T>(
+      VecOf<Qor8u, 32>{_mm256_alignr_epi8(as<Qor8u>(high).v, as<Qor8u>(low).v, n * static_cast<int>(sizeof(T)))});
 }
 template <int bits, class T>
 QOR_VEC_FN VecOf<T, 32> blend(VecOf<T, 32> a, VecOf<T, 32> b) {

@@ -109,9 +109,9 @@ auto resultOf(V32f s) {
 
 QOR_FORCE_INLINE void storeLanes(Qor8u* d, V32s a) {
   const V16s words = as<Qor16s>(narrowToU(a, a));
-  storeFirst(d, V32s::lanes, narrowToU(words, words));
+  storeFirst<V32s::lanes>(d, firstShort(narrowToU(words, words)));
 }
-QOR_FORCE_INLINE void storeLanes(Qor16u* d, V32s a) { storeFirst(d, V32s::lanes, narrowToU(a, a)); }
+QOR_FORCE_INLINE void storeLanes(Qor16u* d, V32s a) { storeFirst<V32s::lanes>(d, firstShort(narrowToU(a, a))); }
 QOR_FORCE_INLINE void storeLanes(Qor32f* d, V32f a) { store(d, a); }
 
 // ---- three channels: 16 bytes are a pixel, a vector is pixel i of every four
@@ -133,8 +133,8 @@ QOR_FORCE_INLINE V32f blendPixels(const PixelAddresses<T, 3>& at, ptrdiff_t step
 // The first `count` samples of all 16 bytes, with the distance of those of a wide vector.
 template <int count, ptrdiff_t distance, class T, int size>
 QOR_FORCE_INLINE void storeShorts(T* d, VecOf<T, size> a) {
-  storeFirst(d, count, firstShort(a));
-  if constexpr (size == 32) storeFirst(d + distance, count, lastShort(a));
+  storeFirst<count>(d, firstShort(a));
+  if constexpr (size == 32) storeFirst<count>(d + distance, lastShort(a));
 }
 
 QOR_FORCE_INLINE void storePixels(Qor8u* d, const V32s (&p)[4]) {
