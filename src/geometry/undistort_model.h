@@ -29,7 +29,9 @@ struct UndistortColumns {
     };
   }
   static constexpr int64_t reportedAlignment = 32;
-  static constexpr int reported(int64_t columns) { return wrapped(roundUpTo(columns, 4) * 24 + reportedAlignment); }
+  static constexpr int reported(int64_t columns) {
+    return static_cast<int>(static_cast<Qor32u>(roundUpTo(columns, 4) * 24 + reportedAlignment));
+  }
 
   UndistortTerms at(ptrdiff_t i) const { return {load(x + i), load(square + i), load(product + i)}; }
   UndistortTerms vector(ptrdiff_t i) const {
