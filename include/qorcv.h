@@ -7,6 +7,7 @@
 
 #include "qorcv/arith.h"
 #include "qorcv/filter.h"
+#include "qorcv/geometry.h"
 #include "qorcv/integral.h"
 #include "qorcv/types.h"
 #include "qorcv/version.h"
