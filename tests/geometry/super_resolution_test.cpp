@@ -32,6 +32,7 @@ struct Scene {
   std::vector<int> at;
   std::vector<Qor32f> kernels;
   std::vector<Qor16u> index;
+  std::shared_ptr<void> spec;
 
   int tap(size_t i, int number) const { return at[i] + number % side + number / side * step; }
   Qor32f coefficient(size_t i, int number) const {
@@ -69,17 +70,13 @@ void drawScene(Call& c) {
   c.array('k', s.index), c.array('f', offsets);
   typename Psf<side>::Spec* spec = nullptr;
   EXPECT_EQ(Psf<side>::init(&spec, s.kernels.data(), count), qorStsNoErr);
+  s.spec = std::shared_ptr<typename Psf<side>::Spec>(spec, Psf<side>::release);
   c.at<const typename Psf<side>::Spec*>('e') = spec;
 }
 
 void arrange(Call& c, char image) {
   c.at<Qor32f*>(image) += sceneOf(c).start;
   c.set('.', sceneOf(c).step * int{sizeof(Qor32f)});
-}
-
-template <int side>
-void release(Arguments& a) {
-  Psf<side>::release(const_cast<typename Psf<side>::Spec*>(a.at<const typename Psf<side>::Spec*>('e')));
 }
 
 // A row of taps at least, unless the image goes upwards; whole elements.
@@ -101,7 +98,6 @@ Traits traits(char image, void (*expect)(Call&)) {
               },
           .arrange = [=](Call& c) { arrange(c, image); },
           .expect = expect,
-          .release = release<side>,
           .own = stepCheck<side>,
           .sweep = {.heights = {1}, .repeats = 8}};
 }
