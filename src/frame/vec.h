@@ -499,6 +499,8 @@ QOR_VEC_SHIFT(operator<<, Qor32s, sll_epi32)
 QOR_VEC_SHIFT(operator>>, Qor32u, srl_epi32)
 QOR_VEC_SHIFT(operator<<, Qor32u, sll_epi32)
 QOR_VEC_SHIFT(operator<<, Qor64s, sll_epi64)
+QOR_VEC_SHIFT(operator>>, uint64_t, srl_epi64)
+QOR_VEC_SHIFT(operator<<, uint64_t, sll_epi64)
 
 // ---- minimum and maximum. Floats: the second operand when either is NaN or both are zero.
 #define QOR_VEC_BOUNDS(T, suffix)    \
