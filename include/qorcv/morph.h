@@ -1,6 +1,7 @@
 /**
  * @file morph.h
- * Morphology: extrema over rectangles, dilation and erosion by any mask, what is composed of them.
+ * Morphology: extrema over rectangles, dilation and erosion by any mask or gray structuring element, what is composed of
+ * them, reconstruction.
  */
 #ifndef QORCV_MORPH_H
 #define QORCV_MORPH_H
@@ -497,6 +498,127 @@ QorStatus qoriMorphGradientBorder_32f_C4R(const Qor32f* pSrc, int srcStep, Qor32
 QorStatus qoriMorphGradientBorder_1u_C1R(const Qor8u* pSrc, int srcStep, int srcBitOffset, Qor8u* pDst, int dstStep,
                                          int dstBitOffset, QoriSize roiSize, QoriBorderType borderType,
                                          Qor8u borderValue, const QoriMorphAdvState* pMorphSpec, Qor8u* pBuffer);
+/** @} */
+
+/**
+ * @defgroup gray_morphology Gray morphology
+ *
+ * Dilation and erosion by a gray structuring element (S. Sternberg, Grayscale morphology, 1986): every element m of a
+ * mask of w x h, row by row, is added to the pixel that it meets. With (ax, ay) the anchor and S the source whose edge
+ * pixels repeat outside the region,
+ *
+ *     dilate(x, y) = largest  of S(x + j - ax, y + i - ay) + m(i, j) over i = 0 .. h - 1, j = 0 .. w - 1
+ *     erode(x, y)  = smallest of the same sums
+ *
+ * Erosion adds the element too, and nothing is turned or reflected: the usual dual of a dilation by m(i, j) is the
+ * erosion by -m(h - 1 - i, w - 1 - j) with the anchor (w - 1 - ax, h - 1 - ay). Every element takes part, also 0: a
+ * mask of zeros makes the flat operation over the whole rectangle. What shall not take part is so low (in an erosion so
+ * high) that its sum never counts: -255 and less in 8u, minus infinity in 32f; such elements cost nothing.
+ *
+ * @b Rounding: 8u: exact sums, whatever the elements, then clamped to 0 .. 255; elements beyond -255 and 255 act like
+ * these. 32f: each sum is one addition, rounded to 32 bits, and may be an infinity. The largest starts at
+ * -3.4028235e+38, the smallest at +3.4028235e+38, so that a window of minus infinities dilates to -3.4028235e+38. A sum
+ * that is NaN takes no part. Of equal sums, that of the first element is stored; it decides the sign of a zero.
+ *
+ * @b Record: an Init operation copies the mask, which may go afterwards, into memory of the caller's, of the size that
+ * its GetSize reports, 32 + 4 * w * h bytes (in 32 bits, wrapping), at any address; an InitAlloc operation into a block
+ * of the library's, to be released by Free. A record stays where it was made: a copy of its bytes is none. It
+ * serves every region up to its roiSize in width and height, and dilation and erosion alike; operations only read it,
+ * so any number of calls may share it.
+ *
+ * @b Region: only pixels of the region are read, all of the destination's are written. @b In @b place: no; source and
+ * destination must not overlap. @b Scratch: none. @b Threads: none. The time grows with the number of elements that
+ * take part; when all are equal, with the logarithm of the width alone.
+ *
+ * @b Statuses, in the order of the checks. GetSize: qorStsNullPtrErr, also for pMask, which is not read; qorStsSizeErr
+ * for a width or height of region or mask below 1. Init and InitAlloc: qorStsNullPtrErr; qorStsSizeErr as before;
+ * qorStsAnchorErr for an anchor outside the mask; InitAlloc then qorStsMemAllocErr, also for a record beyond 2^31 - 1
+ * bytes, with *ppState as it was. Free: qorStsNullPtrErr. Dilate and erode: qorStsNullPtrErr; qorStsSizeErr for a width
+ * or height below 1; qorStsStepErr for a step below the bytes of a row, counted in 64 bits; in 32f qorStsNotEvenStepErr
+ * for a step that is not a multiple of 4; qorStsBadArgErr for a border other than qorBorderRepl, flags included;
+ * qorStsSizeErr for a region wider or higher than the record's.
+ * @{
+ */
+typedef struct QoriMorphGrayState QoriMorphGrayState; /**< gray structuring element with its anchor */
+
+QorStatus qoriMorphGrayGetSize_8u_C1R(QoriSize roiSize, const Qor32s* pMask, QoriSize maskSize, int* pSize);
+QorStatus qoriMorphGrayGetSize_32f_C1R(QoriSize roiSize, const Qor32f* pMask, QoriSize maskSize, int* pSize);
+QorStatus qoriMorphGrayInit_8u_C1R(QoriMorphGrayState* pState, QoriSize roiSize, const Qor32s* pMask, QoriSize maskSize,
+                                   QoriPoint anchor);
+QorStatus qoriMorphGrayInit_32f_C1R(QoriMorphGrayState* pState, QoriSize roiSize, const Qor32f* pMask,
+                                    QoriSize maskSize, QoriPoint anchor);
+QorStatus qoriMorphGrayInitAlloc_8u_C1R(QoriMorphGrayState** ppState, QoriSize roiSize, const Qor32s* pMask,
+                                        QoriSize maskSize, QoriPoint anchor);
+QorStatus qoriMorphGrayInitAlloc_32f_C1R(QoriMorphGrayState** ppState, QoriSize roiSize, const Qor32f* pMask,
+                                         QoriSize maskSize, QoriPoint anchor);
+QorStatus qoriMorphGrayFree_8u_C1R(QoriMorphGrayState* pState);
+QorStatus qoriMorphGrayFree_32f_C1R(QoriMorphGrayState* pState);
+QorStatus qoriGrayDilateBorder_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                      QoriBorderType borderType, const QoriMorphGrayState* pState);
+QorStatus qoriGrayDilateBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                       QoriBorderType borderType, const QoriMorphGrayState* pState);
+QorStatus qoriGrayErodeBorder_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                     QoriBorderType borderType, const QoriMorphGrayState* pState);
+QorStatus qoriGrayErodeBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                      QoriBorderType borderType, const QoriMorphGrayState* pState);
+/** @} */
+
+/**
+ * @defgroup reconstruction Morphological reconstruction
+ *
+ * Geodesic reconstruction in place (L. Vincent, Morphological grayscale reconstruction in image analysis, 1993): the
+ * marker in pSrcDst grows under the mask in pSrc until nothing changes (Dilate), or shrinks above it (Erode). With N(p)
+ * the neighbours of p inside the region, 4 for the norm qoriNormL1 and 8 for qoriNormInf,
+ *
+ *     Dilate:  first  d(p) = min(d(p), mask(p));  then  d(p) = min(max(d(p), d over N(p)), mask(p))  until stable
+ *     Erode:   first  d(p) = max(d(p), mask(p));  then  d(p) = max(min(d(p), d over N(p)), mask(p))  until stable
+ *
+ * So a marker beyond the mask is brought to the mask before any neighbour reads it. The result is unique: it does not
+ * depend on the order of steps or on the number of threads. Results are copies of input samples; infinities and
+ * denormals are ordinary values. Which of two zeros of different sign is stored is not defined, and neither are the
+ * values of an image that holds a NaN, but the call ends and stays within its memory.
+ *
+ * What it is for: an opening that keeps outlines (marker: the opened picture, mask: the picture), bright spots that
+ * stand out by h (marker: picture - h, and the result subtracted from the picture), holes (Erode, marker: the frame of
+ * the picture and its highest value inside), and all that is connected with chosen pixels.
+ *
+ * @b Region: only pixels of the region are read and written; the mask is never written. @b In @b place: the marker is
+ * the result; it may also be the mask itself, which then stays as it is. Partial overlap is undefined. @b Scratch: at
+ * any address, of the size that the query for the sample type reports, in 32 bits, wrapping:
+ *
+ *     8u 4 W + H + 161;  16u 2 (4 W + H) + 322;  32f 16 W + H + 164;  64f 32 W + H + 168   for a region of W x H
+ *
+ * @b Threads: two, the upper and the lower half, when width and height are at least 11 and the library has two or more.
+ * The time depends on how winding the ways are along which the marker spreads.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1; qorStsStepErr
+ * for a step below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a step that is not a multiple of the
+ * sample size; qorStsBadArgErr for a norm other than qoriNormInf and qoriNormL1. Queries: qorStsNullPtrErr;
+ * qorStsSizeErr; the general one then qorStsDataTypeErr for a type other than qor8u, qor16u, qor32f, qor64f, and
+ * qorStsChannelErr for numChannels other than 1.
+ * @{
+ */
+QorStatus qoriMorphReconstructDilate_8u_C1IR(const Qor8u* pSrc, int srcStep, Qor8u* pSrcDst, int srcDstStep,
+                                             QoriSize roiSize, Qor8u* pBuffer, QoriNorm norm);
+QorStatus qoriMorphReconstructDilate_16u_C1IR(const Qor16u* pSrc, int srcStep, Qor16u* pSrcDst, int srcDstStep,
+                                              QoriSize roiSize, Qor8u* pBuffer, QoriNorm norm);
+QorStatus qoriMorphReconstructDilate_32f_C1IR(const Qor32f* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep,
+                                              QoriSize roiSize, Qor8u* pBuffer, QoriNorm norm);
+QorStatus qoriMorphReconstructDilate_64f_C1IR(const Qor64f* pSrc, int srcStep, Qor64f* pSrcDst, int srcDstStep,
+                                              QoriSize roiSize, Qor8u* pBuffer, QoriNorm norm);
+QorStatus qoriMorphReconstructErode_8u_C1IR(const Qor8u* pSrc, int srcStep, Qor8u* pSrcDst, int srcDstStep,
+                                            QoriSize roiSize, Qor8u* pBuffer, QoriNorm norm);
+QorStatus qoriMorphReconstructErode_16u_C1IR(const Qor16u* pSrc, int srcStep, Qor16u* pSrcDst, int srcDstStep,
+                                             QoriSize roiSize, Qor8u* pBuffer, QoriNorm norm);
+QorStatus qoriMorphReconstructErode_32f_C1IR(const Qor32f* pSrc, int srcStep, Qor32f* pSrcDst, int srcDstStep,
+                                             QoriSize roiSize, Qor8u* pBuffer, QoriNorm norm);
+QorStatus qoriMorphReconstructErode_64f_C1IR(const Qor64f* pSrc, int srcStep, Qor64f* pSrcDst, int srcDstStep,
+                                             QoriSize roiSize, Qor8u* pBuffer, QoriNorm norm);
+QorStatus qoriMorphReconstructGetBufferSize_8u_C1(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriMorphReconstructGetBufferSize_16u_C1(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriMorphReconstructGetBufferSize_32f_C1(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriMorphReconstructGetBufferSize_64f_C1(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriMorphReconstructGetBufferSize(QoriSize roiSize, QorDataType dataType, int numChannels, int* pBufferSize);
 /** @} */
 
 #ifdef __cplusplus
