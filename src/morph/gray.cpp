@@ -30,7 +30,7 @@ int64_t recordBytes(QoriSize maskSize) {
 QorStatus reportSize(QoriSize roiSize, const void* pMask, QoriSize maskSize, int* pSize) {
   const QorStatus status =
       firstFailure(nullCheck(pMask, static_cast<const void*>(pSize)), sizeCheck(roiSize), sizeCheck(maskSize));
-  if (status == qorStsNoErr) *pSize = wrapped(recordBytes(maskSize));
+  if (status == qorStsNoErr) *pSize = wrapped(static_cast<uint64_t>(recordBytes(maskSize)));
   return status;
 }
 

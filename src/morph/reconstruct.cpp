@@ -11,6 +11,7 @@
 #include "frame/bodies.h"
 #include "frame/checks.h"
 #include "frame/row.h"
+#include "frame/scratch.h"
 #include "morph/grow.h"
 
 namespace qor::inline QOR_LEVEL {
@@ -289,7 +290,7 @@ QorStatus reportSize(QoriSize roiSize, int* pBufferSize) {
   if (status != qorStsNoErr) return status;
   constexpr int64_t sample = sizeof(T), times = sample == 2 ? 2 : 1;
   const int64_t bytes = 4 * sample * roiSize.width + times * roiSize.height + times * (160 + sample / times);
-  *pBufferSize = static_cast<int>(static_cast<Qor32u>(bytes));
+  *pBufferSize = wrapped(static_cast<uint64_t>(bytes));
   return qorStsNoErr;
 }
 

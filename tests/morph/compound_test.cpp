@@ -11,20 +11,21 @@ enum class Operation { Open, Close, Tophat, Blackhat, Gradient };
 
 template <class T>
 T difference(T a, T b, bool isPacked) {
-  if (isPacked) return static_cast<T>(a & ~b);
   if constexpr (std::is_floating_point_v<T>) return a - b < 0 ? 0 : a - b;
-  if constexpr (std::is_integral_v<T>)
+  if constexpr (std::is_integral_v<T>) {
+    if (isPacked) return static_cast<T>(a & ~b);
     return static_cast<T>(std::clamp<int>(a - b, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
+  }
 }
 
 // What the second stage reads beside the region, where that is in memory.
-Margin grownBy(const Mask& turned, const Sides& in) {
+Margin grownBy(const FlatMask& turned, const Sides& in) {
   return marginOf(in, {turned.anchor.x, turned.anchor.y, turned.size.width - 1 - turned.anchor.x,
                        turned.size.height - 1 - turned.anchor.y});
 }
 
 template <class T>
-Image<T> compound(const Image<T>& src, Operation operation, const Mask& mask, const Sides& in, bool isPacked) {
+Image<T> compound(const Image<T>& src, Operation operation, const FlatMask& mask, const Sides& in, bool isPacked) {
   const auto minus = [&](Image<T> a, const Image<T>& b) {
     for (int y = 0; y < a.size.height; ++y)
       for (int x = 0; x < a.size.width; ++x)
@@ -33,7 +34,7 @@ Image<T> compound(const Image<T>& src, Operation operation, const Mask& mask, co
   };
   if (operation == Operation::Gradient) return minus(morphed(src, mask, true, in), morphed(src, mask, false, in));
   const bool closes = operation == Operation::Close || operation == Operation::Blackhat;
-  const Mask turned = mask.turned();
+  const FlatMask turned = mask.turned();
   const Image<T> first = mask.isEmpty() ? src : morphed(src, mask, closes, in, grownBy(turned, in));
   const Image<T> both = morphed(first, turned, !closes, in);
   if (operation == Operation::Tophat) return minus(src, both);
@@ -46,7 +47,7 @@ QoriMorphAdvState* stateIn(uint8_t* block) { return reinterpret_cast<QoriMorphAd
 
 template <class T>
 void addOperation(Descriptions& d, const char* name, auto* call, Operation operation, auto* query, auto* init,
-                  auto* allocate) {
+                  auto allocate) {
   const bool isPacked = strstr(name, "_1u_") != nullptr, inPlace = operation <= Operation::Close;
   const std::string source = inPlace ? "S" : "s";
   d.add(name, call, (source + (isPacked ? ".od.ozbvtw" : ".d.zbvtw")).c_str(),
@@ -56,8 +57,7 @@ void addOperation(Descriptions& d, const char* name, auto* call, Operation opera
          .draw =
              [=](Call& c) {
                auto recorded = std::make_shared<Recorded>();
-               Mask& mask = recorded->mask =
-                   anyMask(c.c.random, allocate != nullptr && c.c.random.oneIn(3) && !c.c.usual);
+               FlatMask& mask = recorded->mask = anyMask(c.c, allocate != nullptr && c.c.random.oneIn(3) && !c.c.usual);
                c.data = recorded;
                QoriSize size = c.size();
                if (!c.c.usual) size = {size.width + c.c.random.below(3), size.height + c.c.random.below(3)};
@@ -77,7 +77,7 @@ void addOperation(Descriptions& d, const char* name, auto* call, Operation opera
              },
          .shape =
              [=](const Arguments& a, char role, int, Shape& s) {
-               const Mask& mask = Recorded::of(a).mask;
+               const FlatMask& mask = Recorded::of(a).mask;
                const Sides in = memorySides(a.number('b'));
                if (role != 's' || mask.isEmpty()) return;
                s.margin = marginOf(in, mask.reach());
@@ -89,7 +89,7 @@ void addOperation(Descriptions& d, const char* name, auto* call, Operation opera
          .scratch = [](const Arguments& a) { return Recorded::of(a).scratch; },
          .expect =
              [=](Call& c) {
-               const Mask& mask = Recorded::of(c).mask;
+               const FlatMask& mask = Recorded::of(c).mask;
                const Sides in = memorySides(c.number('b'));
                if (isPacked)
                  expectMorphed(c.bitsAfter('d'), compound(c.bitsBefore('s'), operation, mask, in, true));
@@ -101,6 +101,7 @@ void addOperation(Descriptions& d, const char* name, auto* call, Operation opera
                c.refuseWord('t', 0, qorStsSizeErr, [&c](int width) { return width < c.now.size().width; }, {16, 0});
              },
          .read = "t",
+         .teamSizes = {{640, 480}},
          .sweep = {.widths = {1, 2, 3, 8, 16, 17, 33, 65, 130},
                    .heights = {1, 2, 5, 11},
                    .thresholds = {{600, 9}, {20, 200}}}});

@@ -112,10 +112,10 @@ void refuseLargerRegions(DescribedContract& c, int) {
 }
 // From an anchor that every mask has.
 void refuseAnchors(DescribedContract& c, int) {
-  QoriPoint* const anchor = &c.now.at<QoriPoint>('a');
+  QoriPoint* const anchor = &c.now.at<QoriPoint>('A');
   const QoriSize* const size = &c.now.at<QoriSize>('z', 2);
   *anchor = {0, 0};
-  c.start('a', 0);
+  c.start('A', 0);
   const auto isOutside = [=] {
     return anchor->x < 0 || anchor->y < 0 || anchor->x >= std::max(size->width, 1) ||
            anchor->y >= std::max(size->height, 1);
@@ -130,7 +130,7 @@ template <class Element>
 void drawMask(Call& c) {
   const Mask<Element> mask = makeMask<Element>(c.c.random, c.size());
   c.array('e', mask.elements);
-  c.at<QoriPoint>('a') = mask.anchor;
+  c.at<QoriPoint>('A') = mask.anchor;
 }
 template <class Element>
 void expectRecord(Call& c, const void* state) {
@@ -139,7 +139,7 @@ void expectRecord(Call& c, const void* state) {
   memcpy(&record, state, sizeof record);
   EXPECT_TRUE(memcmp(&record.roiSize, &c.at<QoriSize>('z'), sizeof record.roiSize) == 0 &&
               memcmp(&got.size, &c.at<QoriSize>('z', 2), sizeof got.size) == 0 &&
-              memcmp(&got.anchor, &c.at<QoriPoint>('a'), sizeof got.anchor) == 0 &&
+              memcmp(&got.anchor, &c.at<QoriPoint>('A'), sizeof got.anchor) == 0 &&
               memcmp(got.elements.data(), c.at<const Element*>('e'), got.elements.size() * sizeof(Element)) == 0)
       << currentCase();
 }
@@ -158,7 +158,7 @@ void describe(Descriptions& d, const char* const (&names)[5], GetSize getSize, I
                c.expectResult(1, static_cast<int>(32 + 4 * w * h));
              },
          .sweep = {.widths = {1, 17, 1 << 15, INT_MAX}, .heights = {1, 9, 1 << 15, INT_MAX}}});
-  d.add(names[1], init, "tzeza",
+  d.add(names[1], init, "tzezA",
         {.checks = "null te | size | own",
          .draw =
              [=](Call& c) {
@@ -169,25 +169,11 @@ void describe(Descriptions& d, const char* const (&names)[5], GetSize getSize, I
          .own = refuseAnchors,
          .teamSizes = {{40, 40}},
          .sweep = masks});
-  d.add(names[2], initAlloc, "tzeza",
-        {.checks = "null te | size | own",
-         .draw =
-             [](Call& c) {
-               drawMask<Element>(c);
-               c.block('t', sizeof(void*));
-             },
-         .expect =
-             [](Call& c) {
-               const void* state;
-               memcpy(&state, c.at<void*>('t'), sizeof state);
-               expectRecord<Element>(c, state);
-             },
-         .release =
-             [=](Arguments& a) {
-               QoriMorphGrayState* state;
-               memcpy(&state, a.at<void*>('t'), sizeof state);
-               EXPECT_EQ(free(state), qorStsNoErr);
-             },
+  d.add(names[2], initAlloc, "azezA",
+        {.checks = "null ae | size | own",
+         .draw = drawMask<Element>,
+         .expect = [](Call& c) { expectRecord<Element>(c, *c.at<QoriMorphGrayState**>('a')); },
+         .release = [=](Arguments& a) { EXPECT_EQ(free(*a.at<QoriMorphGrayState**>('a')), qorStsNoErr); },
          .own = refuseAnchors,
          .teamSizes = {{40, 40}},
          .sweep = masks});

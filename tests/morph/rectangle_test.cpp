@@ -3,7 +3,7 @@
 namespace {
 using namespace qortest;
 
-Mask solid(const Arguments& a) {
+FlatMask solid(const Arguments& a) {
   const auto size = a.at<QoriSize>('k');
   return {size, a.at<QoriPoint>('A'), std::vector<Qor8u>(static_cast<size_t>(size.width) * size.height, 1)};
 }
