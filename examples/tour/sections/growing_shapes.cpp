@@ -76,8 +76,8 @@ void growingShapes(const Input& in, Output& out) {
   // Masks are taken as they are: a point becomes the mask turned by 180 degrees.
   const Bytes mask = arrow();
   Picture points(size.width, size.height), arrows(size.width, size.height);
-  for (int y = 30; y < size.height; y += 60)
-    for (int x = 30; x < size.width; x += 60) *points.at(x, y) = 255;
+  for (int y = std::min(30, size.height / 2); y < size.height; y += 60)
+    for (int x = std::min(30, size.width / 2); x < size.width; x += 60) *points.at(x, y) = 255;
   int recordBytes = 0;
   const QoriSize arrowSize{arrowSide, arrowSide};
   TOUR_CALL(out, qoriMorphologyBorderGetSize_8u_C1R(size.width, arrowSize, &recordBytes, &bytes));
