@@ -32,7 +32,10 @@ class PixelAddresses {
     store(odd_, multiplyEven(oddX, across) + multiplyEven(oddY, down));
   }
 
-  const char* operator[](int lane) const { return first_ + ((lane & 1) != 0 ? odd_ : even_)[lane / 2]; }
+  const char* operator[](int lane) const {
+    const Qor64s* const half = (lane & 1) != 0 ? odd_ : even_;
+    return first_ + half[lane / 2];
+  }
 
  private:
   const char* first_;
