@@ -22,15 +22,16 @@ struct GrayHeader {
 };
 static_assert(sizeof(GrayHeader) == 32);
 
-int64_t recordBytes(QoriSize maskSize) {
-  return static_cast<int64_t>(sizeof(GrayHeader)) +
-         rowBytes<Qor32s>(1) * maskSize.width * static_cast<int64_t>(maskSize.height);
+// Less than 2^64 whatever the mask.
+uint64_t recordBytes(QoriSize maskSize) {
+  return sizeof(GrayHeader) +
+         sizeof(Qor32s) * static_cast<uint64_t>(maskSize.width) * static_cast<uint64_t>(maskSize.height);
 }
 
 QorStatus reportSize(QoriSize roiSize, const void* pMask, QoriSize maskSize, int* pSize) {
   const QorStatus status =
       firstFailure(nullCheck(pMask, static_cast<const void*>(pSize)), sizeCheck(roiSize), sizeCheck(maskSize));
-  if (status == qorStsNoErr) *pSize = wrapped(static_cast<uint64_t>(recordBytes(maskSize)));
+  if (status == qorStsNoErr) *pSize = wrapped(recordBytes(maskSize));
   return status;
 }
 
@@ -44,7 +45,7 @@ void fillRecord(void* record, QoriSize roiSize, const void* mask, QoriSize maskS
   char* const elements = static_cast<char*>(record) + sizeof(GrayHeader);
   const GrayHeader header{elements, maskSize, anchor, roiSize};
   __builtin_memcpy(record, &header, sizeof header);
-  __builtin_memcpy(elements, mask, static_cast<size_t>(recordBytes(maskSize)) - sizeof header);
+  __builtin_memcpy(elements, mask, recordBytes(maskSize) - sizeof header);
 }
 
 QorStatus init(QoriMorphGrayState* pState, QoriSize roiSize, const void* pMask, QoriSize maskSize, QoriPoint anchor) {
@@ -57,8 +58,8 @@ QorStatus initAlloc(QoriMorphGrayState** ppState, QoriSize roiSize, const void* 
                     QoriPoint anchor) {
   const QorStatus status = recordCheck(ppState, roiSize, pMask, maskSize, anchor);
   if (status != qorStsNoErr) return status;
-  const int64_t bytes = recordBytes(maskSize);
-  Qor8u* const record = bytes <= topOf<Qor32s> ? qorsMalloc_8u(static_cast<int>(bytes)) : nullptr;
+  const uint64_t bytes = recordBytes(maskSize);
+  Qor8u* const record = bytes <= Qor32u{topOf<Qor32s>} ? qorsMalloc_8u(static_cast<int>(bytes)) : nullptr;
   if (record == nullptr) return qorStsMemAllocErr;
   fillRecord(record, roiSize, pMask, maskSize, anchor);
   *ppState = reinterpret_cast<QoriMorphGrayState*>(record);
