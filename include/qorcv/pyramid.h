@@ -136,6 +136,126 @@ QorStatus qoriPyramidInitAlloc(QoriPyramid** ppPyr, int level, QoriSize roiSize,
 QorStatus qoriPyramidFree(QoriPyramid* pPyr);
 /** @} */
 
+/**
+ * @defgroup pyramid_layers Pyramid layers
+ *
+ * A layer makes one level of a pyramid from its neighbour by a kernel of the caller's, along both axes alike and for
+ * any rate above 1 and at most 10. The sizes of a step are those of qoriGetPyramidDownROI(): that of the finer image
+ * has to reduce to that of the coarser one. A layer serves the size that it is made for, which is the source on the way
+ * down and the destination on the way up, and every one within it, so that it makes all levels of a pyramid. Of three
+ * channels each is filtered alone.
+ *
+ * @b Kernel: an odd number of taps, kernelSize, which are copied. They need not be symmetric: the kernel is a
+ * correlation, tap 0 meets the leftmost or topmost sample. They are divided by their sum, which may be negative; for
+ * 8u and 16u in fixed point,
+ *
+ *     tap = (truncate(2 * tap / sum * 8192.0 + 0.5) >> 1) / 8192
+ *
+ * so that such a kernel may weigh a little less than 1: 1, 1, 1 becomes three times 2730 / 8192, which darkens an image
+ * by 2 in 8192 for each axis. In 32f the sum is formed from the middle outwards, in 32-bit float. mode is 2.
+ *
+ * @b LayerDown: the source is filtered, and the filtered image f sampled. At a rate of exactly 2 that is f(2x), at all
+ * sizes. At any other rate it is sampled at x * W / W', W and W' being the widths of source and destination, between
+ * the two samples there:
+ *
+ *     i = truncate(x * W / W'),    r = x * W / W' - i,    d(x) = (1 - r) * f(i) + r * f(i + 1)
+ *
+ * but the last column of the destination is the last one of f; and so for rows.
+ *
+ * @b LayerUp: at a rate of exactly 2 zeros are put between the samples of the source, behind each, and the result is
+ * filtered and doubled for each axis, so that even pixels are made by every second tap and odd ones by the others: a
+ * kernel whose even and odd taps have different sums, such as 1, 1, 1, ripples. At any other rate the source is sampled
+ * at x * W / W' as above, to the size of the destination, and the result is filtered.
+ *
+ * @b Border: outside of what is filtered stands its nearest pixel; with zeros between pixels, outside of the source.
+ *
+ * @b Rounding: filtering and sampling are done in one, along the rows and then down the columns, and rounded to the
+ * sample, to nearest, once. Integers saturate. They are within 1 unit of the exact result of the taps above, a little
+ * more where taps are negative. 8u is summed in integers with weights of 14 bits and rows of up to 7 bits behind the
+ * point, or, for kernels of more than 31 taps or with large negative ones and for rates above about 3, in 32-bit float
+ * like 16u and 32f. Sums of floats go from left to right and down; of one channel, along the rows, the sum of every
+ * fourth product is formed first, and these four as (0 + 1) + (2 + 3). A NaN or an infinity spreads over the results
+ * whose window holds it, of up to kernelSize + 1 source pixels an axis.
+ *
+ * @b Region: only the pixels of the source are read, and all pixels of the destination written. @b In @b place: no;
+ * overlap of source and destination is undefined. @b Memory: InitAlloc takes one block, for the layer and all that its
+ * steps need; Free gives it back. Steps take none. @b Threads: none. A layer is used by one call at a time.
+ *
+ * @b Statuses, in the order of the checks. InitAlloc: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1;
+ * qorStsBadArgErr for a mode other than 2, a rate that is not above 1 and at most 10, a kernelSize below 3 or even, or
+ * taps whose sum is 0 (32f: less than 1.1754944e-38 in magnitude); qorStsMemAllocErr, also for a layer beyond 2^31 - 1
+ * bytes. *ppState is written with qorStsNoErr only. Steps: qorStsNullPtrErr; qorStsSizeErr for a width or height of the
+ * source below 1; qorStsStepErr for srcStep, then dstStep, below the row of its image in bytes; qorStsNotEvenStepErr
+ * (16u, 32f) for a step that is not a multiple of the sample; qorStsBadArgErr for the layer's rate; qorStsSizeErr for
+ * sizes of which the finer does not reduce to the coarser, and for one beyond what the layer is made for. Free:
+ * qorStsNullPtrErr.
+ * @{
+ */
+typedef struct QoriPyramidDownState QoriPyramidDownState; /**< layer that makes coarser levels */
+typedef struct QoriPyramidUpState QoriPyramidUpState;     /**< layer that makes finer levels */
+
+QorStatus qoriPyramidLayerDownInitAlloc_8u_C1R(QoriPyramidDownState** ppState, QoriSize roiSize, Qor32f rate,
+                                               const Qor16s* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerDownInitAlloc_8u_C3R(QoriPyramidDownState** ppState, QoriSize roiSize, Qor32f rate,
+                                               const Qor16s* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerDownInitAlloc_16u_C1R(QoriPyramidDownState** ppState, QoriSize roiSize, Qor32f rate,
+                                                const Qor16s* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerDownInitAlloc_16u_C3R(QoriPyramidDownState** ppState, QoriSize roiSize, Qor32f rate,
+                                                const Qor16s* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerDownInitAlloc_32f_C1R(QoriPyramidDownState** ppState, QoriSize roiSize, Qor32f rate,
+                                                const Qor32f* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerDownInitAlloc_32f_C3R(QoriPyramidDownState** ppState, QoriSize roiSize, Qor32f rate,
+                                                const Qor32f* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerUpInitAlloc_8u_C1R(QoriPyramidUpState** ppState, QoriSize dstRoiSize, Qor32f rate,
+                                             const Qor16s* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerUpInitAlloc_8u_C3R(QoriPyramidUpState** ppState, QoriSize dstRoiSize, Qor32f rate,
+                                             const Qor16s* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerUpInitAlloc_16u_C1R(QoriPyramidUpState** ppState, QoriSize dstRoiSize, Qor32f rate,
+                                              const Qor16s* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerUpInitAlloc_16u_C3R(QoriPyramidUpState** ppState, QoriSize dstRoiSize, Qor32f rate,
+                                              const Qor16s* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerUpInitAlloc_32f_C1R(QoriPyramidUpState** ppState, QoriSize dstRoiSize, Qor32f rate,
+                                              const Qor32f* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerUpInitAlloc_32f_C3R(QoriPyramidUpState** ppState, QoriSize dstRoiSize, Qor32f rate,
+                                              const Qor32f* pKernel, int kernelSize, int mode);
+QorStatus qoriPyramidLayerDown_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor8u* pDst, int dstStep,
+                                      QoriSize dstRoiSize, QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDown_8u_C3R(const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor8u* pDst, int dstStep,
+                                      QoriSize dstRoiSize, QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDown_16u_C1R(const Qor16u* pSrc, int srcStep, QoriSize srcRoiSize, Qor16u* pDst, int dstStep,
+                                       QoriSize dstRoiSize, QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDown_16u_C3R(const Qor16u* pSrc, int srcStep, QoriSize srcRoiSize, Qor16u* pDst, int dstStep,
+                                       QoriSize dstRoiSize, QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDown_32f_C1R(const Qor32f* pSrc, int srcStep, QoriSize srcRoiSize, Qor32f* pDst, int dstStep,
+                                       QoriSize dstRoiSize, QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDown_32f_C3R(const Qor32f* pSrc, int srcStep, QoriSize srcRoiSize, Qor32f* pDst, int dstStep,
+                                       QoriSize dstRoiSize, QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerUp_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor8u* pDst, int dstStep,
+                                    QoriSize dstRoiSize, QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUp_8u_C3R(const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor8u* pDst, int dstStep,
+                                    QoriSize dstRoiSize, QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUp_16u_C1R(const Qor16u* pSrc, int srcStep, QoriSize srcRoiSize, Qor16u* pDst, int dstStep,
+                                     QoriSize dstRoiSize, QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUp_16u_C3R(const Qor16u* pSrc, int srcStep, QoriSize srcRoiSize, Qor16u* pDst, int dstStep,
+                                     QoriSize dstRoiSize, QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUp_32f_C1R(const Qor32f* pSrc, int srcStep, QoriSize srcRoiSize, Qor32f* pDst, int dstStep,
+                                     QoriSize dstRoiSize, QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUp_32f_C3R(const Qor32f* pSrc, int srcStep, QoriSize srcRoiSize, Qor32f* pDst, int dstStep,
+                                     QoriSize dstRoiSize, QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerDownFree_8u_C1R(QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDownFree_8u_C3R(QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDownFree_16u_C1R(QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDownFree_16u_C3R(QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDownFree_32f_C1R(QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerDownFree_32f_C3R(QoriPyramidDownState* pState);
+QorStatus qoriPyramidLayerUpFree_8u_C1R(QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUpFree_8u_C3R(QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUpFree_16u_C1R(QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUpFree_16u_C3R(QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUpFree_32f_C1R(QoriPyramidUpState* pState);
+QorStatus qoriPyramidLayerUpFree_32f_C3R(QoriPyramidUpState* pState);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
