@@ -221,6 +221,7 @@ void addLayer(Descriptions& d, const char* initName, Init init, const char* runN
          .expect = expectStep<T>,
          .own = checkSizes<State>,
          .read = "t",
+         .teamSizes = {{260, 260}},
          .sweep = {.widths = {1, 2, 3, 4, 7, 8, 9, 15, 17, 24, 33, 47, 64, 65, 129},
                    .heights = {1, 2, 3, 7, 20},
                    .repeats = 2,
