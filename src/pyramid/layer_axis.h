@@ -28,6 +28,12 @@ class LayerAxis {
   // An axis of `from` positions made into one of `to`.
   LayerAxis(const LayerKernel& kernel, int from, int to) : kernel_(kernel), from_(from), to_(to) {}
 
+  // Weights that count for position x: between zeros there may be one less.
+  int count(int64_t x) const {
+    const bool lessOne = kernel_.byTwo && kernel_.step == LayerStep::up && ((x - reach()) & 1) != 0;
+    return kernel_.window() - (lessOne ? 1 : 0);
+  }
+
   // Writes the weights of the window for position x and returns where the window begins: positions outside the source
   // stand for its nearest one.
   int64_t weigh(int64_t x, Qor64f* weights) const {

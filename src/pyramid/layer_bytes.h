@@ -114,7 +114,7 @@ class LayerBytes {
     byPairs([&](auto pairs) { isEven() ? filterEven<pairs>(dst) : filterGroups<pairs>(dst); });
   }
 
-  void weighRows(const Qor64f* weights) { weighPairs(weights); }
+  void weighRows(const Qor64f* weights, int) { weighPairs(weights); }
 
   void storeRow(Qor8u* dst, const Filtered* const* rows) const {
     byPairs([&](auto pairs) { storeRows<pairs>(dst, rows); });

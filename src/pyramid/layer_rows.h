@@ -17,8 +17,8 @@ void copyExtended(S* to, const T* row, int width, int beside, const Convert& con
   for (ptrdiff_t i = 0; i < ptrdiff_t{beside} * channels; ++i) behind[i] = behind[i - channels];
 }
 
-// Filter has filterRow(filtered row, source row), weighRows(weights) and storeRow(row, window) with the window's rows,
-// and tells the bytes from one filtered row to the next.
+// Filter has filterRow(filtered row, source row), weighRows(weights, how many of the window's count) and storeRow(row,
+// rows of the window), and tells the bytes from one filtered row to the next.
 template <class Filter, class T>
 void sweepLayer(const Layer& layer, Filter& filter, Plane<const T> src, int sourceHeight, Plane<T> dst, int height) {
   const LayerAxis rows = layer.axis(sourceHeight, height);
@@ -34,7 +34,7 @@ void sweepLayer(const Layer& layer, Filter& filter, Plane<const T> src, int sour
     if (next < inside(first)) next = inside(first);
     for (; next <= last; ++next) filter.filterRow(slot(next), src.row(static_cast<int>(next)));
     for (int i = 0; i < window; ++i) layer.window[i] = slot(inside(first + i));
-    filter.weighRows(layer.weights);
+    filter.weighRows(layer.weights, rows.count(y));
     filter.storeRow(dst.row(y), reinterpret_cast<const typename Filter::Filtered* const*>(layer.window));
   }
 }
