@@ -187,6 +187,27 @@ class LayerBytes {
     V16s known_[constant > 0 ? constant : 1];
   };
 
+  // The rows of a window, and of an odd one the last once more, whose weight is 0.
+  template <int constant>
+  class RowPairs {
+   public:
+    RowPairs(const Filtered* const* rows, int window) : rows_(rows), window_(window) {
+      for (int i = 0; i < 2 * constant; ++i) known_[i] = rows[i < window ? i : i - 1];
+    }
+    QOR_FORCE_INLINE const Filtered* operator[](int i) const {
+      if constexpr (constant > 0) {
+        return known_[i];
+      } else {
+        return rows_[i < window_ ? i : i - 1];
+      }
+    }
+
+   private:
+    const Filtered* const* rows_;
+    int window_;
+    const Filtered* known_[constant > 0 ? 2 * constant : 1];
+  };
+
   // Eight samples of a filtered row from vectors of their sums.
   template <class Sums>
   QOR_FORCE_INLINE static Short<Qor16s> eight(const Sums& sums) {
@@ -200,17 +221,19 @@ class LayerBytes {
 
   template <int constant>
   void filterEven(Filtered* dst) const {
-    const V32s half = splat(Qor32s{1} << (rowShift_ - 1));
+    const int shift = rowShift_, count = pairs<constant>();
+    const V32s half = splat(Qor32s{1} << (shift - 1));
     const PairWeights<constant> weights(evenPairs());
+    const ptrdiff_t samples = samples_;
     const Qor8u* src = layer_.source + Layer::beside(layer_.kernel.size) - layer_.kernel.size / 2;
-    for (ptrdiff_t i = 0; i < samples_; i += 8, src += 16) {
+    for (ptrdiff_t i = 0; i < samples; i += 8, src += 16) {
       store(dst + i, eight([&](int vector) {
               V32s sum = half;
-              for (int p = 0; p < pairs<constant>(); ++p) {
+              for (int p = 0; p < count; ++p) {
                 const V16s neighbours = loadAs<Qor16s>(src + vector * V16s::lanes + 2 * p);
                 sum = sum + multiplyAdd(neighbours, weights[p]);
               }
-              return sum >> rowShift_;
+              return sum >> shift;
             }));
     }
   }
@@ -218,39 +241,42 @@ class LayerBytes {
   template <int constant>
   void filterGroups(Filtered* dst) const {
     constexpr int groups = V32s::lanes / ByteTable::groupSamples;  // of a vector
-    const V32s half = splat(Qor32s{1} << (rowShift_ - 1));
+    const int shift = rowShift_, count = pairs<constant>();
+    const V32s half = splat(Qor32s{1} << (shift - 1));
     const Qor8u* const src = layer_.source;
-    const Qor16s* weights = table_.weights;
-    for (ptrdiff_t i = 0; i < samples_; i += 8, weights += 2 * ByteTable::pairWeights * pairs<constant>()) {
+    const ByteTable table = table_;
+    const Qor16s* weights = table.weights;
+    const ptrdiff_t samples = samples_;
+    for (ptrdiff_t i = 0; i < samples; i += 8, weights += 2 * ByteTable::pairWeights * count) {
       store(dst + i, eight([&](int vector) {
               const ptrdiff_t group = i / ByteTable::groupSamples + vector * groups;
-              const V8u order = load(table_.order + group * ByteTable::orderBytes);
+              const V8u order = load(table.order + group * ByteTable::orderBytes);
               V32s sum = half;
-              for (int p = 0; p < pairs<constant>(); ++p) {
+              for (int p = 0; p < count; ++p) {
                 const V8u bytes = shortsOf<V8u>([&](int four) {
-                  return load<Short<Qor8u>>(src + table_.begin[group + four] + ptrdiff_t{2} * channels * p);
+                  return load<Short<Qor8u>>(src + table.begin[group + four] + ptrdiff_t{2} * channels * p);
                 });
                 const V16s weighted = load(weights + (2 * p + vector) * ByteTable::pairWeights);
                 sum = sum + multiplyAdd(as<Qor16s>(lookUp(bytes, order)), weighted);
               }
-              return sum >> rowShift_;
+              return sum >> shift;
             }));
     }
   }
 
   template <int constant>
   void storeRows(Qor8u* dst, const Filtered* const* rows) const {
-    const V32s half = splat(Qor32s{1} << (columnShift_ - 1));
+    const int shift = columnShift_, count = pairs<constant>();
+    const V32s half = splat(Qor32s{1} << (shift - 1));
     const PairWeights<constant> weights(pairWeights_);
-    const int window = layer_.kernel.window();
+    const RowPairs<constant> row(rows, layer_.kernel.window());
     const auto sums = [&](ptrdiff_t i) {
       Split<Qor32s> sum{half, half};
-      for (int p = 0; p < pairs<constant>(); ++p) {
-        const int second = 2 * p + 1 < window ? 2 * p + 1 : 2 * p;
-        const Split<Qor16s> pair = splitZip(load(rows[2 * p] + i), load(rows[second] + i));
+      for (int p = 0; p < count; ++p) {
+        const Split<Qor16s> pair = splitZip(load(row[2 * p] + i), load(row[2 * p + 1] + i));
         sum.a = sum.a + multiplyAdd(pair.a, weights[p]), sum.b = sum.b + multiplyAdd(pair.b, weights[p]);
       }
-      return joinToS(Split<Qor32s>{sum.a >> columnShift_, sum.b >> columnShift_});
+      return joinToS(Split<Qor32s>{sum.a >> shift, sum.b >> shift});
     };
     const auto block = [&](ptrdiff_t i) { return narrowToU(sums(i), sums(i + V16s::lanes)); };
     if (samples_ < V8u::lanes) return storeFirst(dst, samples_, block(0));
