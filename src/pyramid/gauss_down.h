@@ -98,8 +98,10 @@ template <class T>
 void storeDown(T* dst, ptrdiff_t n, const typename GaussSums<T>::Sum* const (&row)[gaussDownRows]) {
   using Sums = GaussSums<T>;
   using Sum = typename Sums::Sum;
-  const auto sumAt = [&row](auto get, ptrdiff_t i) {
-    return sumOfFive(get(row[0] + i), get(row[1] + i), get(row[2] + i), get(row[3] + i), get(row[4] + i));
+  // Copies of the pointers, which no store can change.
+  const Sum *const ll = row[0], *const l = row[1], *const c = row[2], *const r = row[3], *const rr = row[4];
+  const auto sumAt = [=](auto get, ptrdiff_t i) {
+    return sumOfFive(get(ll + i), get(l + i), get(c + i), get(r + i), get(rr + i));
   };
   const auto vectors = [&](ptrdiff_t i) { return sumAt([](const Sum* p) { return load(p); }, i); };
   const auto number = [](const Sum* p) { return static_cast<typename Sums::Number>(*p); };
