@@ -1,3 +1,4 @@
+#include <limits.h>
 #include <math.h>
 
 #include <algorithm>
@@ -109,8 +110,8 @@ struct Scene {
 };
 const Scene& sceneOf(const Arguments& a) { return *static_cast<const Scene*>(a.data.get()); }
 
-template <class State, class Tap, class Init, class Free>
-void drawLayer(Call& c, Init init, Free free) {
+template <class State, class T, class Tap, class Init, class Run, class Free>
+void drawLayer(Call& c, Init init, Run run, Free free) {
   constexpr bool isUp = std::is_same_v<State, QoriPyramidUpState>;
   const auto scene = std::make_shared<Scene>();
   const auto taps = drawKernel<Tap>(c);
@@ -130,12 +131,21 @@ void drawLayer(Call& c, Init init, Free free) {
   State* state = nullptr;
   EXPECT_EQ(init(&state, scene->most, rate, taps.data(), int(taps.size()), 2), qorStsNoErr);
   scene->state = std::shared_ptr<State>(state, free);
+  if (c.c.random.oneIn(2)) {  // a step between other sizes leaves nothing behind
+    const QoriSize finer{1 + scene->most.width / 2, 1 + scene->most.height / 2};
+    QoriSize coarser;
+    EXPECT_EQ(qoriGetPyramidDownROI(finer, &coarser, rate), qorStsNoErr);
+    const QoriSize from = isUp ? coarser : finer, to = isUp ? finer : coarser;
+    const int step = 3 * finer.width * int{sizeof(T)};
+    std::vector<T> image(size_t(3 * finer.width * finer.height)), result(image);
+    EXPECT_EQ(run(image.data(), step, from, result.data(), step, to, state), qorStsNoErr);
+  }
   c.at<State*>('t') = state;
   c.data = scene;
 }
 
-// Sums of floats are off by a rounding of every product and sum, integers by half a unit more; and those of bytes by
-// what the weights of all taps are rounded by.
+// Sums of floats are off by a rounding of every product and sum (that of the smallest numbers grows by the weights of
+// the other axis), integers by half a unit more; and those of bytes by what the weights of all taps are rounded by.
 template <class T>
 void expectStep(Call& c) {
   const Step& step = sceneOf(c).step;
@@ -151,7 +161,7 @@ void expectStep(Call& c) {
     for (int y = 0; y < got.size.height; ++y) {
       for (int x = 0; x < got.size.width; ++x) {
         double real = want[size_t(y)][size_t(x)],
-               bound = (2 * count + 6) * (magnitude[size_t(y)][size_t(x)] * 0x1p-24 + 0x1p-149);
+               bound = (2 * count + 6) * (magnitude[size_t(y)][size_t(x)] * 0x1p-24 + gain * 0x1p-149);
         if constexpr (std::is_integral_v<T>) {
           real = std::clamp(real, 0.0, static_cast<double>(std::numeric_limits<T>::max()));
           bound += 0.5 + (sizeof(T) == 1 ? gain * (0.03 + count * 255 * 0x1p-14) : 0);
@@ -212,7 +222,7 @@ void addLayer(Descriptions& d, const char* initName, Init init, const char* runN
          .sweep = {.widths = {1, 2, 33, 640}, .heights = {1, 480}}});
   d.add(runName, run, "s.zd.yt",
         {.checks = "null | own 1 | step | even | own 2",
-         .draw = [=](Call& c) { drawLayer<State, Tap>(c, init, free); },
+         .draw = [=](Call& c) { drawLayer<State, T, Tap>(c, init, run, free); },
          .shape =
              [](const Arguments& a, char role, int, Shape& s) {
                const QoriSize size = a.at<QoriSize>('y');
@@ -238,5 +248,17 @@ const Descriptions members([](Descriptions& d) {
                                        QORTEST_NAMED(qoriPyramidLayerUp_##ending), qoriPyramidLayerUpFree_##ending);
 #include "../../src/pyramid/layer.def"
 });
+
+TEST(PyramidLayer, RefusedKernelsAndSizes) {
+  auto* const untouched = noAccess<QoriPyramidDownState>();
+  auto* state = untouched;
+  const Qor16s taps[] = {1, 4, 6, 4, 1}, balanced[] = {1, -2, 1};
+  const Qor32f tiny[] = {1, -2, 1.0F - 1e-39F};
+  EXPECT_EQ(qoriPyramidLayerDownInitAlloc_16u_C3R(&state, {9, 9}, 2, balanced, 3, 2), qorStsBadArgErr);
+  EXPECT_EQ(qoriPyramidLayerDownInitAlloc_32f_C1R(&state, {9, 9}, 2, tiny, 3, 2), qorStsBadArgErr);
+  for (const QoriSize size : {QoriSize{INT_MAX, INT_MAX}, {INT_MAX, 1}, {0x15555556, 9}})
+    EXPECT_EQ(qoriPyramidLayerDownInitAlloc_8u_C3R(&state, size, 1.2F, taps, 5, 2), qorStsMemAllocErr);
+  EXPECT_EQ(state, untouched);
+}
 
 }  // namespace
