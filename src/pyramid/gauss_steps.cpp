@@ -43,29 +43,30 @@ QorStatus imageCheck(const T* pSrc, int srcStep, int64_t srcSamples, T* pDst, in
                       stepCheck<T>(dstSamples, dstStep), evenCheck<T>(srcStep, dstStep));
 }
 
-// Runs work(ring) where the scratch has room for it: sizes that have wrapped may be too small.
-template <class Lay, class Work>
-QorStatus inScratch(Qor8u* pBuffer, int reported, const Lay& lay, const Work& work) {
-  if (bytesOf(lay) > reported) return qorStsSizeErr;
-  ScratchParts parts(pBuffer, reported, bytesOf(lay));
-  work(lay(parts));
-  return qorStsNoErr;
-}
-
 template <int channels, class T>
 QorStatus pyrDown(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSize, Qor8u* pBuffer) {
   using Step = GaussDown<T, channels>;
   const QorStatus status = imageCheck<T>(pSrc, srcStep, int64_t{roiSize.width} * channels, pDst, dstStep,
                                          Step::samplesOf(roiSize.width), roiSize, pBuffer);
   if (status != qorStsNoErr) return status;
+  const auto layout = Step::layout(roiSize.width);
+  const int reported = reportedDown<channels>(roiSize.width);
+  if (bytesOf(layout) > reported) return qorStsSizeErr;
+  ScratchParts parts(pBuffer, reported, bytesOf(layout));
   const Step step{{pSrc, srcStep}, {pDst, dstStep}, roiSize};
-  return inScratch(pBuffer, reportedDown<channels>(roiSize.width), Step::layout(roiSize.width), [&](auto* ring) {
-    if constexpr (std::is_same_v<T, Qor32f>) {
-      if (roiSize.height < 3) return gaussDownTwoRows(step, ring);
-      if (roiSize.width < 3) return gaussDownTwoColumns(step);
+  auto* const ring = layout(parts);
+  if constexpr (std::is_same_v<T, Qor32f>) {
+    if (roiSize.height < 3) {
+      gaussDownTwoRows(step, ring);
+      return qorStsNoErr;
     }
-    step.run(ring);
-  });
+    if (roiSize.width < 3) {
+      gaussDownTwoColumns(step);
+      return qorStsNoErr;
+    }
+  }
+  step.run(ring);
+  return qorStsNoErr;
 }
 
 template <int channels, class T>
@@ -74,13 +75,20 @@ QorStatus pyrUp(const T* pSrc, int srcStep, T* pDst, int dstStep, QoriSize roiSi
   const int64_t samples = int64_t{roiSize.width} * channels;
   const QorStatus status = imageCheck<T>(pSrc, srcStep, samples, pDst, dstStep, 2 * samples, roiSize, pBuffer);
   if (status != qorStsNoErr) return status;
+  const auto layout = Step::layout(roiSize.width);
+  const int reported = reportedUp<channels>(roiSize.width);
+  if (bytesOf(layout) > reported) return qorStsSizeErr;
+  ScratchParts parts(pBuffer, reported, bytesOf(layout));
   const Step step{{pSrc, srcStep}, {pDst, dstStep}, roiSize};
-  return inScratch(pBuffer, reportedUp<channels>(roiSize.width), Step::layout(roiSize.width), [&](auto* ring) {
-    if constexpr (std::is_same_v<T, Qor32f>) {
-      if (roiSize.height > 1 && roiSize.width == 1) return gaussUpOneColumn(step);
+  auto* const ring = layout(parts);
+  if constexpr (std::is_same_v<T, Qor32f>) {
+    if (roiSize.height > 1 && roiSize.width == 1) {
+      gaussUpOneColumn(step);
+      return qorStsNoErr;
     }
-    step.run(ring);
-  });
+  }
+  step.run(ring);
+  return qorStsNoErr;
 }
 
 }  // namespace

@@ -89,7 +89,7 @@ struct UpOneRow {
 
 // Pixels in turns from both phases. In three channels each 16 bytes have whole pixels of their own, and what stands
 // behind these in the destination loses its meaning.
-template <class T, int channels>
+template <int channels, class T>
 QOR_FORCE_INLINE void putPixels(T* dst, V16u even, V16u odd) {
   const V8u both = GaussSums<T>::turn(as<Qor8u>(even | (odd << 8)));
   if constexpr (channels == 1) {
@@ -98,14 +98,14 @@ QOR_FORCE_INLINE void putPixels(T* dst, V16u even, V16u odd) {
     storeApart(dst, 12, as<T>(lookUp(both, bytes(0, 2, 4, 1, 3, 5, 6, 8, 10, 7, 9, 11, -1, -1, -1, -1))));
   }
 }
-template <class T, int channels>
-QOR_FORCE_INLINE void putPixels(Qor32f* dst, V32f even, V32f odd) {
+template <int channels, int size>
+QOR_FORCE_INLINE void putPixels(Qor32f* dst, VecOf<Qor32f, size> even, VecOf<Qor32f, size> odd) {
   if constexpr (channels == 1) {
     store(dst, zip(even, odd));
   } else {
     store(dst, firstShort(even));
     store(dst + channels, firstShort(odd));
-    if constexpr (V32f::bytes > Short<Qor32f>::bytes) {
+    if constexpr (size > Short<Qor32f>::bytes) {
       store(dst + 2 * channels, lastShort(even));
       store(dst + 3 * channels, lastShort(odd));
     }
@@ -124,8 +124,8 @@ void storeUp(T* even, T* odd, ptrdiff_t width, Phases<const typename GaussSums<T
     const auto at = [x](const Sum* p) { return loadApart(p + x * channels, ofShort * channels); };
     const auto ae = at(above.even), he = at(here.even), be = at(below.even);
     const auto ao = at(above.odd), ho = at(here.odd), bo = at(below.odd);
-    putPixels<T, channels>(even + 2 * channels * x, Columns::even(ae, he, be), Columns::even(ao, ho, bo));
-    putPixels<T, channels>(odd + 2 * channels * x, Columns::odd(he, be), Columns::odd(ho, bo));
+    putPixels<channels>(even + 2 * channels * x, Columns::even(ae, he, be), Columns::even(ao, ho, bo));
+    putPixels<channels>(odd + 2 * channels * x, Columns::odd(he, be), Columns::odd(ho, bo));
   };
   // In three channels a block reads and writes behind its last pixel.
   const ptrdiff_t end = channels == 1 ? width : width - 1;

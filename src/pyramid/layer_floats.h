@@ -32,7 +32,7 @@ class FloatWeights {
 
   const Qor32f* weights_;
   int count_;
-  V known_[known > 0 ? known : 1];
+  V known_[known + (known == 0)];
 };
 
 // Calls run with the number as a constant where it is a usual one, else with 0.
