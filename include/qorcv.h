@@ -10,6 +10,7 @@
 #include "qorcv/geometry.h"
 #include "qorcv/integral.h"
 #include "qorcv/morph.h"
+#include "qorcv/pyramid.h"
 #include "qorcv/types.h"
 #include "qorcv/version.h"
 

@@ -98,6 +98,10 @@ DescribedContract::DescribedContract(const Description& d)
     base_[i].as<void*>() = noAccess<char>(static_cast<int>(i));
     if (isIn(role, d.traits.read)) {
       const Call::Block& block = valid_.blocks_[i];
+      if (block.bytes == nullptr) {  // a record of the library's
+        base_[i] = valid_.slots[i];
+        continue;
+      }
       records_[i] = good_[i] = {block.bytes->data(), block.bytes->data() + block.size};
       base_[i].as<void*>() = records_[i].data();
     }
