@@ -9,6 +9,7 @@
 #include "qorcv/filter.h"
 #include "qorcv/geometry.h"
 #include "qorcv/integral.h"
+#include "qorcv/pyramid.h"
 #include "qorcv/types.h"
 #include "qorcv/version.h"
 

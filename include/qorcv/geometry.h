@@ -116,9 +116,10 @@ QorStatus qoriCreateMapCameraUndistort_32f_C1R(Qor32f* pxMap, int xStep, Qor32f*
  * @b Rounding: 32-bit float, every product and every sum rounded once, from left to right, without fused operations; no
  * zero is left out, so 0 * infinity is NaN.
  *
- * @b Region: exactly the taps of the samples are read and written, and len elements of every list. Offsets and indices
- * are not checked. @b In @b place: no list may overlap another list that is written, or the gradient. @b Memory: one
- * block for the record and one for its table, count * 16 bytes (2x2) or count * 48 (3x3); the loops take none.
+ * @b Region: the taps of the samples are written, what lies between the first and the last tap of a sample may be read,
+ * and len elements of every list. Offsets and indices are not checked. @b In @b place: no list may overlap another list
+ * that is written, or the gradient. @b Memory: one block for the record and one for its table, count * 16 bytes (2x2)
+ * or count * 48 (3x3); the loops take none.
  * @b Threads: none.
  *
  * @b Statuses, in the order of the checks. InitAlloc: qorStsNullPtrErr; qorStsSizeErr for count below 1;

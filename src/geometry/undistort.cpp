@@ -22,9 +22,10 @@ void overColumns(int width, Qor8u* pBuffer, const Work& work) {
   }
   constexpr int strip = UndistortColumns::strip;
   alignas(V32f::bytes) Qor32f x[strip], square[strip], product[strip];
-  for (int first = 0; first < width; first += strip) {
-    const int rest = width - first;
-    work(first, rest < strip ? rest : strip, UndistortColumns{x, square, product});
+  // In 64 bits, for widths near the top.
+  for (int64_t first = 0; first < width; first += strip) {
+    const int64_t rest = width - first;
+    work(static_cast<int>(first), static_cast<int>(rest < strip ? rest : strip), UndistortColumns{x, square, product});
   }
 }
 

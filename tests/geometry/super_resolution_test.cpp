@@ -25,66 +25,58 @@ struct Psf<3> {
   static constexpr auto release = qoriSRHNFree_PSF3x3;
 };
 
-// Where the samples of a case stand: pixels of an image whose rows go on downwards, or upwards, or `apart` elements
-// further in one row. The operation is given the address of pixel (x, y) as the image's start.
+// A case: elements in one row, of which the step takes rows of any length, forwards or backwards. Samples are told by
+// the elements of their first taps.
 struct Scene {
-  QoriSize size;
-  int down, apart;
-  int x, y;
-  std::vector<QoriPoint> at;
+  int side, elements, step, start;
+  std::vector<int> at;
   std::vector<Qor32f> kernels;
   std::vector<Qor16u> index;
+  std::shared_ptr<void> spec;
 
-  // The pixel of a tap.
-  QoriPoint tap(size_t i, int column, int row) const { return {at[i].x + column + row * apart, at[i].y + row * down}; }
+  int tap(size_t i, int number) const { return at[i] + number % side + number / side * step; }
+  Qor32f coefficient(size_t i, int number) const {
+    return kernels[static_cast<size_t>(index[i] * side * side + number)];
+  }
 };
 const Scene& sceneOf(const Arguments& a) { return *static_cast<const Scene*>(a.data.get()); }
 
-// Samples in order, every second column, in place, over rows, and anywhere; steps around those that make taps meet.
+// Samples in order, every second column, in place, over rows, and anywhere; steps around those that make taps meet. The
+// first and the last element are taps where chance will have it.
 template <int side>
 void drawScene(Call& c) {
   Random& random = c.c.random;
   const auto scene = std::make_shared<Scene>();
   Scene& s = *scene;
-  const bool inARow = !c.c.usual && random.oneIn(3);
-  s.down = inARow ? 0 : random.oneIn(3) ? -1 : 1;
-  s.apart = inARow ? c.pick({-7, -6, -5, -4, -3, -2, -1, side, side + 1, 4, 5, 6}) : 0;
-  const int reach = side - 1, width = side + random.below(40);
-  s.size = inARow ? QoriSize{width + reach * abs(s.apart), 1} : QoriSize{width, side + random.below(20)};
-  const int left = s.apart < 0 ? -reach * s.apart : 0, top = s.down < 0 ? reach : 0;
-  const int columns = s.size.width - reach - reach * abs(s.apart), rows = s.size.height - reach * abs(s.down);
-  s.x = random.below(s.size.width), s.y = random.below(s.size.height);
-  const int length = c.size().width, stride = c.pick({0, 1, 1, 2, 2, 3});
-  int place = random.below(columns * rows);
-  for (int i = 0; i < length; ++i) {
-    s.at.push_back({left + place % columns, top + place / columns});
-    place = (random.oneIn(8) ? random.below(columns * rows) : place + stride) % (columns * rows);
+  s.side = side;
+  s.step = c.c.usual ? 37 : c.pick({-60, -6, -5, -4, -3, -2, -1, side, side + 1, 4, 5, 6, 7, 20, 41});
+  const int reach = (side - 1) * abs(s.step), length = c.size().width, places = 1 + random.below(3 * length);
+  s.elements = reach + side - 1 + places;
+  s.start = c.c.usual ? 0 : random.below(s.elements);
+  const int stride = c.pick({0, 1, 1, 2, 2, 3, abs(s.step)});
+  for (int i = 0, place = random.below(places); i < length; ++i) {
+    s.at.push_back(place + (s.step < 0 ? reach : 0));
+    place = (random.oneIn(8) ? random.below(places) : place + stride) % places;
   }
   const int count = 1 + random.below(9);
   Maker<Qor32f> maker(c.pick({Data::Random, Data::Few, Data::Special}), random.bits());
   for (int i = 0; i < count * side * side; ++i) s.kernels.push_back(maker(i, 0, 0));
-  for (int i = 0; i < length; ++i) s.index.push_back(static_cast<Qor16u>(random.below(count)));
+  std::vector<Qor32s> offsets;
+  for (const int place : s.at) {
+    s.index.push_back(static_cast<Qor16u>(random.below(count)));
+    offsets.push_back(place - s.start);
+  }
   c.data = scene;
-  c.array('k', s.index);
+  c.array('k', s.index), c.array('f', offsets);
   typename Psf<side>::Spec* spec = nullptr;
   EXPECT_EQ(Psf<side>::init(&spec, s.kernels.data(), count), qorStsNoErr);
+  s.spec = std::shared_ptr<typename Psf<side>::Spec>(spec, Psf<side>::release);
   c.at<const typename Psf<side>::Spec*>('e') = spec;
 }
 
-// The step, and with it the offsets, are known when the image is.
-void arrange(Call& c, char role) {
-  const Scene& s = sceneOf(c);
-  const int rowElements = c.number('.') / int{sizeof(Qor32f)};
-  c.at<Qor32f*>(role) = &c.image<Qor32f>(role).at(s.x, s.y);
-  c.set('.', sizeof(Qor32f) * (s.down != 0 ? s.down * rowElements : s.apart));
-  std::vector<Qor32s> offsets;
-  for (const QoriPoint& p : s.at) offsets.push_back((p.y - s.y) * rowElements + p.x - s.x);
-  c.array('f', offsets);
-}
-
-template <int side>
-void release(Arguments& a) {
-  Psf<side>::release(const_cast<typename Psf<side>::Spec*>(a.at<const typename Psf<side>::Spec*>('e')));
+void arrange(Call& c, char image) {
+  c.at<Qor32f*>(image) += sceneOf(c).start;
+  c.set('.', sceneOf(c).step * int{sizeof(Qor32f)});
 }
 
 // A row of taps at least, unless the image goes upwards; whole elements.
@@ -102,42 +94,32 @@ Traits traits(char image, void (*expect)(Call&)) {
           .shape =
               [=](const Arguments& a, char role, int, Shape& s) {
                 if (role == 'r') s.width = a.number('z');
-                if (role == image) s.width = sceneOf(a).size.width, s.height = sceneOf(a).size.height;
+                if (role == image) s.width = sceneOf(a).elements;
               },
           .arrange = [=](Call& c) { arrange(c, image); },
           .expect = expect,
-          .release = release<side>,
           .own = stepCheck<side>,
           .sweep = {.heights = {1}, .repeats = 8}};
 }
 
-template <int side, class Low>
+template <class Low>
 void expectResiduals(Call& c) {
   const Scene& s = sceneOf(c);
   const auto& high = c.before<Qor32f>('s');
   for (size_t i = 0; i < s.at.size(); ++i) {
-    Qor32f r = 0;
-    for (int tap = 0; tap < side * side; ++tap) {
-      const QoriPoint p = s.tap(i, tap % side, tap / side);
-      const Qor32f product = high.at(p.x, p.y) * s.kernels[s.index[i] * side * side + static_cast<size_t>(tap)];
-      r = tap == 0 ? product : r + product;
-    }
+    Qor32f r = high.at(s.tap(i, 0), 0) * s.coefficient(i, 0);
+    for (int k = 1; k < s.side * s.side; ++k) r = r + high.at(s.tap(i, k), 0) * s.coefficient(i, k);
     const Qor32f want = r - static_cast<Qor32f>(c.at<const Low*>('n')[i]), got = c.at<Qor32f*>('r')[i];
     ASSERT_TRUE(same(got, want, Equal::SignedZeros)) << i << ": " << got << ", not " << want << ' ' << currentCase();
   }
 }
 
-template <int side>
 void expectGradient(Call& c) {
   const Scene& s = sceneOf(c);
   Image<Qor32f> g = c.before<Qor32f>('i');
   for (size_t i = 0; i < s.at.size(); ++i) {
     const Qor32f e = c.at<const Qor32f*>('u')[c.at<const Qor8u*>('j')[i]] * c.at<const Qor32f*>('g')[i];
-    for (int tap = 0; tap < side * side; ++tap) {
-      const QoriPoint p = s.tap(i, tap % side, tap / side);
-      const Qor32f product = s.kernels[s.index[i] * side * side + static_cast<size_t>(tap)] * e;
-      g.at(p.x, p.y) = product + g.at(p.x, p.y);
-    }
+    for (int k = 0; k < s.side * s.side; ++k) g.at(s.tap(i, k), 0) = s.coefficient(i, k) * e + g.at(s.tap(i, k), 0);
   }
   c.expect('i', g);
 }
@@ -152,7 +134,7 @@ std::vector<T> drawn(Call& c, int count) {
 
 template <int side, class Low>
 void addResidual(Descriptions& d, const char* name, auto* operation) {
-  Traits t = traits<side>('s', expectResiduals<side, Low>);
+  Traits t = traits<side>('s', expectResiduals<Low>);
   t.draw = [](Call& c) {
     drawScene<side>(c);
     c.array('n', drawn<Low>(c, c.size().width));
@@ -162,7 +144,7 @@ void addResidual(Descriptions& d, const char* name, auto* operation) {
 
 template <int side>
 void addGradient(Descriptions& d, const char* name, auto* operation) {
-  Traits t = traits<side>('i', expectGradient<side>);
+  Traits t = traits<side>('i', expectGradient);
   t.draw = [](Call& c) {
     drawScene<side>(c);
     c.array('g', drawn<Qor32f>(c, c.size().width));
