@@ -39,29 +39,9 @@ QorStatus copySubpixel(const S* pSrc, int srcStep, D* pDst, int dstStep, QoriSiz
   return qorStsNoErr;
 }
 
-template <class D>
-void fillSamples(D* dst, ptrdiff_t n, D value) {
-  for (ptrdiff_t i = 0; i < n; ++i) dst[i] = value;
-}
-
-// Rows first to last - 1 of the window, which all lie between rows of the source, or all beyond the same one.
-template <class Blend, class S, class D>
-void copyWindowRows(const Blend& blend, const WindowAxis& x, int width, int srcWidth, int first, int last, Plane<D> dst,
-                    const auto& topOf, const auto& bottomOf, const auto& edge) {
-  const ptrdiff_t inside = x.samples();
-  for (int y = first; y < last; ++y) {
-    const S *const top = topOf(y), *const bottom = bottomOf(y);
-    D* const row = dst.row(y);
-    if (x.low > 0) fillSamples(row, x.low, edge(top[0], bottom[0]));
-    if (inside > 0) blendRow(blend, top + x.first + x.low, bottom + x.first + x.low, row + x.low, inside);
-    const ptrdiff_t right = width - 1 - x.high;
-    if (right > 0) fillSamples(row + x.high + 1, right, edge(top[srcWidth - 1], bottom[srcWidth - 1]));
-  }
-}
-
 template <class S, class D>
-QorStatus copyWindow(const S* pSrc, int srcStep, QoriSize srcSize, D* pDst, int dstStep, QoriSize dstSize,
-                     QoriPoint_32f point, QoriPoint* pMin, QoriPoint* pMax, int scaleFactor) {
+QorStatus copyIntersection(const S* pSrc, int srcStep, QoriSize srcSize, D* pDst, int dstStep, QoriSize dstSize,
+                           QoriPoint_32f point, QoriPoint* pMin, QoriPoint* pMax, int scaleFactor) {
   const QorStatus status =
       firstFailure(nullCheck(pSrc), nullCheck(pDst), nullCheck(pMin, pMax), sizeCheck(srcSize), sizeCheck(dstSize),
                    stepCheck<S>(srcSize.width, srcStep), stepCheck<D>(dstSize.width, dstStep), evenCheck<S>(srcStep),
@@ -72,25 +52,8 @@ QorStatus copyWindow(const S* pSrc, int srcStep, QoriSize srcSize, D* pDst, int 
   *pMax = {x.high, y.high};
   const Plane src{pSrc, srcStep};
   const Plane dst{pDst, dstStep};
-  withBlend<S, D>(x.fraction, y.fraction, scaleFactor, [&](const auto& given) {
-    const auto blend = given;
-    const auto rows = [&](const auto& kernel, int first, int last, const auto& topOf, const auto& bottomOf,
-                          const auto& edge) {
-      copyWindowRows<std::remove_cvref_t<decltype(kernel)>, S>(kernel, x, dstSize.width, srcSize.width, first, last,
-                                                               dst, topOf, bottomOf, edge);
-    };
-    const auto outside = [&](int first, int last, const S* nearest) {
-      if (first >= last) return;
-      const auto row = [nearest](int) { return nearest; };
-      rows(blend.along(), first, last, row, row, [&](S sample, S) { return blend.whole(sample); });
-    };
-    outside(0, y.low, pSrc);
-    rows(
-        blend, y.low, y.high + 1, [&](int j) { return src.row(static_cast<int>(y.first + j)); },
-        [&](int j) { return src.row(static_cast<int>(y.first + j + 1)); },
-        [&](S top, S bottom) { return blend.down(top, bottom); });
-    outside(y.high + 1, dstSize.height, src.row(srcSize.height - 1));
-  });
+  withBlend<S, D>(x.fraction, y.fraction, scaleFactor,
+                  [&](const auto& blend) { copyWindow(blend, src, srcSize, dst, dstSize, x, y); });
   return qorStsNoErr;
 }
 
@@ -105,7 +68,7 @@ QorStatus copyWindow(const S* pSrc, int srcStep, QoriSize srcSize, D* pDst, int 
   QOR_BODY(name)                                                                                                    \
   (const S* pSrc, int srcStep, QoriSize srcRoiSize, D* pDst, int dstStep, QoriSize dstRoiSize, QoriPoint_32f point, \
    QoriPoint* pMin, QoriPoint* pMax) {                                                                              \
-    return qor::copyWindow(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize, point, pMin, pMax, 0);             \
+    return qor::copyIntersection(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize, point, pMin, pMax, 0);       \
   }
 #include "geometry/copy_subpixel.def"
 
@@ -116,5 +79,5 @@ QOR_BODY(qoriCopySubpix_8u16u_C1R_Sfs)
 QOR_BODY(qoriCopySubpixIntersect_8u16u_C1R_Sfs)
 (const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor16u* pDst, int dstStep, QoriSize dstRoiSize,
  QoriPoint_32f point, QoriPoint* pMin, QoriPoint* pMax, int scaleFactor) {
-  return qor::copyWindow(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize, point, pMin, pMax, scaleFactor);
+  return qor::copyIntersection(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize, point, pMin, pMax, scaleFactor);
 }
