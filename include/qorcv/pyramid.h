@@ -101,7 +101,7 @@ QorStatus qoriPyramidFree(QoriPyramid* pPyr);
  *   a threshold of 0 a step of length 0 does not end them, but the one behind it does.
  * - pNext = pos / s. In level 0 the error is that of the samples common at pos, 0 if there are none.
  *
- * Equal images and points give the points back bit by bit, with errors of 0.
+ * Of equal images and equal points the points come back bit by bit, with errors of 0, where rates are powers of 2.
  *
  * @b Region: of the levels nothing but their pixels is read. @b Memory: InitAlloc takes a block for the record and one
  * for its patches and the gradients of a level, of 4 bytes a pixel of roiSize in 8u and 8 in the others. A record
