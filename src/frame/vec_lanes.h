@@ -197,6 +197,15 @@ QOR_VEC_FN V32s joinHigh(Split<Qor64s> s) {
   return as<Qor32s>(V32f{QOR_VEC_SHUFFLE_PS(as<Qor32f>(s.a).v, as<Qor32f>(s.b).v, 0xdd)});
 }
 #undef QOR_VEC_SHUFFLE_PS
+// What was joined within 16 bytes from two vectors, in the order of addresses.
+template <class T>
+QOR_VEC_FN Vec<T> inAddressOrder(Vec<T> joined) {
+#if QOR_VECTOR_BYTES == 32
+  return as<T>(V8u{_mm256_permute4x64_epi64(as<Qor8u>(joined).v, _MM_SHUFFLE(3, 1, 2, 0))});
+#else
+  return joined;
+#endif
+}
 // Four vectors into one, saturated, in the order of addresses.
 QOR_VEC_FN Short<Qor8u> narrowToU(Short<Qor32s> a, Short<Qor32s> b, Short<Qor32s> c, Short<Qor32s> d) {
   return packToU(packToS(a, b), packToS(c, d));
