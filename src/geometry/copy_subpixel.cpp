@@ -32,10 +32,8 @@ QorStatus copySubpixel(const S* pSrc, int srcStep, D* pDst, int dstStep, QoriSiz
   if (status != qorStsNoErr) return status;
   const Plane src{pSrc, srcStep};
   const Plane dst{pDst, dstStep};
-  withBlend<S, D>(fractionOf(dx), fractionOf(dy), scaleFactor, [=](const auto& given) {
-    const auto blend = given;
-    for (int y = 0; y < roiSize.height; ++y) blendRow(blend, src.row(y), src.row(y + 1), dst.row(y), roiSize.width);
-  });
+  withBlend<S, D>(fractionOf(dx), fractionOf(dy), scaleFactor,
+                  [=](const auto& blend) { blendRows(blend, src, dst, roiSize.width, roiSize.height); });
   return qorStsNoErr;
 }
 

@@ -37,39 +37,43 @@ void fillSamples(D* dst, ptrdiff_t n, D value) {
   for (ptrdiff_t i = 0; i < n; ++i) dst[i] = value;
 }
 
-// A row of the window, from the rows of the source above and below it; edge(top, bottom) is what stands outside.
+// Rows of the window, from the first of the source above them on; edge(top, bottom) is what stands outside.
 template <class Blend, class S, class D, class Edge>
-QOR_FORCE_INLINE void copyWindowRow(const Blend& blend, const WindowAxis& x, int width, const S* top, const S* bottom,
-                                    int srcWidth, D* dst, const Edge& edge) {
-  if (x.low > 0) fillSamples(dst, x.low, edge(top[0], bottom[0]));
+void copyWindowRows(const Blend& blend, const WindowAxis& x, Plane<const S> src, int srcWidth, Plane<D> dst, int width,
+                    int rows, const Edge& edge) {
   const ptrdiff_t left = x.first + x.low;
-  if (x.low <= x.high) blendRow(blend, top + left, bottom + left, dst + x.low, x.samples());
   const int behind = x.high + 1;
-  if (behind < width) fillSamples(dst + behind, width - behind, edge(top[srcWidth - 1], bottom[srcWidth - 1]));
+  if (x.low < behind) {
+    blendRows(blend, Plane{src.first + left, src.step}, Plane{dst.first + x.low, dst.step}, x.samples(), rows);
+  }
+  for (int j = 0; j < rows && x.low > 0; ++j) fillSamples(dst.row(j), x.low, edge(src.row(j)[0], src.row(j + 1)[0]));
+  for (int j = 0; j < rows && behind < width; ++j) {
+    const S *const top = src.row(j) + srcWidth - 1, *const bottom = src.row(j + 1) + srcWidth - 1;
+    fillSamples(dst.row(j) + behind, width - behind, edge(*top, *bottom));
+  }
 }
 
 }  // namespace detail
 
 // The window with these axes. The samples outside are blended along the nearest edge of the source.
 template <class Blend, class S, class D>
-void copyWindow(const Blend& given, Plane<const S> src, QoriSize srcSize, Plane<D> dst, QoriSize dstSize,
+void copyWindow(const Blend& blend, Plane<const S> src, QoriSize srcSize, Plane<D> dst, QoriSize dstSize,
                 const WindowAxis& x, const WindowAxis& y) {
-  const auto blend = given;
-  const auto outside = [&](int first, int last, int nearest) {
+  const auto rows = [&](const auto& kernel, int first, int last, const S* top, int step, const auto& edge) {
     if (first > last) return;
-    const auto along = blend.along();
-    for (int j = first; j <= last; ++j) {
-      detail::copyWindowRow(along, x, dstSize.width, src.row(nearest), src.row(nearest), srcSize.width, dst.row(j),
-                            [&](S sample, S) { return blend.whole(sample); });
-    }
+    detail::copyWindowRows(kernel, x, Plane{top, step}, srcSize.width, Plane{dst.row(first), dst.step}, dstSize.width,
+                           last - first + 1, edge);
   };
-  outside(0, y.low - 1, 0);
-  for (int j = y.low; j <= y.high; ++j) {
-    const int at = static_cast<int>(y.first + j);
-    detail::copyWindowRow(blend, x, dstSize.width, src.row(at), src.row(at + 1), srcSize.width, dst.row(j),
-                          [&](S top, S bottom) { return blend.down(top, bottom); });
+  // Beyond its first and last row the source has the same row again and again.
+  const auto outside = [&](int first, int last, int nearest) {
+    rows(blend.along(), first, last, src.row(nearest), 0, [&](S sample, S) { return blend.whole(sample); });
+  };
+  if (y.low > 0) outside(0, y.low - 1, 0);
+  if (y.low <= y.high) {
+    rows(blend, y.low, y.high, src.row(static_cast<int>(y.first + y.low)), src.step,
+         [&](S top, S bottom) { return blend.down(top, bottom); });
   }
-  outside(y.high + 1, dstSize.height - 1, srcSize.height - 1);
+  if (y.high + 1 < dstSize.height) outside(y.high + 1, dstSize.height - 1, srcSize.height - 1);
 }
 
 }  // namespace qor

@@ -34,7 +34,8 @@ struct NextSamples {
   typename Kind::Blend blend;
 
   QOR_FORCE_INLINE auto block(int y, ptrdiff_t x) const {
-    return blend.template at<QOR_VECTOR_BYTES>(at.row(y) + x, at.row(y + 1) + x);
+    const auto row = [&](int j) { return Kind::Blend::template of<QOR_VECTOR_BYTES>(at.row(j) + x); };
+    return blend.between(row(y), row(y + 1));
   }
 };
 
@@ -189,9 +190,8 @@ struct FloatFlow {
 
   static void blendGradients(Plane<const Gradient> level, Gradient* dst, ptrdiff_t stride, QoriSize size, Qor32f a,
                              Qor32f b) {
-    const FloatBlend<Qor32f, Qor32f> blend(a, b);
-    for (int y = 0; y < size.height; ++y, dst += stride)
-      blendRow(blend, level.row(y), level.row(y + 1), dst, size.width);
+    const Plane patch{dst, static_cast<int>(stride * static_cast<ptrdiff_t>(sizeof *dst))};
+    blendRows(FloatBlend<Qor32f, Qor32f>(a, b), level, patch, size.width, size.height);
   }
 
   static Totals<3> matrix(const FlowWindow<FloatFlow>& w) {
