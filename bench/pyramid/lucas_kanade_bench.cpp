@@ -8,7 +8,7 @@
 namespace qor::bench {
 namespace {
 
-constexpr int points = 100, window = 21, levels = 4;
+constexpr int points = 500, window = 21, levels = 4;
 constexpr double dx = 3.3, dy = -2.6;
 
 double picture(double x, double y) {

@@ -60,8 +60,9 @@ struct FixedWeights {
 };
 
 // A blend of bytes as a sum 128 * coarse + fine, so that bytes are multiplied by bytes and every sum stays in 16 bits.
+// Parts are in pairs of bytes, as samples beside their right neighbours take them: the upper row's, the lower row's.
 struct CoarseAndFine {
-  Qor8s coarse[4], fine[4];  // in the order w00, w10, w01, w11
+  Qor16s coarse[2], fine[2];
 
   explicit CoarseAndFine(const FixedWeights& weights);
 };
@@ -80,8 +81,12 @@ inline CoarseAndFine::CoarseAndFine(const FixedWeights& weights) {
     const int first = low[1] > low[0] ? 1 : 0, second = low[3] > low[2] ? 3 : 2;
     low[low[second] > low[first] ? second : first] -= 128;
   }
-  for (int i = 0; i < 4; ++i)
-    coarse[i] = static_cast<Qor8s>((w[i] - low[i]) >> 7), fine[i] = static_cast<Qor8s>(low[i]);
+  const auto pair = [](Qor32s left, Qor32s right) { return static_cast<Qor16s>((left & 255) | right * 256); };
+  for (int row = 0; row < 2; ++row) {
+    const int left = 2 * row, right = left + 1;
+    coarse[row] = pair((w[left] - low[left]) >> 7, (w[right] - low[right]) >> 7);
+    fine[row] = pair(low[left], low[right]);
+  }
 }
 
 }  // namespace qor

@@ -34,7 +34,9 @@ struct NextSamples {
   typename Kind::Blend blend;
 
   QOR_FORCE_INLINE auto block(int y, ptrdiff_t x) const {
-    const auto row = [&](int j) { return Kind::Blend::template of<QOR_VECTOR_BYTES>(at.row(j) + x); };
+    const auto row = [&](int j) __attribute__((always_inline)) {
+      return Kind::Blend::template of<QOR_VECTOR_BYTES>(at.row(j) + x);
+    };
     return blend.between(row(y), row(y + 1));
   }
 };
@@ -84,11 +86,11 @@ struct ByteFlow {
   QOR_FORCE_INLINE static V16s scaledGradient(V16s sum) { return sum << 2; }
 
   static void patchGradients(const Image* image, Gradient* gx, Gradient* gy, ptrdiff_t stride, int window) {
-    const auto sample = [](const Image* p) { return as<Qor16s>(load(p)); };
+    const auto sample = [](const Image* p) __attribute__((always_inline)) { return as<Qor16s>(load(p)); };
     const V16s outer = as<Qor16s>(splat(Qor32s{10 << 16 | 3})), last = as<Qor16s>(splat(Qor32s{16 << 16 | 3}));
     const V16s one = splat(Qor16s{1});
     // (3 a + 10 b + 3 c + 16) >> 5, with the 16 as a product of its own.
-    const auto scharr = [=](V16s a, V16s b, V16s c) {
+    const auto scharr = [=](V16s a, V16s b, V16s c) __attribute__((always_inline)) {
       const V32s first = multiplyAdd(zipFirst(a, b), outer) + multiplyAdd(zipFirst(c, one), last);
       const V32s second = multiplyAdd(zipLast(a, b), outer) + multiplyAdd(zipLast(c, one), last);
       return packToS(first >> 5, second >> 5);
@@ -107,7 +109,9 @@ struct ByteFlow {
   static void blendGradients(Plane<const Gradient> level, Gradient* dst, ptrdiff_t stride, QoriSize size, Qor32f a,
                              Qor32f b) {
     const FixedWeights w(FixedWeights::fraction(a), FixedWeights::fraction(b));
-    const auto pair = [](Qor32s first, Qor32s second) { return as<Qor16s>(splat(second << 16 | first)); };
+    const auto pair = [](Qor32s first, Qor32s second) __attribute__((always_inline)) {
+      return as<Qor16s>(splat(second << 16 | first));
+    };
     const V16s top = pair(w.w00, w.w10), bottom = pair(w.w01, w.w11);
     const V32s half = splat(Qor32s{8192});
     for (int y = 0; y < size.height; ++y, dst += stride) {
@@ -123,7 +127,7 @@ struct ByteFlow {
 
   static Totals<3> matrix(const FlowWindow<ByteFlow>& w) {
     return sumOverWindow<ExactSum, PartOfBytes, block, 3>(
-        w.size, [&](ExactSum(&sums)[3], int y, ptrdiff_t x, const auto& mask) {
+        w.size, [&](ExactSum(&sums)[3], int y, ptrdiff_t x, const auto& mask) __attribute__((always_inline)) {
           V32s xx{}, xy{}, yy{};
           for (int i = 0; i < 2; ++i) {
             const ptrdiff_t at = y * w.stride + x + i * V16s::lanes;
@@ -136,7 +140,7 @@ struct ByteFlow {
 
   static Totals<2> vector(const FlowWindow<ByteFlow>& w, const NextSamples<ByteFlow>& next) {
     return sumOverWindow<ExactSum, PartOfBytes, block, 2>(
-        w.size, [&](ExactSum(&sums)[2], int y, ptrdiff_t x, const auto& mask) {
+        w.size, [&](ExactSum(&sums)[2], int y, ptrdiff_t x, const auto& mask) __attribute__((always_inline)) {
           const auto nextBlock = next.block(y, x);
           V32s dx{}, dy{};
           for (int i = 0; i < 2; ++i) {
@@ -150,7 +154,7 @@ struct ByteFlow {
 
   static Qor64f error(const FlowWindow<ByteFlow>& w, const NextSamples<ByteFlow>& next) {
     const auto totals = sumOverWindow<ExactSum, PartOfBytes, block, 1>(
-        w.size, [&](ExactSum(&sums)[1], int y, ptrdiff_t x, const auto& mask) {
+        w.size, [&](ExactSum(&sums)[1], int y, ptrdiff_t x, const auto& mask) __attribute__((always_inline)) {
           const auto nextBlock = next.block(y, x);
           for (int i = 0; i < 2; ++i) {
             const ptrdiff_t at = y * w.stride + x + i * V16s::lanes;
@@ -177,7 +181,9 @@ struct FloatFlow {
 
   static void patchGradients(const Image* image, Gradient* gx, Gradient* gy, ptrdiff_t stride, int window) {
     const V32f outer = splat(0.09375F), middle = splat(0.3125F);
-    const auto scharr = [=](V32f a, V32f b, V32f c) { return outer * a + middle * b + outer * c; };
+    const auto scharr = [=](V32f a, V32f b, V32f c) __attribute__((always_inline)) {
+      return outer * a + middle * b + outer * c;
+    };
     for (int y = 0; y < window; ++y, gx += stride, gy += stride, image += stride) {
       for (ptrdiff_t x = 0; x < window; x += V32f::lanes) {
         const Image *const p = image + x, *const q = p + stride, *const r = q + stride;
@@ -196,10 +202,10 @@ struct FloatFlow {
 
   static Totals<3> matrix(const FlowWindow<FloatFlow>& w) {
     return sumOverWindow<FourSums, PartOfFloats, block, 3>(
-        w.size, [&](FourSums(&sums)[3], int y, ptrdiff_t x, const auto& mask) {
+        w.size, [&](FourSums(&sums)[3], int y, ptrdiff_t x, const auto& mask) __attribute__((always_inline)) {
           const ptrdiff_t at = y * w.stride + x;
           const V32f gx = mask(load(w.gx + at), 0), gy = mask(load(w.gy + at), 0);
-          const auto add = [&](int half, V64f a, V64f b) {
+          const auto add = [&](int half, V64f a, V64f b) __attribute__((always_inline)) {
             sums[0].add(half, a * a), sums[1].add(half, a * b), sums[2].add(half, b * b);
           };
           add(0, widenLo(gx), widenLo(gy));
@@ -208,20 +214,22 @@ struct FloatFlow {
   }
 
   static Totals<2> vector(const FlowWindow<FloatFlow>& w, const NextSamples<FloatFlow>& next) {
-    return sumOverWindow<FourSums, PartOfFloats, block, 2>(w.size, [&](FourSums(&sums)[2], int y, ptrdiff_t x,
-                                                                       const auto& mask) {
-      const ptrdiff_t at = y * w.stride + x;
-      const V32f i = mask(load(w.image + at), 0), j = mask(next.block(y, x).v[0], 0);
-      const V32f gx = mask(load(w.gx + at), 0), gy = mask(load(w.gy + at), 0);
-      const auto add = [&](int half, V64f d, V64f a, V64f b) { sums[0].add(half, a * d), sums[1].add(half, b * d); };
-      add(0, widenLo(i) - widenLo(j), widenLo(gx), widenLo(gy));
-      add(1, widenHi(i) - widenHi(j), widenHi(gx), widenHi(gy));
-    });
+    return sumOverWindow<FourSums, PartOfFloats, block, 2>(
+        w.size, [&](FourSums(&sums)[2], int y, ptrdiff_t x, const auto& mask) __attribute__((always_inline)) {
+          const ptrdiff_t at = y * w.stride + x;
+          const V32f i = mask(load(w.image + at), 0), j = mask(next.block(y, x).v[0], 0);
+          const V32f gx = mask(load(w.gx + at), 0), gy = mask(load(w.gy + at), 0);
+          const auto add = [&](int half, V64f d, V64f a, V64f b) __attribute__((always_inline)) {
+            sums[0].add(half, a * d), sums[1].add(half, b * d);
+          };
+          add(0, widenLo(i) - widenLo(j), widenLo(gx), widenLo(gy));
+          add(1, widenHi(i) - widenHi(j), widenHi(gx), widenHi(gy));
+        });
   }
 
   static Qor64f error(const FlowWindow<FloatFlow>& w, const NextSamples<FloatFlow>& next) {
     const auto totals = sumOverWindow<FourSums, PartOfFloats, block, 1>(
-        w.size, [&](FourSums(&sums)[1], int y, ptrdiff_t x, const auto& mask) {
+        w.size, [&](FourSums(&sums)[1], int y, ptrdiff_t x, const auto& mask) __attribute__((always_inline)) {
           const V32f i = mask(load(w.image + y * w.stride + x), 0), j = mask(next.block(y, x).v[0], 0);
           const V64f first = widenLo(i) - widenLo(j), second = widenHi(i) - widenHi(j);
           sums[0].add(0, first * first);

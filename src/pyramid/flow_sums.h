@@ -21,7 +21,7 @@ class ExactSum {
   }
   // At least once for as many as `most` additions.
   QOR_FORCE_INLINE void settle() {
-    const auto all = [](V32s a) {
+    const auto all = [](V32s a) __attribute__((always_inline)) {
       const Split<Qor64s> halves = split(a);
       return sum(halves.a + halves.b);
     };
@@ -58,7 +58,7 @@ class FourSums {
 
 // The lanes below n are all ones.
 QOR_FORCE_INLINE V32s firstOf32(ptrdiff_t n) {
-  return splat(static_cast<Qor32s>(n)) > laneByLane<V32s>([](int i) { return i; });
+  return splat(static_cast<Qor32s>(n)) > laneByLane<V32s>([](int i) __attribute__((always_inline)) { return i; });
 }
 QOR_FORCE_INLINE V16s firstOf16(ptrdiff_t n) { return narrowToS(firstOf32(n), firstOf32(n - V32s::lanes)); }
 

@@ -2,6 +2,7 @@
 #include <math.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -229,12 +230,9 @@ void drawScene(Call& c) {
   appendCase(" kind %d window %d levels %d record %dx%d", static_cast<int>(s.kind), s.window, s.levels, s.record.width,
              s.record.height);
   c.data = scene;
-  for (int frame = 0; frame < 2; ++frame) {
-    const QoriPyramid pyramid = s.pyramid(frame);
-    memcpy(c.block(frame == 0 ? 'u' : 'v', sizeof pyramid), &pyramid, sizeof pyramid);
-  }
+  c.array('u', std::vector{s.pyramid(0)}), c.array('v', std::vector{s.pyramid(1)});
   c.array('x', s.from), c.array('n', s.estimate);
-  memcpy(c.block('t', 40), s.state.get(), 40);
+  c.array('t', std::vector{*reinterpret_cast<const std::array<int64_t, 5>*>(s.state.get())});
   c.set('f', count), c.set('k', s.window), c.set('g', s.levels - 1);
   c.set('j', isUsual ? 10 : c.pick({1, 3, 10, 30})), c.set('e', isUsual ? 0.01 : c.pick({0.0, 0.01, 0.03, 0.2}));
 }

@@ -126,7 +126,7 @@ void opticalFlow(const Input& in, Output& out) {
     if (status[i] != 0)
       drawCross(arrows, p.x, p.y, 5, red);
     else
-      drawArrow(arrows, p.x, p.y, to[i].x, to[i].y, viridis(std::min(255, static_cast<int>(80 + 20 * error[i]))), 2);
+      drawArrow(arrows, p.x, p.y, to[i].x, to[i].y, viridis(std::min(255, static_cast<int>(60 + 10 * error[i]))), 2);
   }
   out.figure("Tracked points; the lighter the arrow, the more its windows differ; crosses are lost; grey is the truth",
              std::move(arrows));

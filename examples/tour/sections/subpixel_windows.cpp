@@ -37,8 +37,8 @@ void subpixelWindows(const Input& in, Output& out) {
   Picture sliding(count * (side * scale + gap), side * scale, 3);
   for (int i = 0; i < count; ++i) {
     const auto half = static_cast<Qor32f>(side) / 2;
-    const QoriPoint_32f centre{half - 0.3F - static_cast<Qor32f>(i * side) / 3,
-                               half - static_cast<Qor32f>(i * side) / 6};
+    const auto away = static_cast<Qor32f>(i * side);
+    const QoriPoint_32f centre{half - 0.3F - away / 3, static_cast<Qor32f>(gray.height()) - half - 0.7F + away / 6};
     QoriPoint low{}, high{};
     TOUR_CALL_BEST(out, qoriCopySubpixIntersect_8u_C1R(gray.data(), gray.step(), gray.size(), patch.data(),
                                                        patch.step(), patch.size(), centre, &low, &high));
@@ -48,8 +48,9 @@ void subpixelWindows(const Input& in, Output& out) {
     drawRect(sliding, {left + low.x * scale, low.y * scale, (high.x - low.x + 1) * scale, (high.y - low.y + 1) * scale},
              yellow, 3);
   }
-  out.figure("A window that slides off the top left corner; in the frame is what stands between pixels of the picture",
-             std::move(sliding));
+  out.figure(
+      "A window that slides off the bottom left corner; in the frame is what stands between pixels of the picture",
+      std::move(sliding));
 }
 
 }  // namespace tour
