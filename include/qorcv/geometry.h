@@ -1,6 +1,6 @@
 /**
  * @file geometry.h
- * Operations that move pixels: correction of lenses, super-resolution.
+ * Operations that move pixels: correction of lenses, super-resolution, sub-pixel windows, pixels of a line.
  */
 #ifndef QORCV_GEOMETRY_H
 #define QORCV_GEOMETRY_H
@@ -155,6 +155,114 @@ QorStatus qoriSRHNUpdateGradient_PSF3x3_32f_C1R(Qor32f* pGrad, int gradStep, con
                                                 const Qor16u* pKernelIndex, const Qor32f* pError,
                                                 const Qor8u* pWeightIndex, int len, const Qor32f* pWeights,
                                                 const QoriSRHNSpec_PSF3x3* pState);
+/** @} */
+
+/**
+ * @defgroup subpixel_windows Sub-pixel windows
+ *
+ * Copies of what stands between the pixels, by bilinear blending: of a whole image moved by a fraction of a pixel, or
+ * of a window that is centred on any point, as trackers take their patches. The window may stick out of the image.
+ *
+ * @b Blend, with p the sample at or before the place, a how far it is from there to the next column, b to the next row:
+ *
+ *     d = w00 * p(x, y) + w10 * p(x + 1, y) + w01 * p(x, y + 1) + w11 * p(x + 1, y + 1)
+ *
+ * - 16u, 32f, 8u32f, 16u32f: w00 = (1 - a) * (1 - b), w10 = (1 - b) * a, w01 = (1 - a) * b, w11 = a * b, and d is added
+ *   from left to right, all in 32-bit float. A zero weight does not hide a NaN or an infinity. 16u rounds to nearest,
+ *   ties to even.
+ * - 8u, 8u16u: in units of 1/16384, with A = truncate(a * 16384 + 0.5), at most 16384, and B alike:
+ *   w00 = ((16384 - A) * (16384 - B) + 16384) >> 14, and so on for the other three. They are rounded up, so 1 to 4
+ *   units are taken off the largest, which brings the sum back to 16384; of equal ones off the first in the order w00,
+ *   w01, w10, w11. Even at whole offsets the other weights are thus 1, which 8u results never show. 8u is
+ *   (d + 8192) >> 14; 8u16u is (d + 2^(13 + scaleFactor)) >> (14 + scaleFactor), as a number, for any scaleFactor, and
+ *   saturates: so -7 gives units of 1/128, exact at whole offsets but for up to 6 of them.
+ *
+ * @b Whole @b images: qoriCopySubpix_* writes the pixels at (x + a, y + b) for all (x, y) of the region. Of dx and dy
+ * only the fractions count, a = dx - truncate(dx), raised by 1 if it is below 0: -0.25 acts as 0.75, and an offset just
+ * below a whole number may round to a of 1. To move by whole pixels too, move pSrc. Of the source one more column and
+ * one more row than the region are read.
+ *
+ * @b Windows: with sizes (sw, sh) of the source and (dw, dh) of the window, in 32-bit float
+ *
+ *     tx = point.x - (dw - 1) * 0.5,    ix = truncate(dw + tx) - dw,    a = tx - ix
+ *
+ * so that sample x of the window lies at ix + x + a; ix is the floor of tx unless the window is wholly left of the
+ * image. The window's columns from pMin.x to pMax.x lie between columns of the source:
+ *
+ *     pMin.x = min(max(-ix, 0), dw),    pMax.x = min(sw - ix - 2, dw - 1);    pMin.x = 0, pMax.x = -1 where ix >= sw
+ *
+ * and so for rows; where there is none, pMax is below pMin. Samples there are blends as above. Left of them a sample is
+ * that of the first column of the source, blended between two rows by (1 - b) and b, right of them that of the last
+ * column; above and below that of the first or last row, blended between two columns; beyond in both directions it is
+ * the corner's. In 8u and 8u16u those weights are 16384 - B and B, or 16384 - A and A, and the rest is done as above. A
+ * point that is NaN is left of, or above, everything.
+ *
+ * @b Region: of the source nothing outside srcRoiSize is read. @b In @b place: no. @b Scratch: none. @b Threads: none.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr for any null pointer; qorStsSizeErr for a width or height
+ * below 1, of the source or the window; qorStsStepErr for a step below the row of its image, which for
+ * qoriCopySubpix_* is one of the region's width; qorStsNotEvenStepErr for a step that is not a multiple of its sample.
+ * @{
+ */
+QorStatus qoriCopySubpix_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize, Qor32f dx,
+                                Qor32f dy);
+QorStatus qoriCopySubpix_16u_C1R(const Qor16u* pSrc, int srcStep, Qor16u* pDst, int dstStep, QoriSize roiSize,
+                                 Qor32f dx, Qor32f dy);
+QorStatus qoriCopySubpix_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                 Qor32f dx, Qor32f dy);
+QorStatus qoriCopySubpix_8u32f_C1R(const Qor8u* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                   Qor32f dx, Qor32f dy);
+QorStatus qoriCopySubpix_16u32f_C1R(const Qor16u* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                    Qor32f dx, Qor32f dy);
+QorStatus qoriCopySubpix_8u16u_C1R_Sfs(const Qor8u* pSrc, int srcStep, Qor16u* pDst, int dstStep, QoriSize roiSize,
+                                       int scaleFactor, Qor32f dx, Qor32f dy);
+QorStatus qoriCopySubpixIntersect_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor8u* pDst, int dstStep,
+                                         QoriSize dstRoiSize, QoriPoint_32f point, QoriPoint* pMin, QoriPoint* pMax);
+QorStatus qoriCopySubpixIntersect_16u_C1R(const Qor16u* pSrc, int srcStep, QoriSize srcRoiSize, Qor16u* pDst,
+                                          int dstStep, QoriSize dstRoiSize, QoriPoint_32f point, QoriPoint* pMin,
+                                          QoriPoint* pMax);
+QorStatus qoriCopySubpixIntersect_32f_C1R(const Qor32f* pSrc, int srcStep, QoriSize srcRoiSize, Qor32f* pDst,
+                                          int dstStep, QoriSize dstRoiSize, QoriPoint_32f point, QoriPoint* pMin,
+                                          QoriPoint* pMax);
+QorStatus qoriCopySubpixIntersect_8u32f_C1R(const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor32f* pDst,
+                                            int dstStep, QoriSize dstRoiSize, QoriPoint_32f point, QoriPoint* pMin,
+                                            QoriPoint* pMax);
+QorStatus qoriCopySubpixIntersect_16u32f_C1R(const Qor16u* pSrc, int srcStep, QoriSize srcRoiSize, Qor32f* pDst,
+                                             int dstStep, QoriSize dstRoiSize, QoriPoint_32f point, QoriPoint* pMin,
+                                             QoriPoint* pMax);
+QorStatus qoriCopySubpixIntersect_8u16u_C1R_Sfs(const Qor8u* pSrc, int srcStep, QoriSize srcRoiSize, Qor16u* pDst,
+                                                int dstStep, QoriSize dstRoiSize, QoriPoint_32f point, QoriPoint* pMin,
+                                                QoriPoint* pMax, int scaleFactor);
+/** @} */
+
+/**
+ * @defgroup sample_line Pixels of a line
+ *
+ * Lists the pixels of the digital line from pt1 to pt2 (J. E. Bresenham, Algorithm for computer control of a digital
+ * plotter, 1965), both ends included, one behind the other with all their channels. With ax and ay the distances of the
+ * ends along the axes the line has max(ax, ay) + 1 pixels, for which pDst must have room. It takes a step along the
+ * longer axis, y if they are equal, from pixel to pixel; and one aside whenever what is left of
+ * e = major - 2 * minor * steps falls below 0, after which 2 * major is added to it.
+ *
+ * @b Region: nothing but these pixels is read. @b In @b place: no. @b Scratch: none. @b Threads: none.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1; qorStsStepErr
+ * for a step below the row; in 16u and 32f qorStsNotEvenStepErr for a step that is not a multiple of the sample size;
+ * qorStsOutOfRangeErr for a point outside the region.
+ * @{
+ */
+QorStatus qoriSampleLine_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, Qor8u* pDst, QoriPoint pt1,
+                                QoriPoint pt2);
+QorStatus qoriSampleLine_16u_C1R(const Qor16u* pSrc, int srcStep, QoriSize roiSize, Qor16u* pDst, QoriPoint pt1,
+                                 QoriPoint pt2);
+QorStatus qoriSampleLine_32f_C1R(const Qor32f* pSrc, int srcStep, QoriSize roiSize, Qor32f* pDst, QoriPoint pt1,
+                                 QoriPoint pt2);
+QorStatus qoriSampleLine_8u_C3R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, Qor8u* pDst, QoriPoint pt1,
+                                QoriPoint pt2);
+QorStatus qoriSampleLine_16u_C3R(const Qor16u* pSrc, int srcStep, QoriSize roiSize, Qor16u* pDst, QoriPoint pt1,
+                                 QoriPoint pt2);
+QorStatus qoriSampleLine_32f_C3R(const Qor32f* pSrc, int srcStep, QoriSize roiSize, Qor32f* pDst, QoriPoint pt1,
+                                 QoriPoint pt2);
 /** @} */
 
 #ifdef __cplusplus

@@ -256,6 +256,84 @@ QorStatus qoriPyramidLayerUpFree_32f_C1R(QoriPyramidUpState* pState);
 QorStatus qoriPyramidLayerUpFree_32f_C3R(QoriPyramidUpState* pState);
 /** @} */
 
+/**
+ * @defgroup lucas_kanade Optical flow
+ *
+ * Tracks points from one image to the next (B. D. Lucas and T. Kanade, An iterative image registration technique with
+ * an application to stereo vision, 1981; pyramidal form: J.-Y. Bouguet, 2000). For every point a window of the previous
+ * image is looked for in the next one by steps that use the gradient, from the coarsest level of two pyramids to level
+ * 0, to a small fraction of a pixel.
+ *
+ * @b Use: fill two pyramids of the same levels; make a record with qoriOpticalFlowPyrLKInitAlloc_*, once; put the
+ * points into pPrev and what is known of where they went into pNext, mostly the same points; call; give the record back
+ * with qoriOpticalFlowPyrLKFree_*. Coordinates are those of level 0.
+ *
+ * @b Results, of numFeat entries each: pNext, the points in the next image; pStatus, 0 for a point that was tracked
+ * down to level 0, L + 1 for one that was lost in level L, where its window lies outside of both images' common part or
+ * is flat along some direction; pError, the root of the mean squared difference of the two windows in grey levels, 0
+ * for a lost point. pStatus has 8 bits, and larger numbers wrap.
+ *
+ * @b Points: level L, from maxLev to 0, takes the points that were found in all coarser ones. With s the level's rate
+ * in pPyr1 (64-bit float; positions are kept in 32) it starts from prev = pPrev * s and pos = pNext * s.
+ * - The previous image's patch, (winSize + 2) x (winSize + 2) samples about prev, is taken as
+ *   qoriCopySubpixIntersect_* takes it: 8u as 8u16u with scale factor -7, 16u as 16u32f, 32f. The window is the patch
+ *   without its frame, less the rows and columns of the window that do not lie between pixels of the image.
+ * - Its gradients Ix (right less left) and Iy (below less above) are Scharr's, 3, 10, 3, over 32. Levels whose width
+ *   and height are both below the roiSize of the record, and that have only such levels above them, have them computed
+ *   for the whole level with repeated edges, and blended like the image; they are faster where there are many points.
+ *   For the others they come from the patch. The two differ by rounding, and in the outermost pixels. In 8u all is in
+ *   units of 1/128 and rounded to integers, gradients as (sum + 16) >> 5 or (sum + 8192) >> 14.
+ * - At each step the next image's window about pos is blended likewise. Over the samples that lie inside both images,
+ *   with d the previous less the next, in 64-bit float: Gxx = sum Ix * Ix, Gxy = sum Ix * Iy, Gyy = sum Iy * Iy,
+ *   bx = sum Ix * d, by = sum Iy * d, det = Gxx * Gyy - Gxy * Gxy, and
+ *
+ *       dx = (Gyy * bx - Gxy * by) / det,    dy = (Gxx * by - Gxy * bx) / det,    pos = pos + (dx, dy)
+ *
+ *   8u sums are exact. In the others column x of the common part goes to partial sum x modulo 4, and these are added as
+ *   (0 + 2) + (1 + 3).
+ * - Where no sample is common the point is lost, and its pNext is pos / s. Where det is below 2.220446049250313e-16 (in
+ *   8u of sums in units of 1/128 squared) it is lost and pNext stays.
+ * - Steps end when dx * dx + dy * dy is below threshold * threshold; when the step takes back the one before, both
+ *   components within 2^-11.5, and then at the middle between the two; or after maxIter of them, which is no loss. With
+ *   a threshold of 0 a step of length 0 does not end them, but the one behind it does.
+ * - pNext = pos / s. In level 0 the error is that of the samples common at pos, 0 if there are none.
+ *
+ * Of equal images and equal points the points come back bit by bit, with errors of 0, where rates are powers of 2.
+ *
+ * @b Region: of the levels nothing but their pixels is read. @b Memory: InitAlloc takes a block for the record and one
+ * for its patches and the gradients of a level, of 4 bytes a pixel of roiSize in 8u and 8 in the others. A record
+ * serves one call at a time. winSize is the side of the window; hint is kept and has no effect. @b Threads: none.
+ *
+ * @b Statuses, in the order of the checks. InitAlloc: qorStsNullPtrErr; qorStsSizeErr for a winSize or a side of
+ * roiSize below 1; qorStsMemAllocErr, also for a block beyond 2^31 - 1 bytes. *ppState is written with qorStsNoErr
+ * only. Free: qorStsNullPtrErr. Tracking: qorStsNullPtrErr for any null pointer; qorStsSizeErr for a numFeat or winSize
+ * below 1, or a winSize that is not the record's; qorStsBadArgErr for a maxLev below 0, a maxIter below 1, a threshold
+ * below 0. pPyr1 and pPyr2 need levels up to maxLev; one whose image is null or has a step too small or uneven ends the
+ * call when it is reached, with that check's status, and the points as they are then. Lost points are not an error.
+ * @{
+ */
+typedef struct QoriOptFlowPyrLKState QoriOptFlowPyrLKState; /**< window, patches and gradients of a level */
+
+QorStatus qoriOpticalFlowPyrLKInitAlloc_8u_C1R(QoriOptFlowPyrLKState** ppState, QoriSize roiSize, int winSize,
+                                               QorHintAlgorithm hint);
+QorStatus qoriOpticalFlowPyrLKInitAlloc_16u_C1R(QoriOptFlowPyrLKState** ppState, QoriSize roiSize, int winSize,
+                                                QorHintAlgorithm hint);
+QorStatus qoriOpticalFlowPyrLKInitAlloc_32f_C1R(QoriOptFlowPyrLKState** ppState, QoriSize roiSize, int winSize,
+                                                QorHintAlgorithm hint);
+QorStatus qoriOpticalFlowPyrLK_8u_C1R(const QoriPyramid* pPyr1, const QoriPyramid* pPyr2, const QoriPoint_32f* pPrev,
+                                      QoriPoint_32f* pNext, Qor8s* pStatus, Qor32f* pError, int numFeat, int winSize,
+                                      int maxLev, int maxIter, Qor32f threshold, QoriOptFlowPyrLKState* pState);
+QorStatus qoriOpticalFlowPyrLK_16u_C1R(const QoriPyramid* pPyr1, const QoriPyramid* pPyr2, const QoriPoint_32f* pPrev,
+                                       QoriPoint_32f* pNext, Qor8s* pStatus, Qor32f* pError, int numFeat, int winSize,
+                                       int maxLev, int maxIter, Qor32f threshold, QoriOptFlowPyrLKState* pState);
+QorStatus qoriOpticalFlowPyrLK_32f_C1R(const QoriPyramid* pPyr1, const QoriPyramid* pPyr2, const QoriPoint_32f* pPrev,
+                                       QoriPoint_32f* pNext, Qor8s* pStatus, Qor32f* pError, int numFeat, int winSize,
+                                       int maxLev, int maxIter, Qor32f threshold, QoriOptFlowPyrLKState* pState);
+QorStatus qoriOpticalFlowPyrLKFree_8u_C1R(QoriOptFlowPyrLKState* pState);
+QorStatus qoriOpticalFlowPyrLKFree_16u_C1R(QoriOptFlowPyrLKState* pState);
+QorStatus qoriOpticalFlowPyrLKFree_32f_C1R(QoriOptFlowPyrLKState* pState);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
