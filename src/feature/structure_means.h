@@ -48,7 +48,7 @@ struct StructureRows {
   // written.
   static StructureRows lay(ScratchParts& parts, QoriSize size, int window, int radius) {
     constexpr int64_t floats = wideVectorBytes / int64_t{sizeof(Qor32f)};
-    const int64_t strip = stripColumns(size.width, window), span = strip + window - 1;
+    const int64_t strip = stripColumns(size.width, window), span = strip + window - 1 + radius - 1;
     const int64_t existing = int64_t{size.height} + window - 1, kept = window == 1 ? 1 : int64_t{window} + 1;
     StructureRows r{};
     r.ring = kept < existing ? kept : existing;
@@ -138,7 +138,7 @@ class StructureStrip {
         sides_(sides),
         window_(call.window),
         reach_(call.window),
-        columns_(sides.columns, reach_, first, count),
+        columns_(sides.columns, reach_, first, count, Kernel::radius),
         gradients_({call.src.first + columns_.first, call.src.step},
                    {static_cast<int>(columns_.span), call.size.height}, columns_.sides(sides), call.value,
                    rows.constants),
@@ -161,17 +161,18 @@ class StructureStrip {
   }
 
  private:
-  // The columns that a strip derives, and those of its windows beside them.
+  // The columns that a strip derives, and those of its windows beside them. A strip that ends nearer to the end of what
+  // there is than its kernel reaches goes on to there.
   struct Columns {
     ptrdiff_t first, span, left, right;
     bool isFirst, isLast;
 
-    Columns(const Axis& all, const WindowReach& reach, ptrdiff_t x, ptrdiff_t count) {
+    Columns(const Axis& all, const WindowReach& reach, ptrdiff_t x, ptrdiff_t count, ptrdiff_t radius) {
       const ptrdiff_t low = all.low == Edge::memory ? -reach.before : 0;
       const ptrdiff_t high = all.n + (all.high == Edge::memory ? reach.after : 0);
       const ptrdiff_t from = x - reach.before, to = x + count + reach.after;
       first = from > low ? from : low;
-      span = (to < high ? to : high) - first;
+      span = (to <= high - radius ? to : high) - first;
       left = first - from, right = to - first - span;
       isFirst = first == low, isLast = first + span == high;
     }

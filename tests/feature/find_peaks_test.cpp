@@ -43,7 +43,7 @@ void expectPeaks(Call& c) {
 template <class T>
 void add(Descriptions& d, const char* name, auto* find, const char* queryName, auto* query) {
   d.add(name, find, "s.ztrxrnbw",
-        {.checks = "own 1",
+        {.checks = "null | own 1 | step | even | one n BadArgErr",
          .values = {{'n', {0, 1}}, {'t', {0, -1, 3, 900, 1e-40, 2e9, -2147483648.0}}},
          .draw =
              [](Call& c) {
@@ -62,9 +62,31 @@ void add(Descriptions& d, const char* name, auto* find, const char* queryName, a
                return bytes;
              },
          .expect = expectPeaks<T>,
+         .own =
+             [](DescribedContract& c, int) {
+               c.start('x', 5), c.start('b', 1);
+               int &border = c.now.at<int>('b'), &room = c.now.at<int>('x');
+               QoriSize& size = c.now.at<QoriSize>('z');
+               const auto isOutside = [&] {
+                 const float twice = 2 * static_cast<float>(border);
+                 return size.width < 1 || size.height < 1 || room < 1 || border < 1 ||
+                        twice > static_cast<float>(size.width) || twice > static_cast<float>(size.height);
+               };
+               c.check(
+                   "sizes", qorStsSizeErr, isOutside, [&] { border = size.height / 2 + 1; }, [&] { border = INT_MAX; },
+                   [&] { border = 0; }, [&] { room = 0; }, [&] { room = INT_MIN; }, [&] { size.width = 1; },
+                   [&] { size.height = 1; },
+                   [&] {
+                     size = {0, 0};
+                   },
+                   [&] { size.height = -1; }, [&] { border = -1; });
+             },
+         .teamOf = [](const Arguments&, int, int) { return 0; },
+         .teamSizes = {{1024, 600}},
          .sweep = {.widths = {2, 3, 4, 5, 6, 9, 10, 11, 17, 18, 19, 34, 66, 130},
                    .heights = {2, 3, 4, 9},
-                   .repeats = 6}});
+                   .repeats = 6,
+                   .finite = true}});
   d.add(queryName, query, "zr",
         {.checks = "null | size",
          .expect =
@@ -78,5 +100,29 @@ const Descriptions members([](Descriptions& d) {
   add<Qor32f>(d, QORTEST_NAMED(qoriFindPeaks3x3_32f_C1R), QORTEST_NAMED(qoriFindPeaks3x3GetBufferSize_32f_C1R));
   add<Qor32s>(d, QORTEST_NAMED(qoriFindPeaks3x3_32s_C1R), QORTEST_NAMED(qoriFindPeaks3x3GetBufferSize_32s_C1R));
 });
+
+// Infinities are none, and differences as small as the least normal number are ties.
+TEST(FindPeaks, OnPaper) {
+  const Qor32f src[4][6] = {{0, 0, 0, 0, 0, 0}, {0, 2.1e-38F, 1e-38F, 0, INFINITY, 0}, {0, 0, -3, 0, 0, 0}, {}};
+  QoriPoint peaks[4];
+  int count = -1;
+  Qor8u buffer;
+  EXPECT_EQ(qoriFindPeaks3x3_32f_C1R(src[0], 24, {6, 4}, 0, peaks, 4, &count, qoriNormInf, 1, &buffer), qorStsNoErr);
+  ASSERT_EQ(count, 3);
+  EXPECT_TRUE(peaks[0].x == 1 && peaks[1].x == 2 && peaks[2].x == 2 && peaks[2].y == 2);
+  // Half of 2^25 - 1 is 2^24 in 32-bit float, so the border passes, and nothing is read.
+  constexpr int side = (1 << 25) - 1;
+  EXPECT_EQ(qoriFindPeaks3x3_32f_C1R(noAccess<Qor32f>(), 4 * side, {side, side}, 0, peaks, 4, &count, qoriNormL1,
+                                     1 << 24, &buffer),
+            qorStsNoErr);
+  EXPECT_EQ(count, 0);
+  const Qor32s numbers[3][3] = {{16777216, 0, 0}, {0, 16777217, 0}, {0, 0, 0}},
+               lowest[3][3] = {{}, {0, INT_MIN, 0}, {}};
+  for (const auto* image : {&numbers, &lowest}) {
+    EXPECT_EQ(qoriFindPeaks3x3_32s_C1R((*image)[0], 12, {3, 3}, 16777216, peaks, 4, &count, qoriNormInf, 1, &buffer),
+              qorStsNoErr);
+    EXPECT_EQ(count, 1);
+  }
+}
 
 }  // namespace

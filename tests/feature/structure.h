@@ -105,6 +105,7 @@ void fillStructure(Call& c) {
   const int range = rangeOf(c);
   const int kind = c.c.random.below(3);
   src.generate([&](int x, int y, int) {
+    x += 300, y += 300;
     const int value = kind == 0   ? c.c.random.below(range + 1)
                       : kind == 1 ? (x / 3 + y / 5) % 2 * range
                                   : (x + 2 * y) / 4;
