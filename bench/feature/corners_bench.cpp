@@ -75,16 +75,20 @@ auto peaks(Operation* operation, QoriNorm norm) {
     qoriHarrisCorner_8u32f_C1R(src.p, src.step, response.p, response.step, roi, qorFilterSobel, qorMskSize3x3, 5, k,
                                scale, qorBorderRepl, 0, structureBuffer<Qor8u>(s, 5));
     const auto values = s.blank<T>();
+    Qor32f largest = 0;
     values.all([&](int x, int y) {
       values(x, y) = static_cast<T>(response(x, y));
+      if (response(x, y) > largest) largest = response(x, y);
       return true;
     });
+    const T threshold = static_cast<T>(largest / 20);
     const auto points = s.blank<Qor32s>({.channels = 2});
     auto* const list = reinterpret_cast<QoriPoint*>(points.p);
     Qor8u* const buffer = s.scratch(1);
     return [=] {
       int count = 0;
-      return operation(values.p, values.step, roi, T{1000}, list, roi.width * roi.height / 2, &count, norm, 1, buffer);
+      return operation(values.p, values.step, roi, threshold, list, roi.width * roi.height / 2, &count, norm, 1,
+                       buffer);
     };
   };
 }

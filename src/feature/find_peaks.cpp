@@ -44,11 +44,10 @@ QOR_FORCE_INLINE Vec<T> extremum(const ThreeRows<T>& r, const Op& op) {
   }
 }
 
-// One bit a pixel.
+// One bit a pixel; above tells which are.
 template <bool square, class T>
-Qor32u peaksOf(const ThreeRows<T>& r, T threshold) {
-  const Vec<T> v = load(r.at), above = isAbove(v, threshold);
-  if (signBits(as<Qor32f>(above)) == 0) return 0;
+[[gnu::noinline]] Qor32u peaksOf(const ThreeRows<T>& r, Vec<T> above) {
+  const Vec<T> v = load(r.at);
   const Vec<T> highest = extremum<square>(r, [](Vec<T> a, Vec<T> b) { return max(a, b); });
   const Vec<T> lowest = extremum<square>(r, [](Vec<T> a, Vec<T> b) { return min(a, b); });
   const Vec<T> peaks = select(v > zero<T>(), ties(v, highest), ties(v, lowest));
@@ -62,27 +61,39 @@ struct PeakList {
   int room, count;
 
   bool full() const { return count == room; }
-  void add(Qor32u bits, int x, int y) {
-    for (; bits != 0 && !full(); bits &= bits - 1) peaks[count++] = {x + __builtin_ctz(bits), y};
+  void add(Qor32u bits, ptrdiff_t x, int y) {
+    for (; bits != 0 && !full(); bits &= bits - 1) peaks[count++] = {static_cast<int>(x) + __builtin_ctz(bits), y};
   }
 };
 
 // Columns first to end - 1 of row y, which have neighbours on all sides.
 template <bool square, class T>
-void findInRow(const ThreeRows<T>& rows, int first, int end, int y, T threshold, PeakList& list) {
-  constexpr int lanes = Vec<T>::lanes;
-  int x = first;
-  for (; x <= end - lanes; x += lanes) {
-    const Qor32u bits = peaksOf<square>(rows.from(x), threshold);
-    if (bits != 0) list.add(bits, x, y);
+void findInRow(const ThreeRows<T>& rows, ptrdiff_t first, ptrdiff_t end, int y, T threshold, PeakList& list) {
+  constexpr int lanes = Vec<T>::lanes, vectors = 4;
+  const auto aboveAt = [=](const T* p) { return isAbove(load(p), threshold); };
+  const auto some = [](Vec<T> above) { return signBits(as<Qor32f>(above)) != 0; };
+  ptrdiff_t x = first;
+  for (; x <= end - vectors * lanes; x += vectors * lanes) {
+    Vec<T> above[vectors];
+    for (int i = 0; i < vectors; ++i) above[i] = aboveAt(rows.at + x + i * lanes);
+    if (!some((above[0] | above[1]) | (above[2] | above[3]))) continue;
+    for (int i = 0; i < vectors; ++i) {
+      const ptrdiff_t at = x + i * lanes;
+      if (some(above[i])) list.add(peaksOf<square>(rows.from(at), above[i]), at, y);
+    }
   }
-  if (x >= end) return;
-  T copy[3][lanes + 2] = {};
-  const T* const sources[3] = {rows.above, rows.at, rows.below};
-  for (int i = 0; i < 3; ++i)
-    __builtin_memcpy(copy[i], sources[i] + x - 1, static_cast<size_t>(end - x + 2) * sizeof(T));
-  const Qor32u bits = peaksOf<square>(ThreeRows<T>{copy[0] + 1, copy[1] + 1, copy[2] + 1}, threshold);
-  list.add(bits & ((Qor32u{1} << (end - x)) - 1), x, y);
+  // The last pixels in copies, in front of zeros.
+  for (; x < end; x += lanes) {
+    const ptrdiff_t left = end - x < lanes ? end - x : lanes;
+    T copy[3][lanes + 2] = {};
+    const T* const sources[3] = {rows.above, rows.at, rows.below};
+    for (int i = 0; i < 3; ++i) {
+      __builtin_memcpy(copy[i], sources[i] + x - 1, static_cast<size_t>(left + 2) * sizeof(T));
+    }
+    const Vec<T> above = aboveAt(copy[1] + 1);
+    const Qor32u bits = peaksOf<square>(ThreeRows<T>{copy[0] + 1, copy[1] + 1, copy[2] + 1}, above);
+    list.add(bits & ((Qor32u{1} << left) - 1), x, y);
+  }
 }
 
 template <bool square, class T>
