@@ -125,16 +125,14 @@ constexpr int mostWindow = 5;
 template <class C>
 struct ThreadRows {
   C *dx, *dy;
-  Qor32f *products[3], *sums[mostWindow][3];
+  Qor32f *products[3], *sums[mostWindow];  // three rows of sums one behind the other
 };
 template <class C>
 ThreadRows<C> layThread(ScratchParts& parts, int width, int window) {
   const ptrdiff_t n = paddedWidth(width);
   ThreadRows<C> rows{parts.take<C>(n, wideVectorBytes), parts.take<C>(n, wideVectorBytes), {}, {}};
   for (Qor32f*& product : rows.products) product = parts.take<Qor32f>(n, wideVectorBytes);
-  for (int i = 0; i < window; ++i) {
-    for (Qor32f*& sums : rows.sums[i]) sums = parts.take<Qor32f>(n, wideVectorBytes);
-  }
+  for (int i = 0; i < window; ++i) rows.sums[i] = parts.take<Qor32f>(3 * n, wideVectorBytes);
   return rows;
 }
 
@@ -184,36 +182,41 @@ int reported(QoriSize size, int aperture, int window) {
 template <int window>
 using Mean = Lowpass<window>;
 
+template <class C>
+void storeProducts(const C* dx, const C* dy, Qor32f* xx, Qor32f* xy, Qor32f* yy, ptrdiff_t n) {
+  for (ptrdiff_t i = 0; i < n; i += V32f::lanes) {
+    const V32f x = loadAs<Qor32f>(dx + i), y = loadAs<Qor32f>(dy + i);
+    store(xx + i, x * x), store(xy + i, x * y), store(yy + i, y * y);
+  }
+}
+
 // The sums along a row, of the three products.
 template <int window, class C>
 void sumAlong(const Derivatives<std::conditional_t<std::is_same_v<C, Qor16s>, Qor8u, Qor32f>>& derivatives, int y,
               const ThreadRows<C>& rows, const BesideRow<Qor32f>& beside, int width) {
   derivatives.row(derivatives.rows, y, rows.dx, rows.dy);
   const ptrdiff_t n = paddedWidth(width);
-  for (ptrdiff_t x = 0; x < n; x += V32f::lanes) {
-    const V32f dx = loadAs<Qor32f>(rows.dx + x), dy = loadAs<Qor32f>(rows.dy + x);
-    store(rows.products[0] + x, dx * dx);
-    store(rows.products[1] + x, dx * dy);
-    store(rows.products[2] + x, dy * dy);
-  }
+  storeProducts(rows.dx, rows.dy, rows.products[0], rows.products[1], rows.products[2], n);
   for (int i = 0; i < 3; ++i) {
-    Loops<Mean<window>, Qor32f, 1>::along(rows.products[i], beside, rows.sums[y % window][i], n, width);
+    Loops<Mean<window>, Qor32f, 1>::along(rows.products[i], beside, rows.sums[y % window] + i * n, n, width);
   }
 }
 
-// A row of the destination, from the sums of the rows around it.
+// A row of the destination, from the sums of the rows around it. Those of a product are a plane apart.
 template <int window, class Result>
-void storeMeans(const Qor32f* const (&sums)[3][window], Qor32f* dst, ptrdiff_t width, const EigenScale& scale) {
+void storeMeans(const Qor32f* const* sums, ptrdiff_t plane, Qor32f* dst, ptrdiff_t width, const EigenScale& given) {
   constexpr int block = V32f::lanes;
-  const auto storeBlock = [&](Qor32f* to, ptrdiff_t x) {
-    V32f means[3];
-    for (int i = 0; i < 3; ++i) {
+  const EigenScale scale = given;
+  const Qor32f* row[window];
+  for (int j = 0; j < window; ++j) row[j] = alone(sums[j]);
+  const auto storeBlock = [=](Qor32f* to, ptrdiff_t x) {
+    const auto mean = [=](ptrdiff_t i) {
       V32f rows[1][window], sum[1];
-      for (int j = 0; j < window; ++j) rows[0][j] = load(sums[i][j] + x);
+      for (int j = 0; j < window; ++j) rows[0][j] = load(row[j] + i);
       Mean<window>::template columns<1>(rows, sum);
-      means[i] = sum[0] * splat(meanFactor<window>);
-    }
-    Result::store(to, means[0], means[2], means[1], scale);
+      return sum[0] * splat(meanFactor<window>);
+    };
+    Result::store(to, mean(x), mean(x + 2 * plane), mean(x + plane), scale);
   };
   if (width < block) {
     Qor32f few[block * Result::samples];
@@ -221,7 +224,7 @@ void storeMeans(const Qor32f* const (&sums)[3][window], Qor32f* dst, ptrdiff_t w
     __builtin_memcpy(dst, few, static_cast<size_t>(width) * Result::samples * sizeof(Qor32f));
     return;
   }
-  forBlocks<block>(width, [&](ptrdiff_t x) { storeBlock(dst + x * Result::samples, x); });
+  forBlocks<block>(width, [=](ptrdiff_t x) { storeBlock(dst + x * Result::samples, x); });
 }
 
 template <class S>
@@ -247,11 +250,9 @@ void measureBand(const EigenCall<S>& call, const Derivatives<S>& derivatives, co
   }
   for (int y = band.first; y < band.first + band.rows; ++y) {
     if (y + reach <= last || y == band.first) sumAlong<window>(derivatives, inside(y + reach), rows, beside, width);
-    const Qor32f* sums[3][window];
-    for (int j = 0; j < window; ++j) {
-      for (int i = 0; i < 3; ++i) sums[i][j] = rows.sums[inside(y + j - reach) % window][i];
-    }
-    storeMeans<window, Result>(sums, call.dst.row(y), width, scale);
+    const Qor32f* sums[window];
+    for (int j = 0; j < window; ++j) sums[j] = rows.sums[inside(y + j - reach) % window];
+    storeMeans<window, Result>(sums, paddedWidth(width), call.dst.row(y), width, scale);
   }
 }
 

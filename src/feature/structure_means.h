@@ -26,13 +26,13 @@ struct WindowReach {
 // Sums of these windows are formed anew at every pixel of a row; those of wider ones slide.
 constexpr int widestDirect = 5;
 
-// Columns of a strip; sliding sums of a row go no further.
+// Columns of a strip: so many that those which two strips derive both are few.
 constexpr int64_t stripColumns(int width, int window) {
-  const int64_t sliding = 8 * int64_t{window} < 96 ? 96 : 8 * int64_t{window};
-  const int64_t columns = window <= widestDirect ? 512 : sliding;
+  const int64_t columns = 4 * int64_t{window} < 512 ? 512 : 4 * int64_t{window};
   return columns < width ? columns : width;
 }
-// Rows after which the sums of the columns start afresh.
+// Columns after which sliding sums of a row start afresh, and rows after which those of the columns do.
+constexpr int64_t restartColumns(int window) { return 8 * int64_t{window} < 96 ? 96 : 8 * int64_t{window}; }
 constexpr int64_t restartRows(int window) { return 4 * int64_t{window} + 32; }
 
 template <class S>
@@ -118,14 +118,75 @@ struct ComponentRow {
   const C *dx, *dy;
 };
 
-template <class C>
+// Their products, or how those of one row differ from those of another.
 struct Products {
   V32f xx, yy, xy;
-  Products(const ComponentRow<C>& r, ptrdiff_t i) {
-    const V32f x = loadAs<Qor32f>(r.dx + i), y = loadAs<Qor32f>(r.dy + i);
-    xx = x * x, yy = y * y, xy = x * y;
+};
+
+template <class C>
+QOR_FORCE_INLINE Products productsAt(const ComponentRow<C>& r, ptrdiff_t i) {
+  const V32f x = loadAs<Qor32f>(r.dx + i), y = loadAs<Qor32f>(r.dy + i);
+  return {x * x, y * y, x * y};
+}
+
+// Three rows of sums, one for each product.
+struct SumRows {
+  Qor32f *xx, *yy, *xy;
+
+  SumRows from(ptrdiff_t i) const { return {xx + i, yy + i, xy + i}; }
+  QOR_FORCE_INLINE void put(ptrdiff_t i, const Products& p) const {
+    store(xx + i, p.xx), store(yy + i, p.yy), store(xy + i, p.xy);
   }
 };
+
+// Rows are read and written in whole vectors, and so go on behind their last sample. What a loop works with is its own:
+// of what others might know too, every store would make the compiler read it anew.
+template <class C>
+void addRow(const SumRows sums, const ComponentRow<C> in, ptrdiff_t n, bool isFirst) {
+  if (isFirst) {
+    for (ptrdiff_t i = 0; i < n; i += V32f::lanes) sums.put(i, productsAt(in, i));
+    return;
+  }
+  for (ptrdiff_t i = 0; i < n; i += V32f::lanes) {
+    const Products p = productsAt(in, i);
+    sums.put(i, {load(sums.xx + i) + p.xx, load(sums.yy + i) + p.yy, load(sums.xy + i) + p.xy});
+  }
+}
+
+inline void slideRow(const SumRows sums, const ComponentRow<Qor32f> out, const ComponentRow<Qor32f> in, ptrdiff_t n) {
+  for (ptrdiff_t i = 0; i < n; i += V32f::lanes) {
+    const Products p = productsAt(out, i), q = productsAt(in, i);
+    sums.put(i, {load(sums.xx + i) - p.xx + q.xx, load(sums.yy + i) - p.yy + q.yy, load(sums.xy + i) - p.xy + q.xy});
+  }
+}
+
+// Of components in 16 bits, at most 12240 in size, the difference of two products is exact before it is rounded.
+inline void slideRow(const SumRows sums, const ComponentRow<Qor16s> out, const ComponentRow<Qor16s> in, ptrdiff_t n) {
+  for (ptrdiff_t i = 0; i < n; i += V16s::lanes) {
+    const V16s none = zero<Qor16s>(), xOut = load(out.dx + i), yOut = load(out.dy + i);
+    const V16s xIn = load(in.dx + i), yIn = load(in.dy + i);
+    const Split<Qor16s> x = splitZip(xIn, xOut), y = splitZip(yIn, yOut);
+    const Split<Qor16s> xLess = splitZip(xIn, none - xOut), yLess = splitZip(yIn, none - yOut);
+    const auto change = [](const Split<Qor16s>& a, const Split<Qor16s>& b) {
+      return inOrder(Split<Qor32s>{multiplyAdd(a.a, b.a), multiplyAdd(a.b, b.b)});
+    };
+    const Block<Qor32s, 2> xx = change(x, xLess), yy = change(y, yLess), xy = change(x, yLess);
+    for (int k = 0; k < 2; ++k) {
+      const ptrdiff_t at = i + k * V32f::lanes;
+      sums.put(at, {load(sums.xx + at) + toFloat(xx.v[k]), load(sums.yy + at) + toFloat(yy.v[k]),
+                    load(sums.xy + at) + toFloat(xy.v[k])});
+    }
+  }
+}
+
+template <int window>
+void sumDirectly(const Qor32f* sums, Qor32f* means, ptrdiff_t n, Qor32f scale) {
+  for (ptrdiff_t x = 0; x < n; x += V32f::lanes) {
+    V32f sum = load(sums + x);
+    for (int i = 1; i < window; ++i) sum = sum + load(sums + x + i);
+    store(means + x, sum * splat(scale));
+  }
+}
 
 // One strip: columns first to first + count - 1 of the region.
 template <class Kernel, class S>
@@ -147,17 +208,11 @@ class StructureStrip {
         count_(count) {}
 
   // Means of row y, one call for every row from 0 on. Those of one pixel are its products.
-  void row(int y, Qor32f* const (&means)[3]) {
-    if (window_ == 1) {
-      const ComponentRow<C> own = components(y);
-      return forVectors(count_, [&](ptrdiff_t x) { put(means, x, Products<C>(own, x)); });
-    }
-    Qor32f* const sums[3] = {sumsOf(0), sumsOf(1), sumsOf(2)};
+  void row(int y, const SumRows& means) {
+    if (window_ == 1) return addRow(means, components(y), count_, true);
+    const SumRows sums{rows_.sums + 1, rows_.sums + 1 + rows_.sumStride, rows_.sums + 1 + 2 * rows_.sumStride};
     slideDown(y, sums);
-    for (int i = 0; i < 3; ++i) {
-      fillBeside(sums[i]);
-      alongRow(sums[i], means[i]);
-    }
+    alongRow(sums.xx, means.xx), alongRow(sums.yy, means.yy), alongRow(sums.xy, means.xy);
   }
 
  private:
@@ -182,16 +237,6 @@ class StructureStrip {
     }
   };
 
-  template <class Work>
-  static void forVectors(ptrdiff_t n, const Work& work) {
-    for (ptrdiff_t x = 0; x < n; x += V32f::lanes) work(x);
-  }
-  static void put(Qor32f* const (&to)[3], ptrdiff_t x, const Products<C>& p) {
-    store(to[0] + x, p.xx), store(to[1] + x, p.yy), store(to[2] + x, p.xy);
-  }
-
-  Qor32f* sumsOf(int i) const { return rows_.sums + i * rows_.sumStride + 1; }
-
   // Products of row y, outside: those of the edge's row, or none.
   ComponentRow<C> components(ptrdiff_t y) {
     const bool isAbove = y < 0 && sides_.rows.low != Edge::memory, isBelow = y > last_;
@@ -211,30 +256,15 @@ class StructureStrip {
     return {dx, dx + rows_.componentStride};
   }
 
-  // The sums of the columns of row y's windows. Behind the columns vectors go on into what is not read.
-  void slideDown(ptrdiff_t y, Qor32f* const (&sums)[3]) {
-    Qor32f *const xx = sums[0] + columns_.left, *const yy = sums[1] + columns_.left,
-                  *const xy = sums[2] + columns_.left;
-    const ptrdiff_t n = columns_.span;
+  // The sums of the columns of row y's windows.
+  void slideDown(ptrdiff_t y, const SumRows& sums) {
+    const SumRows inner = sums.from(columns_.left);
+    const ptrdiff_t n = columns_.span, first = y - reach_.before, last = y + reach_.after;
     if (y % restartRows(window_) != 0) {
-      const ComponentRow<C> out = components(y - 1 - reach_.before), in = components(y + reach_.after);
-      return forVectors(n, [&](ptrdiff_t i) {
-        const Products<C> leaving(out, i), entering(in, i);
-        store(xx + i, load(xx + i) - leaving.xx + entering.xx);
-        store(yy + i, load(yy + i) - leaving.yy + entering.yy);
-        store(xy + i, load(xy + i) - leaving.xy + entering.xy);
-      });
+      const ComponentRow<C> out = components(first - 1), in = components(last);
+      return slideRow(inner, out, in, n);
     }
-    for (ptrdiff_t j = y - reach_.before; j <= y + reach_.after; ++j) {
-      const ComponentRow<C> in = components(j);
-      const bool begins = j == y - reach_.before;
-      forVectors(n, [&](ptrdiff_t i) {
-        const Products<C> entering(in, i);
-        store(xx + i, begins ? entering.xx : load(xx + i) + entering.xx);
-        store(yy + i, begins ? entering.yy : load(yy + i) + entering.yy);
-        store(xy + i, begins ? entering.xy : load(xy + i) + entering.xy);
-      });
-    }
+    for (ptrdiff_t j = first; j <= last; ++j) addRow(inner, components(j), n, j == first);
   }
 
   // Columns outside have the sum of the edge's column, or 0.
@@ -248,14 +278,26 @@ class StructureStrip {
     for (ptrdiff_t i = 0; i < columns_.right; ++i) inner[columns_.span + i] = ofRight;
   }
 
-  void alongRow(const Qor32f* sums, Qor32f* means) const {
+  void alongRow(Qor32f* sums, Qor32f* means) const {
+    fillBeside(sums);
     const Qor32f scale = 1.0F / static_cast<Qor32f>(int64_t{window_} * window_);
-    if (window_ > widestDirect) return Window{window_, scale}.row(sums, means, count_);
-    forVectors(count_, [&](ptrdiff_t x) {
-      V32f sum = load(sums + x);
-      for (int i = 1; i < window_; ++i) sum = sum + load(sums + x + i);
-      store(means + x, sum * splat(scale));
-    });
+    switch (window_) {
+      case 2:
+        return sumDirectly<2>(sums, means, count_, scale);
+      case 3:
+        return sumDirectly<3>(sums, means, count_, scale);
+      case 4:
+        return sumDirectly<4>(sums, means, count_, scale);
+      case widestDirect:
+        return sumDirectly<widestDirect>(sums, means, count_, scale);
+      default:
+        break;
+    }
+    const Window window{window_, scale};
+    for (int64_t x = 0; x < count_; x += restartColumns(window_)) {
+      const int64_t left = count_ - x, n = left < restartColumns(window_) ? left : restartColumns(window_);
+      window.row(sums + x, means + x, static_cast<int>(n), x == 0);
+    }
   }
 
   const StructureRows<S>& rows_;
@@ -282,7 +324,7 @@ QorStatus forStructureBy(const StructureCall<S>& call, const Finish& finish) {
   const auto rows = StructureRows<S>::lay(parts, call.size, call.window, Kernel::radius);
   for (ptrdiff_t i = 0; i < rows.componentStride; ++i) rows.zeros[i] = 0;
   const Sides sides = structureBorders.sides(call.border, call.size);
-  Qor32f* const means[3] = {rows.means, rows.means + rows.meanStride, rows.means + 2 * rows.meanStride};
+  const SumRows means{rows.means, rows.means + rows.meanStride, rows.means + 2 * rows.meanStride};
   const int64_t columns = stripColumns(call.size.width, call.window);
   for (int64_t x = 0; x < call.size.width; x += columns) {
     const int64_t left = call.size.width - x;
@@ -290,7 +332,7 @@ QorStatus forStructureBy(const StructureCall<S>& call, const Finish& finish) {
     StructureStrip<Kernel, S> strip(call, sides, rows, static_cast<int>(x), count);
     for (int y = 0; y < call.size.height; ++y) {
       strip.row(y, means);
-      finish(y, static_cast<ptrdiff_t>(x), ptrdiff_t{count}, means[0], means[1], means[2]);
+      finish(y, static_cast<ptrdiff_t>(x), ptrdiff_t{count}, means.xx, means.yy, means.xy);
     }
   }
   return qorStsNoErr;
