@@ -44,14 +44,21 @@ QOR_FORCE_INLINE Vec<T> extremum(const ThreeRows<T>& r, const Op& op) {
   }
 }
 
-// One bit a pixel; above tells which are.
+// One bit a pixel; above tells which are. Where a response is large it has mostly one sign.
 template <bool square, class T>
-[[gnu::noinline]] Qor32u peaksOf(const ThreeRows<T>& r, Vec<T> above) {
-  const Vec<T> v = load(r.at);
-  const Vec<T> highest = extremum<square>(r, [](Vec<T> a, Vec<T> b) { return max(a, b); });
-  const Vec<T> lowest = extremum<square>(r, [](Vec<T> a, Vec<T> b) { return min(a, b); });
-  const Vec<T> peaks = select(v > zero<T>(), ties(v, highest), ties(v, lowest));
-  return signBits(as<Qor32f>(peaks & above));
+[[gnu::noinline]] Qor32u peaksOf(const ThreeRows<T>& rows, Vec<T> above) {
+  const ThreeRows<T> r = rows;
+  const Vec<T> v = load(r.at), positive = above & (v > zero<T>()), others = above ^ positive;
+  Qor32u peaks = 0;
+  if (signBits(as<Qor32f>(positive)) != 0) {
+    const Vec<T> highest = extremum<square>(r, [](Vec<T> a, Vec<T> b) { return max(a, b); });
+    peaks = signBits(as<Qor32f>(positive & ties(v, highest)));
+  }
+  if (signBits(as<Qor32f>(others)) != 0) {
+    const Vec<T> lowest = extremum<square>(r, [](Vec<T> a, Vec<T> b) { return min(a, b); });
+    peaks |= signBits(as<Qor32f>(others & ties(v, lowest)));
+  }
+  return peaks;
 }
 
 // ---- rows
@@ -66,21 +73,33 @@ struct PeakList {
   }
 };
 
+template <class T>
+QOR_FORCE_INLINE bool some(Vec<T> above) {
+  return signBits(as<Qor32f>(above)) != 0;
+}
+
+// Blocks that are looked at together, as long as none of their pixels is above the threshold.
+constexpr int blocksAtOnce = 4;
+
+template <bool square, class T>
+[[gnu::noinline]] void findInBlocks(const ThreeRows<T>& rows, ptrdiff_t x, int y, T threshold, PeakList& list) {
+  for (int i = 0; i < blocksAtOnce; ++i, x += Vec<T>::lanes) {
+    const Vec<T> above = isAbove(load(rows.at + x), threshold);
+    if (some<T>(above)) list.add(peaksOf<square>(rows.from(x), above), x, y);
+  }
+}
+
 // Columns first to end - 1 of row y, which have neighbours on all sides.
 template <bool square, class T>
 void findInRow(const ThreeRows<T>& rows, ptrdiff_t first, ptrdiff_t end, int y, T threshold, PeakList& list) {
-  constexpr int lanes = Vec<T>::lanes, vectors = 4;
-  const auto aboveAt = [=](const T* p) { return isAbove(load(p), threshold); };
-  const auto some = [](Vec<T> above) { return signBits(as<Qor32f>(above)) != 0; };
+  constexpr int lanes = Vec<T>::lanes;
+  const T* const at = rows.at;
+  const auto aboveAt = [=](ptrdiff_t x, int i) { return isAbove(load(at + x + i * lanes), threshold); };
   ptrdiff_t x = first;
-  for (; x <= end - vectors * lanes; x += vectors * lanes) {
-    Vec<T> above[vectors];
-    for (int i = 0; i < vectors; ++i) above[i] = aboveAt(rows.at + x + i * lanes);
-    if (!some((above[0] | above[1]) | (above[2] | above[3]))) continue;
-    for (int i = 0; i < vectors; ++i) {
-      const ptrdiff_t at = x + i * lanes;
-      if (some(above[i])) list.add(peaksOf<square>(rows.from(at), above[i]), at, y);
-    }
+  for (; x <= end - blocksAtOnce * lanes; x += blocksAtOnce * lanes) {
+    Vec<T> above = aboveAt(x, 0);
+    for (int i = 1; i < blocksAtOnce; ++i) above = above | aboveAt(x, i);
+    if (some<T>(above)) findInBlocks<square>(rows, x, y, threshold, list);
   }
   // The last pixels in copies, in front of zeros.
   for (; x < end; x += lanes) {
@@ -90,7 +109,7 @@ void findInRow(const ThreeRows<T>& rows, ptrdiff_t first, ptrdiff_t end, int y, 
     for (int i = 0; i < 3; ++i) {
       __builtin_memcpy(copy[i], sources[i] + x - 1, static_cast<size_t>(left + 2) * sizeof(T));
     }
-    const Vec<T> above = aboveAt(copy[1] + 1);
+    const Vec<T> above = isAbove(load(copy[1] + 1), threshold);
     const Qor32u bits = peaksOf<square>(ThreeRows<T>{copy[0] + 1, copy[1] + 1, copy[2] + 1}, above);
     list.add(bits & ((Qor32u{1} << left) - 1), x, y);
   }
