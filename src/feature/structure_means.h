@@ -53,7 +53,7 @@ struct StructureRows {
     StructureRows r{};
     r.ring = kept < existing ? kept : existing;
     r.componentStride = roundUpTo(span, wideVectorBytes / int64_t{sizeof(C)});
-    r.sumStride = window == 1 ? 0 : roundUpTo(1 + span + floats, floats);
+    r.sumStride = window == 1 ? 0 : roundUpTo(1 + span + wideVectorBytes / int64_t{sizeof(Qor16s)}, floats);
     r.meanStride = roundUpTo(strip, floats);
     r.constants = parts.take<S>(span + 2 * radius);
     r.components = parts.take<C>(2 * r.ring * r.componentStride);
