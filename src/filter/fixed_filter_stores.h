@@ -38,13 +38,17 @@ void storeRow(const M* sums, D* dst, ptrdiff_t width, const Store& store) {
   }
 }
 
-// 32f: the sum of K * K samples times the 32-bit float nearest to 0.11111111 or 0.04.
+// A mean of K * K floats is their sum times the 32-bit float nearest to 0.11111111 or 0.04.
+template <int K>
+constexpr Qor32f meanFactor = K == 3 ? 0.11111111F : 0.04F;
+
+// 32f: means.
 template <int K>
 struct StoreMean {
   void operator()(Qor32f* dst, V32f lo, V32f hi) const { StorePlain()(dst, scaled(lo), scaled(hi)); }
 
  private:
-  static V32f scaled(V32f sum) { return sum * splat(K == 3 ? 0.11111111F : 0.04F); }
+  static V32f scaled(V32f sum) { return sum * splat(meanFactor<K>); }
 };
 
 // 8u: ((sum + 5) * 7280) >> 16 of 9 samples, (sum * 2621) >> 16 of 25.

@@ -53,12 +53,6 @@ void expectReported(Call& c, const Filter& filter) {
   EXPECT_TRUE(bytes >= 3 * c.size().width && bytes < 1 << 28) << bytes << "\n  case: " << currentCase();
 }
 
-// At least so many rows a thread, twice that for a team at all.
-int teamOf(QoriSize size, int rows, int threads, int cores) {
-  if (threads < 2 || cores < 2 || size.width < 256 || size.height < 5 * threads || size.height < 2 * rows) return 0;
-  return std::min({threads, cores, size.height / rows});
-}
-
 // Powers of two, and all signs and sizes.
 const std::vector<double> divisors{1, 2,  4,  8,   16,   64,  256,     1 << 20, 1 << 30, 3,  5, 6,
                                    7, 10, 12, 100, 1000, 128, INT_MAX, INT_MIN, -1,      -2, -8};
@@ -88,7 +82,8 @@ void add(Descriptions& d, const char* name, Operation* operation, const char* qu
             if (role == 's') s.margin = marginOf(fixedSides(a.number('b')), maskOf(a) / 22);
           },
       .expect = [&filter](Call& c) { expectFiltered<S, D>(c, filter); },
-      .teamOf = [rows](const Arguments& a, int threads, int cores) { return teamOf(a.size(), rows, threads, cores); },
+      .teamOf = [rows](const Arguments& a, int threads,
+                       int cores) { return fixedTeam(a.size(), rows, threads, cores); },
       .teamSizes = {{256, 2 * rows}, {255, 2 * rows}, {256, 2 * rows - 1}, {256, 260}, {256, 259}, {256, 5 * rows}},
       .sweep = sizes(2 * rows + 2, filter.isLaplacian || &filter == &filters::SobelVertSecond)};
   if constexpr (std::is_invocable_v<Query*, QoriSize, int*>) t.scratch = reported(query);

@@ -134,4 +134,10 @@ class FilterSums {
   S constant_;
 };
 
+// At least so many rows a thread, twice that for a team at all.
+inline int fixedTeam(QoriSize size, int rows, int threads, int cores) {
+  if (threads < 2 || cores < 2 || size.width < 256 || size.height < 5 * threads || size.height < 2 * rows) return 0;
+  return std::min({threads, cores, size.height / rows});
+}
+
 }  // namespace qortest
