@@ -1,6 +1,6 @@
 /**
  * @file feature.h
- * Features: FastN corners, Hough lines.
+ * Features of images: edges, corner measures, FastN corners, Hough lines, peaks.
  */
 #ifndef QORCV_FEATURE_H
 #define QORCV_FEATURE_H

@@ -98,23 +98,32 @@ struct Corners {
   V8u kinds, scores;  // 0 for those that are none
 };
 
-// Whether a block holds any.
+// Finds the corners of a block that may hold some, bright or dark ones.
 template <class Circle>
-QOR_FORCE_INLINE bool findCorners(const Qor8u* centre, const Circle& circle, V8u threshold, Corners* corners) {
+[[gnu::noinline]] bool judge(const Qor8u* centre, const Circle& circle, V8u threshold, bool isBright, bool isDark,
+                             Corners* corners) {
   const V8u c = load(centre);
-  const auto quarter = [&](int i) { return circle.at(centre, i * circle.pixels / 4); };
-  const V8u below = quarter(0), left = quarter(1), above = quarter(2), right = quarter(3);
-  V8u bright = Brighter::excess(min(max(below, above), max(left, right)), c, threshold);
-  V8u dark = Darker::excess(max(min(below, above), min(left, right)), c, threshold);
-  if (allZero(bright | dark)) return false;
-  if (!allZero(bright)) bright = Brighter::excess(strongestArc<Brighter>(centre, circle), c, threshold);
-  if (!allZero(dark)) dark = Darker::excess(strongestArc<Darker>(centre, circle), c, threshold);
+  V8u bright = zero<Qor8u>(), dark = bright;
+  if (isBright) bright = Brighter::excess(strongestArc<Brighter>(centre, circle), c, threshold);
+  if (isDark) dark = Darker::excess(strongestArc<Darker>(centre, circle), c, threshold);
   // No pixel is both: two arcs of more than half the circle would meet.
   const V8u excess = bright | dark, none = excess == zero<Qor8u>();
   corners->bits = ~signBits(none) & allSignBits<V8u>;
   corners->kinds = andNot(none, select(dark == zero<Qor8u>(), splat(Brighter::kind), splat(Darker::kind)));
   corners->scores = andNot(none, excess + threshold);
   return corners->bits != 0;
+}
+
+// Whether a block holds any.
+template <class Circle>
+QOR_FORCE_INLINE bool findCorners(const Qor8u* centre, const Circle& circle, V8u threshold, Corners* corners) {
+  const V8u c = load(centre);
+  const auto quarter = [&](int i) { return circle.at(centre, i * circle.pixels / 4); };
+  const V8u below = quarter(0), left = quarter(1), above = quarter(2), right = quarter(3);
+  const V8u bright = Brighter::excess(min(max(below, above), max(left, right)), c, threshold);
+  const V8u dark = Darker::excess(max(min(below, above), min(left, right)), c, threshold);
+  if (allZero(bright | dark)) return false;
+  return judge(centre, circle, threshold, !allZero(bright), !allZero(dark), corners);
 }
 
 // ---- orientation
