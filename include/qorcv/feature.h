@@ -108,6 +108,88 @@ QorStatus qoriFastN2DToVec_8u(const Qor8u* pSrcCorner, int srcCornerStep, const 
                               const QoriFastNSpec* pSpec);
 /** @} */
 
+/**
+ * @defgroup hough Hough lines
+ *
+ * Straight lines through the pixels of an image that are not 0, its points, mostly edges (R. O. Duda and P. E. Hart,
+ * Use of the Hough transformation to detect lines and curves in pictures, 1972). A line is the set of the points with
+ * x * cos(theta) + y * sin(theta) = rho. Every point votes for one rho at every theta. With delta.x the step of rho in
+ * pixels and delta.y that of theta in radians, of a region of W by H pixels:
+ *
+ *     theta(j) = 0 + delta.y + delta.y ..., a 32-bit sum, for j = 0 to N,   N = truncate(3.14159f / delta.y), in 64f
+ *     R        = truncate((2 * (W + H) + 1) / delta.x), in 32f: cells of rho
+ *     M        = (R - 1) >> 1, the cell of rho 0; 0 for R below 1
+ *
+ * The standard forms list the lines that get more than threshold votes and are peaks: above the cells before, at least
+ * the cells behind, in rho as in theta; outside the axes cells count 0. Of equal neighbours so the one with the lower
+ * rho and theta is listed. The list has the most votes first, equals in the order of theta, then rho; at most
+ * maxLineCount lines, the strongest. *pLineCount receives how many there are, and of pLine only these are written:
+ *
+ *     cell     = ((y * sinTab(j) + x * cosTab(j) + 512) >> 10) + M, in 32-bit integers; off the axis it is dropped
+ *     sinTab(j) = truncate(sin(theta(j)) * 1024 * (1 / delta.x)), the quotient in 32f, the rest in 64f; cosTab likewise
+ *     line     = {(cell - M) * delta.x, j * delta.y}, in 32f
+ *
+ * The Region form votes and lists only where dstRoi[0].y <= j * delta.y <= dstRoi[1].y and where the cell lies between
+ * truncate(dstRoi[0].x / delta.x + M) and truncate(dstRoi[1].x / delta.x + M), in 32f; other cells count 0. The thetas
+ * of dstRoi are brought into 0 to 3.14159f, there too. dstRoi[0] holds the lower bounds {rho, theta}, dstRoi[1] the
+ * upper.
+ *
+ * The probabilistic form (J. Matas, C. Galambos and J. Kittler, Robust detection of lines using the progressive
+ * probabilistic Hough transform, 2000) lists segments by their end points, x0, y0, x1, y1, four Qor32s a line. It draws
+ * points at random, but from the same start on every call, and lets one after the other vote:
+ *
+ *     cell = truncate(c(j) * x + s(j) * y) + M, in 32f,   c(j) = cos(theta(j)) / delta.x, s(j) alike, 64f rounded to
+ * 32f
+ *
+ * A cell off the axis is dropped. When the fullest cell of the point, the first such, has threshold votes or more, the
+ * line is followed through the image from the point, first towards (-sin, cos) of its theta, then the other way, a
+ * pixel a step in x or y and the other coordinate in 1/65536 of a pixel, until the image ends or more than lineGap
+ * pixels in a row are no points. The last points before that are the ends. All points on the way are taken out of the
+ * image, and if the ends are lineLength apart or more in x or in y, their votes are taken back and the segment is
+ * listed, the end of the first way first. *pLineCount is the number of segments listed; a null pointer there is not
+ * checked. One good segment more than maxLineCount, which may be 0, ends the search with the warning
+ * qorStsListFullWarn.
+ *
+ * @b Record: qoriHoughProbLineInit_8u32f_C1R() fills memory of the caller's, at any address: delta.x, delta.y and hint,
+ * which is not used, then the pairs c(j), s(j). It serves images of any size and may be copied.
+ *
+ * @b Region: only the region of the source is read. srcStep may be below W: rows may overlap. @b In @b place: no.
+ * @b Scratch: at any address. Sizes are reported in wrapping 32-bit arithmetic:
+ *
+ *     standard:       H * (4 * W + 64) + 16 * maxLineCount + 8 * N + 16 * R + 296
+ *     probabilistic:  record 8 * N + 24,   scratch 9 * W * H + 4 * R * (N + 1)
+ *
+ * @b Threads: none. A probabilistic record is only read by the operation, so any number of calls may share it.
+ *
+ * @b Statuses, in the order of the checks. The size queries: qorStsNullPtrErr; qorStsSizeErr for a width or height
+ * below 1; qorStsBadArgErr for a delta.x or delta.y that is not above 0; the standard one then gives the warning
+ * qorStsOverflow when the size is beyond 2^31 - 1 and what it reports has wrapped.
+ * qoriHoughLine_8u32f_C1R(), qoriHoughLine_Region_8u32f_C1R(): qorStsNullPtrErr; qorStsStepErr for srcStep below 1;
+ * qorStsSizeErr for a width, height or maxLineCount below 1; qorStsBadArgErr for a delta.x not above 0 or above W + H,
+ * a delta.y not above 0 or above 3.14159f, a threshold below 1; in the Region form qorStsRangeErr, with *pLineCount set
+ * to 0, for a lower bound above the upper; qorStsSizeErr when the reported size has wrapped and has no room.
+ * qoriHoughProbLineInit_8u32f_C1R(): qorStsSizeErr; qorStsBadArgErr for delta; qorStsNullPtrErr; qorStsSizeErr for a
+ * record beyond 2^31 - 1 bytes. qoriHoughProbLine_8u32f_C1R(): qorStsNullPtrErr, but for pLineCount; qorStsSizeErr for
+ * a width or height below 1; qorStsBadArgErr for a threshold below 1, a lineLength or lineGap below 0; qorStsSizeErr
+ * for scratch beyond 2^31 - 1 bytes.
+ * @{
+ */
+typedef struct QoriHoughProbSpec QoriHoughProbSpec; /**< directions of the probabilistic form */
+
+QorStatus qoriHoughLineGetSize_8u_C1R(QoriSize roiSize, QoriPoint_32f delta, int maxLineCount, int* pBufSize);
+QorStatus qoriHoughLine_8u32f_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, QoriPoint_32f delta, int threshold,
+                                  QoriPoint_32f* pLine, int maxLineCount, int* pLineCount, Qor8u* pBuffer);
+QorStatus qoriHoughLine_Region_8u32f_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, QoriPoint_32f* pLine,
+                                         QoriPoint_32f* dstRoi, int maxLineCount, int* pLineCount, QoriPoint_32f delta,
+                                         int threshold, Qor8u* pBuffer);
+QorStatus qoriHoughProbLineGetSize_8u_C1R(QoriSize roiSize, QoriPoint_32f delta, int* pSpecSize, int* pBufSize);
+QorStatus qoriHoughProbLineInit_8u32f_C1R(QoriSize roiSize, QoriPoint_32f delta, QorHintAlgorithm hint,
+                                          QoriHoughProbSpec* pSpec);
+QorStatus qoriHoughProbLine_8u32f_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, int threshold, int lineLength,
+                                      int lineGap, Qor32s* pLine, int maxLineCount, int* pLineCount, Qor8u* pBuffer,
+                                      const QoriHoughProbSpec* pSpec);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
