@@ -98,10 +98,10 @@ class LineSearch {
  private:
   static constexpr int bits = 10, one = 1 << bits, half = one / 2;
   static constexpr int strands = 8;
-  // Cells of 0 around a row: in front one for its left neighbour, and one far from it for votes that do not count;
-  // behind as many as a vector and its right neighbours reach.
-  static constexpr int before = 4, behind = 8, dropped = -before;
-  static_assert(V32s::lanes <= behind);
+  // Around a row: in front cells for votes that do not count, one for each lane so that they do not wait for each
+  // other, and a cell of 0 for the left neighbour; behind as many cells of 0 as a vector and its neighbours reach.
+  static constexpr int spare = 8, before = spare + 1, behind = 8;
+  static_assert(V32s::lanes <= spare && V32s::lanes <= behind);
 
   struct Parts {
     Peak* peaks;
@@ -127,7 +127,7 @@ class LineSearch {
     bool isEmpty() const { return low > high; }
     void clear() {
       if (!isEmpty()) memset(cells + low, 0, static_cast<size_t>(high - low + 1) * sizeof *cells);
-      cells[dropped] = 0;
+      memset(cells - before, 0, spare * sizeof *cells);
       low = 0, high = -1;
     }
   };
@@ -219,20 +219,21 @@ class LineSearch {
 
   template <bool limited>
   void addVotes(const Row& row, Qor32s cosine, Qor32s sine) const {
-    Qor32s* const cells = row.cells + axes_.middle;
+    const int middle = axes_.middle;
+    addVotes<limited>(row.cells + middle, cosine, sine, row.low - middle, row.high - middle, -before - middle);
+  }
+
+  // All with cell 0 for rho 0. A function of its own, so that the cells stay one address.
+  template <bool limited>
+  [[gnu::noinline]] void addVotes(Qor32s* cells, Qor32s cosine, Qor32s sine, int low, int high, int drop) const {
     const V16s table = as<Qor16s>(splat((cosine & 0xffff) | sine * 0x10000));
-    const int low = row.low - axes_.middle, high = row.high - axes_.middle, drop = dropped - axes_.middle;
-    const auto rhos = [&](const Qor32s* points) {
-      V32s rho = (multiplyAdd(as<Qor16s>(load(points)), table) + splat<Qor32s>(half)) >> bits;
-      if constexpr (limited) rho = select((splat(low) > rho) | (rho > splat(high)), splat(drop), rho);
-      return rho;
-    };
     const Qor32s* p = parts_.points;
     const Qor32s* const end = p + count_;
-    Qor32s at[strands];
-    for (; p <= end - strands; p += strands) {
-      for (int k = 0; k < strands; k += V32s::lanes) store(at + k, rhos(p + k));
-      for (int k = 0; k < strands; ++k) ++cells[at[k]];
+    const V32s drops = laneByLane<V32s>([=](int i) { return drop + i; });
+    for (; p <= end - V32s::lanes; p += V32s::lanes) {
+      V32s rho = (multiplyAdd(as<Qor16s>(load(p)), table) + splat<Qor32s>(half)) >> bits;
+      if constexpr (limited) rho = select((splat(low) > rho) | (rho > splat(high)), drops, rho);
+      forLanes(rho, [=](ptrdiff_t cell) { ++cells[cell]; });
     }
     for (; p < end; ++p) {
       const int rho = ((*p & 0xffff) * cosine + (*p >> 16) * sine + half) >> bits;

@@ -91,16 +91,18 @@ class SegmentSearch {
 
   // ---- votes
 
-  // Calls work(theta, cell) for the cells of a point, in the order of theta.
+  // Calls work(cell) for the cells of a point, in the order of theta.
   template <class Work>
   QOR_FORCE_INLINE void forCells(QoriPoint point, const Work& work) const {
     constexpr int lanes = V32s::lanes;
     const V32f xy = zipFirst(splat(static_cast<Qor32f>(point.x)), splat(static_cast<Qor32f>(point.y)));
-    const V32s middle = splat(axes_.middle);
-    const auto lastCell = splat(static_cast<Qor32u>(axes_.rhos - 1));
-    const int count = axes_.last + 1;
-    Cell* row = cells_;
-    const auto some = [&](const void* directions, int first, int n) {
+    const int count = axes_.last + 1, rhos = axes_.rhos, middle = axes_.middle;
+    const V32s fromMiddle = splat(middle);
+    const auto lastCell = splat(static_cast<Qor32u>(rhos - 1));
+    // Where rho 0 stands in the rows of some directions. What lies behind the last row may wrap, and is not used.
+    const auto rowAt = [=](int i) { return static_cast<Qor32s>(static_cast<Qor32u>(i) * static_cast<Qor32u>(rhos)); };
+    V32s rows = laneByLane<V32s>(rowAt) + fromMiddle;
+    const auto some = [&](const void* directions, int n) {
       // In the first 16 bytes of the two vectors the first half of the directions, in order.
       const Qor32f* const p = static_cast<const Qor32f*>(directions);
       const Qor32f* const parts[] = {p, p + 2 * Short<Qor32f>::lanes};
@@ -108,39 +110,47 @@ class SegmentSearch {
         const V32f products = loadShorts<V32f>(parts, offset) * xy;
         return as<Qor64s>(products + reordered<1, 0, 3, 2>(products));
       };
-      const V32s rho = truncated(as<Qor32f>(joinLow(Split<Qor64s>{sums(0), sums(Short<Qor32f>::lanes)}))) + middle;
-      Qor32s at[lanes];
-      store(at, rho);
-      const auto onAxis = min(as<Qor32u>(rho), lastCell) == as<Qor32u>(rho);
+      const V32s rho = truncated(as<Qor32f>(joinLow(Split<Qor64s>{sums(0), sums(Short<Qor32f>::lanes)})));
+      const auto along = as<Qor32u>(rho + fromMiddle);
+      const auto onAxis = min(along, lastCell) == along;
+      const V32s cells = rho + rows;
       if (n == lanes && signBits(onAxis) == allSignBits<V32s>) {
-        for (int k = 0; k < lanes; ++k, row += axes_.rhos) work(first + k, row + at[k]);
+        forLanes(cells, work);
       } else {
-        for (int k = 0; k < n; ++k, row += axes_.rhos) {
-          if (at[k] >= 0 && at[k] < axes_.rhos) work(first + k, row + at[k]);
+        Qor32s cell[lanes], isOn[lanes];
+        store(cell, cells);
+        store(isOn, as<Qor32s>(onAxis));
+        for (int i = 0; i < n; ++i) {
+          if (isOn[i] != 0) work(cell[i]);
         }
       }
+      rows = rows + splat(rowAt(lanes));
     };
     int j = 0;
-    for (; j <= count - lanes; j += lanes) some(directionAt(j), j, lanes);
+    for (; j <= count - lanes; j += lanes) some(directionAt(j), lanes);
     if (j == count) return;
     Direction rest[lanes] = {};
     memcpy(rest, directionAt(j), static_cast<size_t>(count - j) * sizeof *rest);
-    some(rest, j, count - j);
+    some(rest, count - j);
   }
   const Qor8u* directionAt(ptrdiff_t theta) const { return directions_ + theta * ptrdiff_t{sizeof(Direction)}; }
 
-  // Which theta has the fullest cell of the point, if it has so many votes; else -1.
+  // The theta of the fullest cell of the point, if it has so many votes; else -1.
   int vote(QoriPoint point, int threshold) const {
-    int most = threshold - 1, best = -1;
-    forCells(point, [&](int theta, Cell* cell) {
-      const int votes = ++cell->value;
-      if (votes > most) most = votes, best = theta;
+    Cell* const cells = cells_;
+    int most = threshold - 1;
+    ptrdiff_t best = -1;
+    forCells(point, [&](ptrdiff_t cell) {
+      const int votes = cells[cell].value + 1;
+      cells[cell].value = votes;
+      if (votes > most) most = votes, best = cell;
     });
-    return best;
+    return best < 0 ? -1 : static_cast<int>(best / axes_.rhos);
   }
 
   void takeBack(QoriPoint point) const {
-    forCells(point, [](int, Cell* cell) { --cell->value; });
+    Cell* const cells = cells_;
+    forCells(point, [=](ptrdiff_t cell) { --cells[cell].value; });
   }
 
   // ---- the way along a line, in 1/65536 of a pixel

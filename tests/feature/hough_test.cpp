@@ -429,6 +429,13 @@ TEST(Hough, Bounds) {
   EXPECT_EQ(s.find(fine, 35, bounds), qorStsNoErr);
   EXPECT_EQ(s.count, 1);
   EXPECT_EQ(bounds[1].y, lastTheta);
+  // A bound half a cell below the axis is truncated to its first cell, one and a half below leave none.
+  QoriPoint_32f coarse[] = {{-1000, 0}, {-25, 3}};
+  EXPECT_EQ(s.find({50, 0.5F}, 20, coarse), qorStsNoErr);
+  EXPECT_GT(s.count, 0);
+  coarse[1].x = -75;
+  EXPECT_EQ(s.find({50, 0.5F}, 20, coarse), qorStsNoErr);
+  EXPECT_EQ(s.count, 0);
   for (const bool ofRho : {false, true}) {
     QoriPoint_32f turned[] = {{2, -5}, {2, -5}};
     (ofRho ? turned[1].x : turned[1].y) -= 1;
@@ -459,7 +466,7 @@ TEST(Hough, SizesThatWrap) {
   EXPECT_EQ(qoriHoughProbLineInit_8u32f_C1R(large, {1, 1e-20F}, 0, noAccess<QoriHoughProbSpec>()), qorStsSizeErr);
 }
 
-// A longer image than 16 bits count, and one with a step of 0: every row the same.
+// A longer image than 16 bits count.
 TEST(Hough, WideImages) {
   const QoriSize size{40000, 2};
   GuardedImage<Qor8u> src(size);
