@@ -1,6 +1,6 @@
 /**
  * @file segment.h
- * Segmentation: flood fill, boundaries of segments.
+ * Segmentation: flood fill, labels of markers, speckles, boundaries of segments.
  */
 #ifndef QORCV_SEGMENT_H
 #define QORCV_SEGMENT_H
@@ -162,6 +162,69 @@ QorStatus qoriFloodFill_Grad8Con_32f_C1IR(Qor32f* pImage, int imageStep, QoriSiz
 QorStatus qoriFloodFill_Grad8Con_32f_C3IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
                                           const Qor32f* pNewVal, const Qor32f* pMinDelta, const Qor32f* pMaxDelta,
                                           QoriConnectedComp* pRegion, Qor8u* pBuffer);
+/** @} */
+
+/**
+ * @defgroup marker_labels Marker labels
+ *
+ * Gives each connected set of pixels that are not zero a label of its own. The sets are numbered in raster order by
+ * their first pixels, and get the labels minLabel, minLabel + 1, ... maxLabel, minLabel again, ...: with more sets than
+ * labels some share one. Zeros stay zeros. *pNumber is the number of sets, not of labels. Pixels are connected with the
+ * 4 pixels beside them for qoriNormL1, with the diagonal ones too for qoriNormInf.
+ *
+ * @b Region: only pixels of the region are read and written. @b In @b place: the 8u and the 16u form, in which any
+ * value above 0 counts as a marker; the 8u32s form stores the whole destination, which must not overlap the source, and
+ * leaves the source as it is. @b Scratch: at any address, of the size that the query reports, which is that of
+ * qoriFloodFillGetSize. @b Threads: none.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1; qorStsStepErr
+ * for a step below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a step that is not a multiple of
+ * the sample size; qorStsBadArgErr for a minLabel below 1, above maxLabel, or a maxLabel of the largest value of the
+ * labels' type (255, 65535, 2^31 - 1) or more; qorStsBadArgErr for a norm other than qoriNormInf and qoriNormL1.
+ * Queries: qorStsNullPtrErr, qorStsSizeErr.
+ * @{
+ */
+QorStatus qoriLabelMarkersGetBufferSize_8u_C1R(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriLabelMarkersGetBufferSize_16u_C1R(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriLabelMarkersGetBufferSize_8u32s_C1R(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriLabelMarkers_8u_C1IR(Qor8u* pMarker, int markerStep, QoriSize roiSize, int minLabel, int maxLabel,
+                                   QoriNorm norm, int* pNumber, Qor8u* pBuffer);
+QorStatus qoriLabelMarkers_16u_C1IR(Qor16u* pMarker, int markerStep, QoriSize roiSize, int minLabel, int maxLabel,
+                                    QoriNorm norm, int* pNumber, Qor8u* pBuffer);
+QorStatus qoriLabelMarkers_8u32s_C1R(const Qor8u* pSrc, int srcStep, Qor32s* pDst, int dstStep, QoriSize roiSize,
+                                     int minLabel, int maxLabel, QoriNorm norm, int* pNumber, Qor8u* pBuffer);
+/** @} */
+
+/**
+ * @defgroup speckles Speckles
+ *
+ * Overwrites, in place, every blob of at most maxSpeckleSize pixels with speckleValue: a clean-up of disparities and
+ * the like, where speckleValue stands for "not known". Pixels that equal speckleValue are walls. Every other pixel
+ * belongs to a blob: it joins those of the 4 pixels beside it that are no walls either and differ from it by at most
+ * maxDiff, |p - q| <= maxDiff, all by the values from before the call.
+ *
+ * Differences of integers are exact, those of 16s reach 65535; differences of 32f are rounded to 32 bits. With a
+ * maxDiff below 0 or NaN no pixels join, and neither does a NaN; such a pixel is a blob of one. A speckleValue of NaN
+ * makes no walls; 0.0 and -0.0 are the same wall. With a maxSpeckleSize below 1 nothing changes.
+ *
+ * @b Region: only pixels of the region are read and written. The step is not checked: a negative one is right for a
+ * region whose first row is the last in memory, and for a single row any step will do. @b Scratch: at any address, of
+ * the size that the query reports, 13 bytes a pixel, wrapped to 32 bits. @b Threads: none.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1; qorStsNormErr
+ * for a norm other than qoriNormL1. The query: qorStsNullPtrErr; qorStsSizeErr; qorStsDataTypeErr for a type other than
+ * qor8u, qor16u, qor16s and qor32f; qorStsChannelErr for numChannels other than 1.
+ * @{
+ */
+QorStatus qoriMarkSpecklesGetBufferSize(QoriSize roiSize, QorDataType dataType, int numChannels, int* pBufferSize);
+QorStatus qoriMarkSpeckles_8u_C1IR(Qor8u* pSrcDst, int step, QoriSize roiSize, Qor8u speckleValue, int maxSpeckleSize,
+                                   Qor8u maxDiff, QoriNorm norm, Qor8u* pBuffer);
+QorStatus qoriMarkSpeckles_16u_C1IR(Qor16u* pSrcDst, int step, QoriSize roiSize, Qor16u speckleValue,
+                                    int maxSpeckleSize, Qor16u maxDiff, QoriNorm norm, Qor8u* pBuffer);
+QorStatus qoriMarkSpeckles_16s_C1IR(Qor16s* pSrcDst, int step, QoriSize roiSize, Qor16s speckleValue,
+                                    int maxSpeckleSize, Qor16s maxDiff, QoriNorm norm, Qor8u* pBuffer);
+QorStatus qoriMarkSpeckles_32f_C1IR(Qor32f* pSrcDst, int step, QoriSize roiSize, Qor32f speckleValue,
+                                    int maxSpeckleSize, Qor32f maxDiff, QoriNorm norm, Qor8u* pBuffer);
 /** @} */
 
 /**

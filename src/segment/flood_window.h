@@ -45,6 +45,10 @@ struct Pattern {
   V v[channels];
 
   explicit Pattern(const T* pixel) {
+    if constexpr (channels == 1) {
+      v[0] = splat<V>(*pixel);
+      return;
+    }
     T samples[channels * V::lanes];
     for (int i = 0; i < channels * V::lanes; ++i) samples[i] = pixel[i % channels];
     for (int i = 0; i < channels; ++i) v[i] = load<V>(samples + i * V::lanes);

@@ -51,11 +51,16 @@ QOR_FORCE_INLINE uint64_t bitsAt(ptrdiff_t x, ptrdiff_t n, const Kernel& kernel,
   return bitsOfWord<T>(kernel, Padded(rows + x, n - x).samples...) & firstBits(n - x);
 }
 
+// The bits of a row's next word: those of its pixels moved up by one, and below them the last one of the word before.
+constexpr uint64_t shiftIn(uint64_t bits, bool before) { return bits << 1 | uint64_t{before}; }
+constexpr bool lastBit(uint64_t bits) { return bits >> (wordPixels - 1) != 0; }
+
 // value where bits are set, in pixels x to x + 63 of a row of n pixels.
 template <class T>
 QOR_FORCE_INLINE void storeWhere(T* row, ptrdiff_t x, ptrdiff_t n, uint64_t bits, T value) {
   if (n < wordPixels) {
-    for (; bits != 0; bits &= bits - 1) row[x + __builtin_ctzll(bits)] = value;
+    // By bytes: the rows of an image whose step is not checked may stand anywhere.
+    for (; bits != 0; bits &= bits - 1) __builtin_memcpy(row + x + __builtin_ctzll(bits), &value, sizeof value);
     return;
   }
   if (x + wordPixels > n) {
@@ -74,9 +79,16 @@ QOR_FORCE_INLINE void storeWhere(T* row, ptrdiff_t x, ptrdiff_t n, uint64_t bits
     if constexpr (sizeof(T) == 1) {
       replace(p, mask);
     } else {
-      static_assert(sizeof(T) == 2);
-      replace(p, widenMaskLo(mask));
-      replace(p + lanes, widenMaskHi(mask));
+      const auto low = widenMaskLo(mask), high = widenMaskHi(mask);
+      if constexpr (sizeof(T) == 2) {
+        replace(p, as<T>(low));
+        replace(p + lanes, as<T>(high));
+      } else {
+        replace(p, as<T>(widenMaskLo(low)));
+        replace(p + lanes, as<T>(widenMaskHi(low)));
+        replace(p + 2 * lanes, as<T>(widenMaskLo(high)));
+        replace(p + 3 * lanes, as<T>(widenMaskHi(high)));
+      }
     }
   }
 }

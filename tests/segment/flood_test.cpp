@@ -262,4 +262,49 @@ const Descriptions members([](Descriptions& d) {
          .sweep = regions});
 });
 
+// A fill that has nothing to do leaves the record alone, whatever its deltas; the gradient fill paints nevertheless.
+TEST(Flood, SeedThatIsPaintedAlready) {
+  Qor32f image[] = {0.0F, 0.0F, 1.0F, 0.0F};
+  QoriConnectedComp region{}, untouched{};
+  region.area = untouched.area = 7;
+  const GuardedBytes scratch(1000);
+  EXPECT_EQ(qoriFloodFill_4Con_32f_C1IR(image, 8, {2, 2}, {1, 0}, -0.0F, &region, scratch.data()), qorStsNoErr);
+  EXPECT_EQ(qoriFloodFill_Range8Con_32f_C1IR(image, 8, {2, 2}, {1, 0}, 0, 5, 5, &region, scratch.data()), qorStsNoErr);
+  EXPECT_EQ(memcmp(&region, &untouched, sizeof region), 0);
+  EXPECT_EQ(qoriFloodFill_Grad4Con_32f_C1IR(image, 8, {2, 2}, {1, 0}, 0, 0, 0, &region, scratch.data()), qorStsNoErr);
+  EXPECT_EQ(region.area, 3);
+}
+
+// Dropped spans are counted, and missing in the rectangle.
+TEST(Flood, RangeDropsWhatIsTooMuch) {
+  std::vector<Qor8u> image(9, 4);
+  QoriConnectedComp region{};
+  const GuardedBytes scratch(6 * 9 + 32);
+  EXPECT_EQ(qoriFloodFill_Range4Con_8u_C1IR(image.data(), 3, {3, 3}, {1, 1}, 200, 0, 0, &region, scratch.data()), 0);
+  EXPECT_EQ(image, std::vector<Qor8u>(9, 200));
+  EXPECT_EQ(region.area, 9);
+  EXPECT_EQ(region.rect.y, 1);
+  EXPECT_EQ(region.rect.height, 1);
+}
+
+// A step for one channel is accepted, and nothing behind the last row's bytes is touched.
+TEST(Flood, RowsThatOverlap) {
+  Random random(baseSeed());
+  const QoriSize size{40, 9};
+  const GuardedBytes image(8 * 40 + 3 * 40), scratch(6 * 40 * 9 + 32);
+  const Qor8u paint[] = {1, 2, 1}, deltas[] = {1, 1, 1};
+  QoriConnectedComp region{};
+  for (int i = 0; i < 200; ++i) {
+    setCase("rows that overlap, %d", i);
+    for (int k = 0; k < 8 * 40 + 3 * 40; ++k) image.data()[k] = static_cast<Qor8u>(random.below(3));
+    const QoriPoint seed{random.below(40), random.below(9)};
+    EXPECT_EQ(qoriFloodFill_8Con_8u_C3IR(image.data(), 40, size, seed, paint, &region, scratch.data()), qorStsNoErr);
+    EXPECT_EQ(
+        qoriFloodFill_Range8Con_8u_C3IR(image.data(), 40, size, seed, paint, deltas, deltas, &region, scratch.data()),
+        qorStsNoErr);
+    image.verify();
+    scratch.verify();
+  }
+}
+
 }  // namespace
