@@ -31,7 +31,6 @@ auto natural(Operation* operation, int noise, T delta) {
     int size = 0;
     qoriFloodFillGetSize_Grad(roi, &size);
     const QoriPoint seed{roi.width / 2, roi.height / 2};
-    picture(seed.x, seed.y) = T(125);
     return onCopies(picture, image, [=, scratch = s.scratch(size), region = QoriConnectedComp{}]() mutable {
       return operation(image.p, image.step, roi, seed, T(255), delta, delta, &region, scratch);
     });
@@ -70,9 +69,9 @@ const Register flood([] {
   QOR_LARGE_DELTAS(qoriFloodFill_Grad8Con_8u_C1IR, Qor8u, true)
   QOR_LARGE_DELTAS(qoriFloodFill_Grad4Con_16u_C1IR, Qor16u, true)
   QOR_LARGE_DELTAS(qoriFloodFill_Grad4Con_32f_C1IR, Qor32f, true)
-  Row("qoriFloodFill_Range4Con_8u_C1IR/natural").run(natural<Qor8u>(qoriFloodFill_Range4Con_8u_C1IR, 80, 60));
-  Row("qoriFloodFill_Range4Con_32f_C1IR/natural").run(natural<Qor32f>(qoriFloodFill_Range4Con_32f_C1IR, 80, 60));
-  Row("qoriFloodFill_Grad4Con_8u_C1IR/natural").run(natural<Qor8u>(qoriFloodFill_Grad4Con_8u_C1IR, 12, 3));
+  Row("qoriFloodFill_Range4Con_8u_C1IR/natural").run(natural<Qor8u>(qoriFloodFill_Range4Con_8u_C1IR, 24, 40));
+  Row("qoriFloodFill_Range4Con_32f_C1IR/natural").run(natural<Qor32f>(qoriFloodFill_Range4Con_32f_C1IR, 24, 40));
+  Row("qoriFloodFill_Grad4Con_8u_C1IR/natural").run(natural<Qor8u>(qoriFloodFill_Grad4Con_8u_C1IR, 8, 5));
 });
 
 }  // namespace

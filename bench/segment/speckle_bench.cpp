@@ -4,7 +4,7 @@
 namespace qor::bench {
 namespace {
 
-// Disparities in sixteenths: planes with noise of one pixel, and in every eighth pixel anything.
+// Disparities in sixteenths: planes with noise of one pixel, and in every 32nd pixel anything.
 template <class T, class Operation>
 auto cleaned(Operation* operation) {
   return [=](Setup& s) {
@@ -13,7 +13,7 @@ auto cleaned(Operation* operation) {
     fillCells(disparity);
     disparity.all([&](int x, int y) {
       const int plane = static_cast<int>(disparity(x, y)) % 8 * 24 + 20;
-      disparity(x, y) = static_cast<T>(noise(x, y) < 32 ? noise(x, y) * 7 : plane + noise(x, y) % 16);
+      disparity(x, y) = static_cast<T>(noise(x, y) < 8 ? noise(x, y) * 29 : plane + noise(x, y) % 16);
       return true;
     });
     int size = 0;

@@ -38,7 +38,7 @@ class LineRow {
   LineRow(T* row, const T* up, ptrdiff_t width, T value) : row_(row), up_(up), width_(width), value_(value) {}
 
   void draw() const {
-    bool before = endBecomesValue(0);
+    bool before = endBecomesValue(0), joined = width_ > 1 && row_[0] == row_[1];
     if (before) row_[0] = value_;
     if (width_ == 1) return;
     // The columns between the two ends have all their neighbours.
@@ -49,19 +49,21 @@ class LineRow {
       const Vec<T> here = load(p);
       return andNot(here == value, (leaves(here, load(up), value) & ... & (zero<T>() == zero<T>())));
     };
-    const auto same = [](const T* p, const T* left) { return load(p) == load(left); };
+    const auto same = [](const T* p, const T* right) { return load(p) == load(right); };
     for (ptrdiff_t x = 0; x < inner; x += wordPixels) {
       uint64_t open;
       if constexpr (above == Above::none) open = bitsAt<T>(x, inner, undecided, first);
       if constexpr (above == Above::one) open = bitsAt<T>(x, inner, undecided, first, up_ + 1);
       if constexpr (above == Above::three) open = bitsAt<T>(x, inner, undecided, first, up_, up_ + 1, up_ + 2);
-      // Where the left neighbour has become value already it does not matter that it differed before.
-      const uint64_t joined = bitsAt<T>(x, inner, same, first, first - 1);
-      const uint64_t row = firstBits(inner - x), result = drawn(row & ~open, row & ~joined, before);
+      // Compared towards the right, where nothing has been drawn yet.
+      const uint64_t onward = bitsAt<T>(x, inner, same, first, first + 1);
+      const uint64_t row = firstBits(inner - x), differs = row & ~shiftIn(onward, joined);
+      const uint64_t result = drawn(row & ~open, differs, before);
       if (result != 0) storeWhere(first, x, inner, result, value_);
-      before = (result >> (inner - x < wordPixels ? inner - x - 1 : wordPixels - 1) & 1) != 0;
+      before = lastBit(result), joined = lastBit(onward);
     }
     const ptrdiff_t last = width_ - 1;
+    before = row_[last - 1] == value_;
     if (endBecomesValue(last) || (!before && row_[last] != row_[last - 1])) row_[last] = value_;
   }
 

@@ -58,7 +58,7 @@ constexpr bool lastBit(uint64_t bits) { return bits >> (wordPixels - 1) != 0; }
 // value where bits are set, in pixels x to x + 63 of a row of n pixels.
 template <class T>
 QOR_FORCE_INLINE void storeWhere(T* row, ptrdiff_t x, ptrdiff_t n, uint64_t bits, T value) {
-  if (n < wordPixels) {
+  if (n < wordPixels || __builtin_popcountll(bits) <= 3) {
     // By bytes: the rows of an image whose step is not checked may stand anywhere.
     for (; bits != 0; bits &= bits - 1) __builtin_memcpy(row + x + __builtin_ctzll(bits), &value, sizeof value);
     return;
