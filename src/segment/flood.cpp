@@ -51,10 +51,10 @@ bool allEqual(const T* a, const T* b, int channels) {
   return equal;
 }
 
-template <Known known, bool diagonal, int channels, class T, class Rule>
+template <Known known, Stack stack, bool diagonal, int channels, class T, class Rule>
 void spread(const Target<T>& target, const Rule& rule, const T* newVal, Qor32s capacity) {
-  SpanFill<T, channels, Rule, known, diagonal> fill({target.pImage, target.imageStep}, target.roiSize, rule, newVal,
-                                                    target.pBuffer, capacity);
+  SpanFill<T, channels, Rule, known, stack, diagonal> fill({target.pImage, target.imageStep}, target.roiSize, rule,
+                                                           newVal, target.pBuffer, capacity);
   target.tell(fill.fill(target.seed, target.template isAlone<channels>()), newVal, channels);
 }
 
@@ -66,7 +66,7 @@ QorStatus floodEqual(const Target<T>& target, const T* newVal) {
   if (status != qorStsNoErr) return status;
   const T* const seed = target.at(channels);
   if (allEqual(seed, newVal, channels)) return qorStsNoErr;
-  spread<Known::byPaint, diagonal, channels>(target, Equal<T, channels>(seed), newVal, 0);
+  spread<Known::byPaint, Stack::whole, diagonal, channels>(target, Equal<T, channels>(seed), newVal, 0);
   return qorStsNoErr;
 }
 
@@ -99,9 +99,9 @@ QorStatus floodBand(const Target<T>& target, const T* newVal, const T* minDelta,
   const Band<T, channels> band(low, high);
   const Qor32s capacity = area(target.roiSize.width, target.roiSize.height) / 4;
   if (admitsPaint) {
-    spread<Known::byMark, diagonal, channels>(target, band, newVal, capacity);
+    spread<Known::byMark, Stack::drops, diagonal, channels>(target, band, newVal, capacity);
   } else {
-    spread<Known::byPaint, diagonal, channels>(target, band, newVal, capacity);
+    spread<Known::byPaint, Stack::drops, diagonal, channels>(target, band, newVal, capacity);
   }
   return qorStsNoErr;
 }

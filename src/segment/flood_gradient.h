@@ -35,9 +35,10 @@ class GradientFill {
     push(seed.y, left, right, 1);
     while (depth_ > 0) {
       const FloodSpan span = stack_[--depth_];
-      const int y = static_cast<int>(span.rowAndSide >> 1), side = (span.rowAndSide & 1) != 0 ? 1 : -1;
+      const int y = span.row(), side = span.side();
       extent.widen(y, span.left, span.right);
       if (!alone) {
+        // The parent's columns have joined, so that looking there again finds nothing.
         scan(span, y, y - side, side);
         scan(span, y, y + side, -side);
       }
@@ -222,9 +223,7 @@ class GradientFill {
     }
   }
 
-  void push(int y, int left, int right, int side) {
-    stack_[depth_++] = {2 * static_cast<Qor32u>(y) + (side > 0 ? 1U : 0U), left, right};
-  }
+  void push(int y, int left, int right, int side) { stack_[depth_++] = floodSpan(y, side, left, right); }
 
   Plane<T> image_;
   int width_, height_;

@@ -11,14 +11,24 @@ namespace qor::inline QOR_LEVEL {
 // Painted pixels do not join again: the paint is not admitted by the rule or, where it is, they are kept in mind.
 enum class Known { byPaint, byMark };
 
-// Bytes of the stack: as many spans as the capacity if that drops them, else as many as can wait. A span of L pixels
-// finds at most L + 1 runs, or L + 2 with diagonals, and behind every run there is a pixel that belongs to none, so
-// that at most ((width + 1) * height + 2) / 3 spans wait at once. For one column, and where a capacity of 0 drops
-// nothing, these are at most two.
-//
-// Together with a byte a pixel for the marks this stays below 6 * width * height + 29: the reported size, aligned. The
-// marks come with a capacity alone, of a quarter of the pixels.
-template <class T, int channels, class Rule, Known known, bool diagonal>
+// Which spans the stack can hold.
+enum class Stack {
+  whole,  // as many as can wait
+  drops,  // a capacity: when it is reached, all that wait are dropped
+};
+
+// A span of a stack that drops; with the columns that it was found from, which have joined and need no second look.
+struct FloodSpanOfParent : FloodSpan {
+  Qor32s parentLeft, parentRight;
+};
+static_assert(sizeof(FloodSpanOfParent) == 20);
+
+// What the stack takes of the reported 6 * width * height + 32 bytes, of which the alignment leaves 29. A whole stack:
+// a span of L pixels finds at most L + 1 runs, or L + 2 with diagonals, and behind every run there is a pixel that
+// belongs to none, so that at most ((width + 1) * height + 2) / 3 spans wait at once, and of one column at most two. A
+// stack that drops, by a quarter of the pixels: five bytes a pixel, beside one for the marks. Where the capacity is 0,
+// with less than four pixels, nothing is dropped, but of one column at most two wait, and of two pixels one.
+template <class T, int channels, class Rule, Known known, Stack stack, bool diagonal>
 class SpanFill {
  public:
   SpanFill(Plane<T> image, QoriSize size, const Rule& rule, const T* paint, Qor8u* pBuffer, Qor32s capacity)
@@ -29,7 +39,7 @@ class SpanFill {
         rule_(rule),
         paint_(paint),
         visited_(pBuffer, known == Known::byMark ? size : QoriSize{0, 0}),
-        stack_(alignUp<FloodSpan>(visited_.end(), alignof(FloodSpan))) {}
+        stack_(alignUp<Span>(visited_.end(), alignof(Span))) {}
 
   // alone: the run of the seed is all.
   FloodExtent fill(QoriPoint seed, bool alone) {
@@ -40,23 +50,35 @@ class SpanFill {
     join(extent, row, seed.y, left, right);
     if (alone || height_ == 1 || capacity_ == 1) return extent;
     depth_ = 0;
-    push(seed.y, left, right, seed.y == height_ - 1 ? -1 : 1);
+    push(seed.y, left, right, seed.y == height_ - 1 ? -1 : 1, right + 1, right);
     while (depth_ > 0) {
-      const FloodSpan span = stack_[--depth_];
-      const int y = static_cast<int>(span.rowAndSide >> 1), side = (span.rowAndSide & 1) != 0 ? 1 : -1;
+      const Span span = stack_[--depth_];
+      const int y = span.row(), side = span.side();
       extent.widen(y, span.left, span.right);
       const int from = diagonal && span.left > 0 ? span.left - 1 : span.left;
       const int to = diagonal && span.right < width_ - 1 ? span.right + 2 : span.right + 1;
-      if (y - side >= 0 && y - side < height_) scan(extent, y - side, from, to, side);
+      // Rows of a large image are far from each other in memory, and the spans on top of the stack lead straight on.
+      if (const int ahead = y - rowsAhead * side; ahead >= 0 && ahead < height_) {
+        __builtin_prefetch(image_.row(ahead) + ptrdiff_t{span.left} * channels);
+      }
+      if (y - side >= 0 && y - side < height_) scan(extent, span, y - side, from, to, side);
       // The row that the span came from, or of the first one a row that exists.
-      scan(extent, y + side, from, to, -side);
+      int first = from, end = to;
+      if constexpr (stack == Stack::drops) {
+        const int behindParent = span.parentRight + 1;
+        if (from >= span.parentLeft && from < behindParent) first = behindParent;
+        if (to <= behindParent && to > span.parentLeft) end = span.parentLeft;
+      }
+      if (first < end) scan(extent, span, y + side, first, end, -side);
     }
     return extent;
   }
 
  private:
+  using Span = std::conditional_t<stack == Stack::drops, FloodSpanOfParent, FloodSpan>;
   using Window = FloodWindow<T, channels>;
   static constexpr int pixels = Window::pixels;
+  static constexpr int rowsAhead = 3;
 
   // Where the window begins that is to begin at x, as the row allows.
   int windowAt(int x) const {
@@ -102,7 +124,7 @@ class SpanFill {
   }
 
   // Finds the runs that begin in or reach into columns from .. to - 1 of row y.
-  void scan(FloodExtent& extent, int y, int from, int to, int side) {
+  void scan(FloodExtent& extent, const Span& span, int y, int from, int to, int side) {
     T* const row = image_.row(y);
     int x = from, base = windowAt(x - Window::lead);
     uint64_t word = admitted(row, y, base);
@@ -116,7 +138,7 @@ class SpanFill {
         if (left == base && base > 0) left = runBegin(row, y, base);
         if (right == base + pixels - 1) right = runEnd(row, y, right + 1) - 1;
         join(extent, row, y, left, right);
-        push(y, left, right, side);
+        push(y, left, right, side, span.left, span.right);
         // The pixel behind the run is not admitted.
         x = right + 2;
       } else {
@@ -135,10 +157,13 @@ class SpanFill {
     extent.count(left, right);
   }
 
-  // With the capacity reached, all that waits is dropped.
-  void push(int y, int left, int right, int side) {
-    stack_[depth_++] = {2 * static_cast<Qor32u>(y) + (side > 0 ? 1U : 0U), left, right};
-    if (depth_ == capacity_) depth_ = 0;
+  void push(int y, int left, int right, int side, int parentLeft, int parentRight) {
+    if constexpr (stack == Stack::drops) {
+      stack_[depth_++] = {floodSpan(y, side, left, right), parentLeft, parentRight};
+      if (depth_ == capacity_) depth_ = 0;
+    } else {
+      stack_[depth_++] = floodSpan(y, side, left, right);
+    }
   }
 
   Plane<T> image_;
@@ -147,7 +172,7 @@ class SpanFill {
   Rule rule_;
   Paint<T, channels> paint_;
   Visited visited_;
-  FloodSpan* stack_;
+  Span* stack_;
 };
 
 }  // namespace qor

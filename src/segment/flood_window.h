@@ -204,12 +204,17 @@ constexpr int onesFromHigh(uint64_t bits) { return ~bits == 0 ? wordPixels : __b
 
 // ---- spans that have been found and wait for their neighbours to be looked at
 
-// Without the columns of the span from which it was found: they have joined, so that looking there again finds nothing.
 struct FloodSpan {
   Qor32u rowAndSide;  // 2 * row, and 1 if the unexplored side is the row before, else the row behind
   Qor32s left, right;
+
+  int row() const { return static_cast<int>(rowAndSide >> 1); }
+  int side() const { return (rowAndSide & 1) != 0 ? 1 : -1; }
 };
 static_assert(sizeof(FloodSpan) == 12);
+constexpr FloodSpan floodSpan(int row, int side, int left, int right) {
+  return {2 * static_cast<Qor32u>(row) + (side > 0 ? 1U : 0U), left, right};
+}
 
 // What is told of a region.
 struct FloodExtent {

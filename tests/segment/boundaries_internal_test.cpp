@@ -1,6 +1,6 @@
 #include "segment/boundaries.h"
 
-#include "support/support.h"
+#include "segment/segments.h"
 
 namespace {
 using namespace qortest;
@@ -41,12 +41,8 @@ void check(Case& c) {
   Random& random = c.random;
   auto marker = c.image<T>();
   auto cost = c.image<Qor32s>();
-  T now = 0;
-  const int labels = random.between(1, 4), across = 1 << random.below(7);
-  marker.generate([&](int x, int y, int) {
-    if (random.oneIn(across)) now = static_cast<T>(random.below(labels));
-    return x > 0 && y % 2 != 0 ? marker.at(x, y - 1) : now;
-  });
+  const int labels = random.between(1, 4);
+  makeSegments(marker, random, [&] { return random.below(labels); });
   if (random.oneIn(2)) cost.generate([&](int, int, int) { return random.below(3); });
   cost.protect();
   const Image<Qor32s> costs = cost.pixels();

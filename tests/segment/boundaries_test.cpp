@@ -1,5 +1,5 @@
 #include "qorcv/segment.h"
-#include "support/support.h"
+#include "segment/segments.h"
 
 namespace {
 using namespace qortest;
@@ -23,26 +23,20 @@ void expectLines(Call& c) {
   c.expect('i', image);
 }
 
-// Segments of every size, from single pixels to more than a word of them; sometimes val is one of the labels.
+// Sometimes val is one of the labels.
 template <class T>
-void makeSegments(Call& c) {
-  GuardedImage<T>& image = c.image<T>('i');
-  Random& random = c.c.random;
-  if (random.oneIn(3)) return;
-  const int labels = random.between(1, 4), across = 1 << random.below(8), down = random.between(1, 3);
-  T now = 0;
-  image.generate([&](int x, int y, int) {
-    if (random.oneIn(across)) now = static_cast<T>(random.below(labels));
-    return x > 0 && y % down != 0 ? image.at(x, y - 1) : now;
-  });
-  c.set('x', random.below(labels + 1));
+void makeLabels(Call& c) {
+  const int labels = c.c.random.between(1, 4);
+  if (c.c.random.oneIn(3)) return;
+  makeSegments(c.image<T>('i'), c.c.random, [&] { return c.c.random.below(labels); });
+  c.set('x', c.c.random.below(labels + 1));
 }
 
 template <class T>
 Traits traits() {
   return {.checks = "null | size | step | even | one n BadArgErr",
           .values = {{'n', {qoriNormInf, qoriNormL1}}},
-          .fill = makeSegments<T>,
+          .fill = makeLabels<T>,
           .expect = expectLines<T>,
           .sweep = {.thresholds = {{66, 20}, {67, 20}, {130, 9}, {131, 9}, {300, 12}}}};
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "qorcv/segment.h"
-#include "support/support.h"
+#include "segment/segments.h"
 
 namespace {
 using namespace qortest;
@@ -173,19 +173,15 @@ void drawValues(Call& call, Member m) {
   pass('k', values->up);
 }
 
-// Blots, or teeth on both sides of full rows, which make the most spans of one; or as it came.
+// Segments, or teeth on both sides of full rows, which make the most spans of one; or as it came.
 template <class T>
 void makePicture(Call& call) {
   GuardedImage<T>& image = call.image<T>('i');
   Random& random = call.c.random;
-  const int kind = random.below(6), levels = random.between(1, 5), across = 1 << random.below(7);
-  if (kind == 0) return;
+  const int kind = random.below(6), levels = random.between(1, 5);
   const T one = level<T>(random, 1);
-  image.generate([&](int x, int y, int c) {
-    if (kind == 1) return x % 2 == 0 || y % 4 == 1 ? one : T(one + T(90));
-    if (x > 0 && !random.oneIn(across)) return image.at(x - 1, y, c);
-    return y > 0 && random.oneIn(2) ? image.at(x, y - 1, c) : level<T>(random, levels);
-  });
+  if (kind == 1) image.generate([&](int x, int y, int) { return x % 2 == 0 || y % 4 == 1 ? one : T(one + T(90)); });
+  if (kind > 1) makeSegments(image, random, [&] { return level<T>(random, levels); });
 }
 
 template <class T>
@@ -243,23 +239,18 @@ const Descriptions members([](Descriptions& d) {
   add<T>(d, QORTEST_NAMED(name), {Family::Gradient, diagonal}, channels);
 #define QOR_FLOOD_GRAD_C3 QOR_FLOOD_GRAD
 #include "../../src/segment/flood.def"
-  const Sweep regions{.widths = {1, 641, 46341, INT_MAX}, .heights = {1, 7, 70000, INT_MAX}};
-  d.add(QORTEST_NAMED(qoriFloodFillGetSize), "zr",
-        {.checks = "null | size",
-         .expect =
-             [](Call& c) {
-               const auto w = uint32_t(c.size().width), h = uint32_t(c.size().height);
-               c.expectResult(1, static_cast<int>(6 * w * h + 32));
-             },
-         .sweep = regions});
-  d.add(QORTEST_NAMED(qoriFloodFillGetSize_Grad), "zr",
-        {.checks = "null | size",
-         .expect =
-             [](Call& c) {
-               const auto w = uint32_t(c.size().width), h = uint32_t(c.size().height);
-               c.expectResult(1, static_cast<int>((w + 2) * (h + 2) + 16 * w * h + 64));
-             },
-         .sweep = regions});
+  const auto addSize = [&](const char* name, auto* query, bool isGradient) {
+    const auto expect = [=](Call& c) {
+      const auto w = uint32_t(c.size().width), h = uint32_t(c.size().height);
+      c.expectResult(1, static_cast<int>(isGradient ? (w + 2) * (h + 2) + 16 * w * h + 64 : 6 * w * h + 32));
+    };
+    d.add(name, query, "zr",
+          {.checks = "null | size",
+           .expect = expect,
+           .sweep = {.widths = {1, 641, 46341, INT_MAX}, .heights = {1, 7, 70000, INT_MAX}}});
+  };
+  addSize(QORTEST_NAMED(qoriFloodFillGetSize), false);
+  addSize(QORTEST_NAMED(qoriFloodFillGetSize_Grad), true);
 });
 
 // A fill that has nothing to do leaves the record alone, whatever its deltas; the gradient fill paints nevertheless.
@@ -290,20 +281,14 @@ TEST(Flood, RangeDropsWhatIsTooMuch) {
 // A step for one channel is accepted, and nothing behind the last row's bytes is touched.
 TEST(Flood, RowsThatOverlap) {
   Random random(baseSeed());
-  const QoriSize size{40, 9};
-  const GuardedBytes image(8 * 40 + 3 * 40), scratch(6 * 40 * 9 + 32);
-  const Qor8u paint[] = {1, 2, 1}, deltas[] = {1, 1, 1};
+  const int bytes = 8 * 40 + 3 * 40;
+  const GuardedBytes image(bytes), scratch(6 * 40 * 9 + 32);
+  const Qor8u paint[] = {1, 2, 1};
   QoriConnectedComp region{};
   for (int i = 0; i < 200; ++i) {
-    setCase("rows that overlap, %d", i);
-    for (int k = 0; k < 8 * 40 + 3 * 40; ++k) image.data()[k] = static_cast<Qor8u>(random.below(3));
+    for (int k = 0; k < bytes; ++k) image.data()[k] = static_cast<Qor8u>(random.below(3));
     const QoriPoint seed{random.below(40), random.below(9)};
-    EXPECT_EQ(qoriFloodFill_8Con_8u_C3IR(image.data(), 40, size, seed, paint, &region, scratch.data()), qorStsNoErr);
-    EXPECT_EQ(
-        qoriFloodFill_Range8Con_8u_C3IR(image.data(), 40, size, seed, paint, deltas, deltas, &region, scratch.data()),
-        qorStsNoErr);
-    image.verify();
-    scratch.verify();
+    EXPECT_EQ(qoriFloodFill_8Con_8u_C3IR(image.data(), 40, {40, 9}, seed, paint, &region, scratch.data()), qorStsNoErr);
   }
 }
 

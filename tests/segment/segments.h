@@ -1,4 +1,4 @@
-// Connected sets of pixels, by looking at one pixel after the other.
+// What the segmentation tests share: pictures of segments, and connected sets of pixels, found one by one.
 #pragma once
 
 #include <vector>
@@ -6,6 +6,16 @@
 #include "support/support.h"
 
 namespace qortest {
+
+// Segments of every size, from points to more than a word of pixels; value() is that of the next one.
+template <class T, class Value>
+void makeSegments(GuardedImage<T>& image, Random& random, Value value) {
+  const int across = 1 << random.below(8);
+  image.generate([&](int x, int y, int c) {
+    if (x > 0 && !random.oneIn(across)) return image.at(x - 1, y, c);
+    return y > 0 && random.oneIn(2) ? image.at(x, y - 1, c) : static_cast<T>(value());
+  });
+}
 
 struct Components {
   Image<int> number;       // 1, 2, ... in raster order of the first pixels; 0 for those that are no members
