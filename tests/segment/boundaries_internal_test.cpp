@@ -14,15 +14,13 @@ struct Lines {
 
   // Draws on one of a pair; whether on the second.
   bool draw(int x1, int y1, int x2, int y2) {
-    const int64_t first = cost.at(x1, y1), second = cost.at(x2, y2);
-    const bool isSecond = first <= second;
+    const bool isSecond = cost.at(x1, y1) <= cost.at(x2, y2);
     (isSecond ? image.at(x2, y2) : image.at(x1, y1)) = value;
     return isSecond;
   }
   bool isPairAbove(int x, int y, int dx) const {
-    const int at = x + dx;
-    if (at < 0 || at >= image.size.width || image.at(at, y - 1) == value) return false;
-    return image.at(at, y - 1) != image.at(x, y);
+    if (x + dx < 0 || x + dx >= image.size.width || image.at(x + dx, y - 1) == value) return false;
+    return image.at(x + dx, y - 1) != image.at(x, y);
   }
   void row(int y, bool diagonals) {
     const int w = image.size.width;
@@ -46,10 +44,9 @@ void check(Case& c) {
   if (random.oneIn(2)) cost.generate([&](int, int, int) { return random.below(3); });
   cost.protect();
   const Image<Qor32s> costs = cost.pixels();
-  const QoriNorm norm = c.variant;
   Lines<T> want{marker.pixels(), costs, static_cast<T>(random.below(labels + 1))};
-  for (int y = 0; y < c.size.height; ++y) want.row(y, norm == qoriNormInf);
-  qor::ownBoundSegments(marker.data(), marker.step(), cost.data(), cost.step(), c.size, want.value, norm);
+  for (int y = 0; y < c.size.height; ++y) want.row(y, c.variant == qoriNormInf);
+  qor::ownBoundSegments(marker.data(), marker.step(), cost.data(), cost.step(), c.size, want.value, c.variant);
   expectSame(marker, want.image);
 }
 
