@@ -130,10 +130,12 @@ class GradientFill {
       base_ = fill_.windowAt(x);
       open_ = ~fill_.visitedAt(y_, base_);
       strip_ = nullptr;
-      hasBeside_ = false;
+      hasBeside_ = hasAlong_ = false;
     }
     // Whether a pixel of columns x to `to` - 1 has not joined.
     bool isOpen(int x, int to) const { return (open_ >> (x - base_) & firstBits(to - x)) != 0; }
+    // Whether a run that begins at x may go on to the left.
+    bool mayBeginBefore(int x) const { return x == base_ || isOpen(x - 1, x); }
     // Those that the span admits.
     uint64_t admitted() {
       if (!hasBeside_) beside_ = fill_.besideSpan(span_, strip(), parentRow_, base_);
@@ -142,11 +144,14 @@ class GradientFill {
     }
     // Those that a run from the left or the span admits.
     uint64_t onward() {
-      const T* const p = strip();
-      const uint64_t along = fitting(p, p - channels, [this](V value, V reference, int phase) {
-        return fill_.fit_.admits(value, reference, phase);
-      });
-      return (open_ & ~along) == 0 ? open_ : (open_ & along) | admitted();
+      if (!hasAlong_) {
+        const T* const p = strip();
+        along_ = fitting(p, p - channels, [this](V value, V reference, int phase) {
+          return fill_.fit_.admits(value, reference, phase);
+        });
+        hasAlong_ = true;
+      }
+      return (open_ & ~along_) == 0 ? open_ : (open_ & along_) | admitted();
     }
 
    private:
@@ -159,8 +164,8 @@ class GradientFill {
     const FloodSpan& span_;
     const T *parentRow_, *row_;
     int y_, base_ = 0;
-    uint64_t open_ = 0, beside_ = 0;
-    bool hasBeside_ = false;
+    uint64_t open_ = 0, beside_ = 0, along_ = 0;
+    bool hasBeside_ = false, hasAlong_ = false;
     const T* strip_ = nullptr;
     Strip copied_;
   };
@@ -205,7 +210,7 @@ class GradientFill {
       if (hits != 0) {
         x += __builtin_ctzll(hits);
         if (x >= to) return;
-        const int left = runBegin(y, x, toLeft);
+        const int left = view.mayBeginBefore(x) ? runBegin(y, x, toLeft) : x;
         for (++x; x < width_;) {
           if (x >= view.end()) view.moveTo(x);
           x += onesFromLow(view.onward() >> (x - view.base()));
