@@ -12,6 +12,7 @@
 #include "qorcv/integral.h"
 #include "qorcv/morph.h"
 #include "qorcv/pyramid.h"
+#include "qorcv/segment.h"
 #include "qorcv/types.h"
 #include "qorcv/version.h"
 
