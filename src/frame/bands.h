@@ -51,6 +51,26 @@ void forRowsStatic(int height, int team, const Row& row) {
   for (int y = 0; y < height; ++y) row(y);
 }
 
+// A task in parts that goes through phases, by a team or by as many threads as the runtime grants: phase(number, part)
+// for all parts, from number 0 on, each phase behind the one before. Which one follows tells next(number), on the
+// calling thread alone; a negative number ends the task.
+template <class Phase, class Next>
+void inPhases(int parts, int team, const Phase& phase, const Next& next) {
+  int current = 0;
+#pragma omp parallel num_threads(team) default(none) shared(parts, phase, next, current)
+  {
+    const int threads = owncvGetNumThreads(), first = owncvGetIdThreads();
+    for (bool ends = false; !ends;) {
+      for (int part = first; part < parts; part += threads) phase(current, part);
+#pragma omp barrier
+#pragma omp master
+      current = next(current);
+#pragma omp barrier
+      ends = current < 0;
+    }
+  }
+}
+
 // Partial result of the whole height: work(band) gives a band's partial, merge(into, from) takes in the next one. A
 // thread without rows contributes neutral. Partial is plain data.
 //
