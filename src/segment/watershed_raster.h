@@ -7,6 +7,7 @@
 
 #include "frame/bands.h"
 #include "segment/labels.h"
+#include "segment/pixel_bits.h"
 
 namespace qor::inline QOR_LEVEL {
 
@@ -190,6 +191,102 @@ class WatershedRelaxation {
     return cost > floor ? cost : floor;
   }
 
+  // ---- pixels of a row that may change, as bits of words
+
+  // Calls visit(x) for pixels first to end - 1 whose bits are set, and for those behind one that it changed. bitsAt(x)
+  // is asked for a word when all before it are done. Whether any changed.
+  template <class Bits, class Visit>
+  static bool walkThere(ptrdiff_t first, ptrdiff_t end, const Bits& bitsFrom, const Visit& visit) {
+    bool changed = false;
+    for (ptrdiff_t x = first; x < end; x += wordPixels) {
+      const uint64_t in = firstBits(end - x);
+      for (uint64_t bits = bitsFrom(x) & in; bits != 0;) {
+        const int i = __builtin_ctzll(bits);
+        bits &= bits - 1;
+        const bool changes = visit(x + i);
+        changed |= changes;
+        bits |= (uint64_t{changes} << i << 1) & in;
+      }
+    }
+    return changed;
+  }
+  // The same from pixel end - 1 to the first, for those before one that changed.
+  template <class Bits, class Visit>
+  static bool walkBack(ptrdiff_t end, const Bits& bitsFrom, const Visit& visit) {
+    bool changed = false;
+    for (ptrdiff_t x = (end - 1) / wordPixels * wordPixels; x >= 0; x -= wordPixels) {
+      for (uint64_t bits = bitsFrom(x) & firstBits(end - x); bits != 0;) {
+        const int i = wordPixels - 1 - __builtin_clzll(bits);
+        bits &= ~(uint64_t{1} << i);
+        const bool changes = visit(x + i);
+        changed |= changes;
+        bits |= (uint64_t{changes} << i) >> 1;
+      }
+    }
+    return changed;
+  }
+
+  // Bits of kernel(p) for samples x to x + 63 of a row, of which it may be asked for first to end - 1. All bits where
+  // these are no whole word.
+  template <class S, class Kernel>
+  static uint64_t bitsFrom(ptrdiff_t x, ptrdiff_t first, ptrdiff_t end, const S* samples, const Kernel& kernel) {
+    if (end - first < wordPixels) return ~uint64_t{0};
+    const ptrdiff_t at = x + wordPixels <= end ? x : end - wordPixels;
+    return bitsOfWord<S>(kernel, samples + at) >> (x - at);
+  }
+
+  // Where a row, or two, may offer less than a pixel beside does. Fronts: less than they may.
+  V32s leastOffered(V32s beside, const None&, ptrdiff_t) const { return beside + splat(costs_.step); }
+  V32s leastOffered(V32s beside, const Behind& row, ptrdiff_t x) const {
+    V32s best = min(beside, load(row.cost + x)) + splat(costs_.step);
+    if constexpr (moves == Moves::eight) {
+      best = min(best, min(load(row.cost + x - 1), load(row.cost + x + 1)) + splat(costs_.diagonal));
+    }
+    if constexpr (moves == Moves::eikonal) best = best - splat(Qor32s{detail::frontGain[0]});
+    return best;
+  }
+  V32s leastOffered(V32s beside, const Both& rows, ptrdiff_t x) const {
+    return min(leastOffered(beside, rows.above, x), leastOffered(beside, rows.below, x));
+  }
+  // Lanes of ones where the cost at p is more than that.
+  static V32s isAbove(const Row& row, const Qor32s* p, V32s best) {
+    const V32s floor = loadAs<Qor32s>(row.relief + (p - row.cost)) << detail::lengthBits;
+    return load(p) > max(floor, best + splat(1));
+  }
+  template <class Rows>
+  uint64_t lessThere(const Row& row, const Rows& rows, ptrdiff_t x) const {
+    return bitsFrom(x, 1, width_ - 1, row.cost,
+                    [&](const Qor32s* p) { return isAbove(row, p, leastOffered(load(p - 1), rows, p - row.cost)); });
+  }
+  template <class Rows>
+  uint64_t lessBack(const Row& row, const Rows& rows, ptrdiff_t x) const {
+    return bitsFrom(x, 0, width_ - 1, row.cost, [&](const Qor32s* p) {
+      if constexpr (moves == Moves::eikonal) {
+        return isAbove(row, p, leastOffered(load(p + 1), rows, p - row.cost));
+      } else {
+        return isAbove(row, p, leastOffered(load(p + 1), None(), 0));
+      }
+    });
+  }
+
+  // Where a label is not that of the origin any more. On the way back it is if it was on the way there, unless it came
+  // from the right.
+  template <class... Origins>
+  uint64_t strayed(const Row& row, ptrdiff_t x, ptrdiff_t first, Origins... origins) const {
+    return bitsFrom(x, first, width_ - 1, static_cast<const T*>(row.label), [&](const T* p) {
+      const Vec<T> own = load(p), from = loadAs<T>(row.origin + (p - row.label));
+      return (andNot(load(p + offsets_[origins]) == own, from == splat(static_cast<T>(origins))) | ...);
+    });
+  }
+  uint64_t strayedThere(const Row& row, int y, ptrdiff_t x) const {
+    using enum detail::Origin;
+    const uint64_t beside = strayed(row, x, 1, right, left, below);
+    const uint64_t across = y > 0 ? strayed(row, x, 1, above) : 0;
+    if constexpr (moves != Moves::eight) return beside | across;
+    const uint64_t corners = strayed(row, x, 1, belowLeft, belowRight);
+    return beside | across | corners | (y > 0 ? strayed(row, x, 1, aboveLeft, aboveRight) : 0);
+  }
+
   // ---- the first visit of a row
 
   // Seeds keep their label; in a row that is not seeded there are none.
@@ -230,17 +327,17 @@ class WatershedRelaxation {
       }
       put(x, best.origin);
     }
-    for (ptrdiff_t x = width_ - 2; x >= 0; --x) {
-      const Offer best = offeredBack(rows, x, cost);
-      const Qor32s offered = costAt(row.relief[x], best), before = row.cost[x];
-      const bool less = offered < before;
-      cost = less ? offered : before;
-      row.cost[x] = cost;
-      if (less) {
-        row.label[x] = row.label[x + offsets_[best.origin]];
-        row.origin[x] = best.origin;
-      }
-    }
+    walkBack(
+        width_ - 1, [&](ptrdiff_t x) { return lessBack(row, rows, x); },
+        [&](ptrdiff_t x) {
+          const Offer best = offeredBack(rows, x, row.cost[x + 1]);
+          const Qor32s offered = costAt(row.relief[x], best);
+          if (offered >= row.cost[x]) return false;
+          row.cost[x] = offered;
+          row.label[x] = row.label[x + offsets_[best.origin]];
+          row.origin[x] = best.origin;
+          return true;
+        });
   }
 
   // ---- later visits
@@ -280,26 +377,50 @@ class WatershedRelaxation {
     return visit(row, x, offeredBack(rows, x, row.cost[x + 1]));
   }
 
-  // Every pixel of a row.
+  // Every pixel of a row. Most stay as they are and are told by vectors.
   bool settle(int y, const Behind& behind) {
     const Row row = rowAt(y);
-    bool changed = false;
-    for (ptrdiff_t x = 0; x < width_; ++x) changed |= visitThere(row, behind, x);
-    for (ptrdiff_t x = width_ - 2; x >= 0; --x) changed |= visitBack(row, behind, x);
+    const auto there = [&](ptrdiff_t x) { return visitThere(row, behind, x); };
+    const auto back = [&](ptrdiff_t x) { return visitBack(row, behind, x); };
+    const ptrdiff_t last = width_ - 1;
+    bool changed = there(0);
+    changed |= walkThere(
+        1, last,
+        [&](ptrdiff_t x) {
+          const uint64_t bits = lessThere(row, behind, x) | strayedThere(row, y, x);
+          clearTouched(row, x, last);
+          return bits;
+        },
+        there);
+    if (last > 0) changed |= there(last);
+    changed |= walkBack(
+        last,
+        [&](ptrdiff_t x) {
+          const uint64_t bits = lessBack(row, behind, x) | strayed(row, x, 0, Origin::right);
+          clearTouched(row, x, last);
+          return bits;
+        },
+        back);
     return changed;
   }
+  static void clearTouched(const Row& row, ptrdiff_t x, ptrdiff_t end) {
+    __builtin_memset(row.touched + x, 0, static_cast<size_t>(end - x < wordPixels ? end - x : wordPixels));
+  }
 
-  // The touched pixels of a touched row; those that a change touches ahead of it are visited too.
+  // The touched pixels of a touched row.
   template <class Rows>
   bool check(int y, const Rows& rows) {
     Qor8u* const flags = planes_.touchedRows + y;
     if (*flags == 0) return false;
     const Row row = rowAt(y);
-    bool changed = false;
-    for (ptrdiff_t x = 0; x < width_; ++x)
-      if (row.touched[x] != 0) changed |= visitThere(row, rows, x);
-    for (ptrdiff_t x = width_ - 2; x >= 0; --x)
-      if (row.touched[x] != 0) changed |= visitBack(row, rows, x);
+    const auto touched = [&](ptrdiff_t end) {
+      return [&row, end](ptrdiff_t x) {
+        return bitsAt<Qor8u>(
+            x, end, [](const Qor8u* p) { return load(p) == splat<Qor8u>(1); }, row.touched);
+      };
+    };
+    bool changed = walkThere(0, width_, touched(width_), [&](ptrdiff_t x) { return visitThere(row, rows, x); });
+    changed |= walkBack(width_ - 1, touched(width_ - 1), [&](ptrdiff_t x) { return visitBack(row, rows, x); });
     *flags = 0;
     // Two bands may do so for the row between them, and so nothing but a 1 is ever written to it.
     if (changed) flags[-1] = flags[1] = 1;
