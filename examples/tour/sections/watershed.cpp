@@ -82,12 +82,6 @@ Picture averaged(const Picture& picture, const Labels& labels) {
   return out;
 }
 
-struct Mode {
-  QoriNorm norm;
-  int flag;
-  const char* name;
-};
-
 }  // namespace
 
 void watershed(const Input& in, Output& out) {
@@ -125,29 +119,33 @@ void watershed(const Input& in, Output& out) {
                                                  qoriNormFM, qorSegmentRaster, scratch.data()));
   out.figure("By relaxation, every label in its mean colour", averaged(in.frames[0], relaxed));
 
-  // A wall with a gate between a wide plain on the left and the seeds' way to the right.
-  const Picture plain = [&] {
-    Picture ground(size.width, size.height);
-    for (int y = 0; y < size.height; ++y) {
-      const bool isGate = y > size.height * 2 / 5 && y < size.height * 3 / 5;
-      *ground.at(size.width * 2 / 3, y) = isGate ? 0 : 200;
-    }
-    return ground;
-  }();
-  for (const Mode mode : {Mode{qoriNormL1, qorSegmentRaster, "qoriNormL1"},
-                          {qoriNormInf, qorSegmentRaster, "qoriNormInf"},
-                          {qoriNormL2, qorSegmentRaster, "qoriNormL2"},
-                          {qoriNormFM, qorSegmentRaster, "qoriNormFM"}}) {
-    Labels labels(size.width, size.height);
-    const int flag = mode.flag | qorSegmentBorder8;
-    for (int i = 0; i < 9; ++i) {
-      const int x = size.width * (2 * (i % 3) + 1 + i / 3 % 2) / 7, y = size.height * (2 * (i / 3) + 1) / 6;
-      *labels.at(x, y) = static_cast<Qor16u>(i + 1);
-    }
+  // Level ground with a wall across it, and a gate in the wall.
+  Picture plain(size.width, size.height), shown(size.width, size.height, 3);
+  const int wall = size.width * 2 / 3, gate = size.height * 2 / 5, gateHeight = size.height / 5;
+  for (int y = 0; y < size.height; ++y) *plain.at(wall, y) = y >= gate && y < gate + gateHeight ? 0 : 200;
+  fillRect(shown, {0, 0, size.width, size.height}, {190, 190, 190});
+  fillRect(shown, {wall - 1, 0, 3, gate}, black);
+  fillRect(shown, {wall - 1, gate + gateHeight, 3, size.height - gate - gateHeight}, black);
+  Labels nine(size.width, size.height);
+  for (int i = 0; i < 9; ++i) {
+    const int x = size.width * (2 * (i % 3) + 1 + i / 3 % 2) / 7, y = size.height * (2 * (i / 3) + 1) / 6;
+    *nine.at(x, y) = static_cast<Qor16u>(i + 1);
+    fillCircle(shown, static_cast<float>(x), static_cast<float>(y), 4, black);
+  }
+  const struct {
+    QoriNorm norm;
+    const char* fronts;
+  } modes[] = {{qoriNormL1, "qoriNormL1: fronts are diamonds"},
+               {qoriNormInf, "qoriNormInf: squares"},
+               {qoriNormL2, "qoriNormL2: octagons"},
+               {qoriNormFM, "qoriNormFM: circles"}};
+  for (const auto& mode : modes) {
+    Labels labels = nine;
+    const int flag = qorSegmentRaster | qorSegmentBorder8;
     TOUR_CALL(out, qoriSegmentWatershed_8u16u_C1IR(plain.data(), plain.step(), labels.data(), labels.step(), size,
                                                    mode.norm, flag, scratch.data()));
-    out.figure(std::string("Nine seeds on level ground with a wall and a gate in it, ") + mode.name,
-               tinted(mapColors(plain, heat), labels));
+    out.figure(std::string("Nine seeds on level ground, with a wall and a gate in it, for ") + mode.fronts,
+               tinted(shown, labels));
   }
 }
 
