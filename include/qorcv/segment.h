@@ -1,6 +1,6 @@
 /**
  * @file segment.h
- * Segmentation: watershed, gradient segmentation, boundaries of segments.
+ * Segmentation: flood fill, watershed, gradient segmentation, boundaries of segments.
  */
 #ifndef QORCV_SEGMENT_H
 #define QORCV_SEGMENT_H
@@ -10,6 +10,159 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/**
+ * @defgroup flood_fill Flood fill
+ *
+ * Repaints, in place, the connected region of a seed pixel with newVal and tells its extent. Three families differ in
+ * what joins the region; `4Con` goes on to the 4 pixels beside one that has joined, `8Con` to the diagonal ones too.
+ *
+ * - Plain (`_4Con`, `_8Con`): a pixel that equals the seed's former value, on every channel. A NaN equals nothing.
+ * - Range (`_Range4Con`, `_Range8Con`): a pixel within seed - minDelta .. seed + maxDelta on every channel, the bounds
+ *   included; they saturate in 8u and 16u and are rounded to 32-bit floats in 32f. NaN lies in no band.
+ * - Gradient (`_Grad4Con`, `_Grad8Con`): a pixel p within q - minDelta .. q + maxDelta on every channel, where q is the
+ *   former value of a neighbour that has joined, so that the value floats along the region. With different deltas a
+ *   way may be passable in one direction only. In 32f the test is |(p + c) - q| <= h, with c = (minDelta - maxDelta) /
+ * 2 and h = (minDelta + maxDelta) / 2, in 32-bit floats; where a run is followed to the left it is |(p - q) + c| <= h.
+ *   In the seed's own run the test is "not above" instead of "at most", so that a NaN there is passed over.
+ *
+ * The seed joins in any case. Where it already equals newVal on every channel (0.0 and -0.0 are equal), the plain and
+ * the range fill return at once, with pRegion as it was; the gradient fill goes on.
+ *
+ * @b Result: *pRegion holds the number of painted pixels, the fill value by channel (0 where there is none) and the
+ * bounding rectangle in the region's coordinates. A region of more than 2^31 - 1 pixels has a wrapped area.
+ *
+ * The range fill has a limited memory, as a stack of spans: when width * height / 4 of them wait (the product in 32
+ * bits, the quotient rounded to 0; none is 0 and drops nothing), all of them are dropped. The pixels of dropped spans
+ * are painted and counted but not in the rectangle, and their neighbours may be missing. It happens in regions of many
+ * narrow branches and in tiny images: of a region of 4 to 7 pixels on more than one row it leaves the seed's own run.
+ * The plain and the gradient fill find the whole region in every image. Each pixel joins once, also where newVal lies
+ * in the band itself.
+ *
+ * @b Region: only pixels of the region are read, only those that join are written. An image of three channels in 8u or
+ * 32f may have a step below the bytes of a row, down to a third of them: that is for single rows. Where there are more
+ * rows, they overlap, and only pixels in the seed's row are painted.
+ *
+ * @b Scratch: at any address, of the size that qoriFloodFillGetSize reports for the plain and the range fill, and
+ * qoriFloodFillGetSize_Grad for the gradient fill, formed in 64 bits and wrapped to 32:
+ *
+ *     6 W H + 32;   (W + 2) (H + 2) + 16 W H + 64   for a region of W x H
+ *
+ * @b Threads: none.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr, also for the pointers to values; qorStsSizeErr for a width
+ * or height below 1; qorStsStepErr for a step below the bytes of a row, counted in 64 bits, those of a single channel
+ * in 8u and 32f; qorStsNotEvenStepErr for a step that is not a multiple of the sample size; qorStsOutOfRangeErr for a
+ * seed outside the region; the gradient fill in 32f then qorStsOutOfRangeErr for a delta below 0 (NaN passes, and then
+ * nothing joins the seed's run). Queries: qorStsNullPtrErr, qorStsSizeErr.
+ * @{
+ */
+/** What a flood fill tells of its region. */
+typedef struct {
+  Qor64f area;     /**< painted pixels */
+  Qor64f value[3]; /**< the fill value by channel, 0 for those that the image does not have */
+  QoriRect rect;   /**< bounding rectangle */
+} QoriConnectedComp;
+
+QorStatus qoriFloodFillGetSize(QoriSize roiSize, int* pSize);
+QorStatus qoriFloodFillGetSize_Grad(QoriSize roiSize, int* pSize);
+QorStatus qoriFloodFill_4Con_8u_C1IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor8u newVal,
+                                     QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_4Con_8u_C3IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                     const Qor8u* pNewVal, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_4Con_16u_C1IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor16u newVal,
+                                      QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_4Con_16u_C3IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                      const Qor16u* pNewVal, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_4Con_32s_C1IR(Qor32s* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor32s newVal,
+                                      QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_4Con_32f_C1IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor32f newVal,
+                                      QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_4Con_32f_C3IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                      const Qor32f* pNewVal, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_8Con_8u_C1IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor8u newVal,
+                                     QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_8Con_8u_C3IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                     const Qor8u* pNewVal, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_8Con_16u_C1IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor16u newVal,
+                                      QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_8Con_16u_C3IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                      const Qor16u* pNewVal, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_8Con_32s_C1IR(Qor32s* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor32s newVal,
+                                      QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_8Con_32f_C1IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor32f newVal,
+                                      QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_8Con_32f_C3IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                      const Qor32f* pNewVal, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range4Con_8u_C1IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor8u newVal,
+                                          Qor8u minDelta, Qor8u maxDelta, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range4Con_8u_C3IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          const Qor8u* pNewVal, const Qor8u* pMinDelta, const Qor8u* pMaxDelta,
+                                          QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range4Con_16u_C1IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                           Qor16u newVal, Qor16u minDelta, Qor16u maxDelta, QoriConnectedComp* pRegion,
+                                           Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range4Con_16u_C3IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                           const Qor16u* pNewVal, const Qor16u* pMinDelta, const Qor16u* pMaxDelta,
+                                           QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range4Con_32f_C1IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                           Qor32f newVal, Qor32f minDelta, Qor32f maxDelta, QoriConnectedComp* pRegion,
+                                           Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range4Con_32f_C3IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                           const Qor32f* pNewVal, const Qor32f* pMinDelta, const Qor32f* pMaxDelta,
+                                           QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range8Con_8u_C1IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor8u newVal,
+                                          Qor8u minDelta, Qor8u maxDelta, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range8Con_8u_C3IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          const Qor8u* pNewVal, const Qor8u* pMinDelta, const Qor8u* pMaxDelta,
+                                          QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range8Con_16u_C1IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                           Qor16u newVal, Qor16u minDelta, Qor16u maxDelta, QoriConnectedComp* pRegion,
+                                           Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range8Con_16u_C3IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                           const Qor16u* pNewVal, const Qor16u* pMinDelta, const Qor16u* pMaxDelta,
+                                           QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range8Con_32f_C1IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                           Qor32f newVal, Qor32f minDelta, Qor32f maxDelta, QoriConnectedComp* pRegion,
+                                           Qor8u* pBuffer);
+QorStatus qoriFloodFill_Range8Con_32f_C3IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                           const Qor32f* pNewVal, const Qor32f* pMinDelta, const Qor32f* pMaxDelta,
+                                           QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad4Con_8u_C1IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor8u newVal,
+                                         Qor8u minDelta, Qor8u maxDelta, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad4Con_8u_C3IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                         const Qor8u* pNewVal, const Qor8u* pMinDelta, const Qor8u* pMaxDelta,
+                                         QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad4Con_16u_C1IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          Qor16u newVal, Qor16u minDelta, Qor16u maxDelta, QoriConnectedComp* pRegion,
+                                          Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad4Con_16u_C3IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          const Qor16u* pNewVal, const Qor16u* pMinDelta, const Qor16u* pMaxDelta,
+                                          QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad4Con_32f_C1IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          Qor32f newVal, Qor32f minDelta, Qor32f maxDelta, QoriConnectedComp* pRegion,
+                                          Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad4Con_32f_C3IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          const Qor32f* pNewVal, const Qor32f* pMinDelta, const Qor32f* pMaxDelta,
+                                          QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad8Con_8u_C1IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed, Qor8u newVal,
+                                         Qor8u minDelta, Qor8u maxDelta, QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad8Con_8u_C3IR(Qor8u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                         const Qor8u* pNewVal, const Qor8u* pMinDelta, const Qor8u* pMaxDelta,
+                                         QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad8Con_16u_C1IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          Qor16u newVal, Qor16u minDelta, Qor16u maxDelta, QoriConnectedComp* pRegion,
+                                          Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad8Con_16u_C3IR(Qor16u* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          const Qor16u* pNewVal, const Qor16u* pMinDelta, const Qor16u* pMaxDelta,
+                                          QoriConnectedComp* pRegion, Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad8Con_32f_C1IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          Qor32f newVal, Qor32f minDelta, Qor32f maxDelta, QoriConnectedComp* pRegion,
+                                          Qor8u* pBuffer);
+QorStatus qoriFloodFill_Grad8Con_32f_C3IR(Qor32f* pImage, int imageStep, QoriSize roiSize, QoriPoint seed,
+                                          const Qor32f* pNewVal, const Qor32f* pMinDelta, const Qor32f* pMaxDelta,
+                                          QoriConnectedComp* pRegion, Qor8u* pBuffer);
+/** @} */
 
 /** Flags of the segmentations below, to be ORed. */
 enum {

@@ -8,21 +8,29 @@ namespace qor::inline QOR_LEVEL {
 
 constexpr int wordPixels = 64;
 
-// Whether kernel's lanes are set, for the 64 pixels at p. kernel(const T*...) compares a vector at each of its sources.
-template <class T, class Kernel, class... S>
-QOR_FORCE_INLINE uint64_t bitsOfWord(const Kernel& kernel, const S*... p) {
-  constexpr int lanes = Vec<T>::lanes;
+// One bit a sample, up to 64: whether the lanes are set that compare(i) gives for the vector V at sample i.
+template <int samples, class V, class Compare>
+QOR_FORCE_INLINE uint64_t bitsOf(const Compare& compare) {
+  using T = typename V::Sample;
+  static_assert(samples <= wordPixels && samples % V::lanes == 0);
   uint64_t bits = 0;
   if constexpr (sizeof(T) == 2) {
-    for (int i = 0; i < wordPixels; i += 2 * lanes) {
-      const V8s both = narrowToS(as<Qor16s>(kernel((p + i)...)), as<Qor16s>(kernel((p + i + lanes)...)));
+    static_assert(samples % (2 * V::lanes) == 0);
+    for (int i = 0; i < samples; i += 2 * V::lanes) {
+      const auto both = narrowToS(as<Qor16s>(compare(i)), as<Qor16s>(compare(i + V::lanes)));
       bits |= uint64_t{signBits(both)} << i;
     }
   } else {
-    using Lane = std::conditional_t<sizeof(T) == 1, T, Qor32f>;
-    for (int i = 0; i < wordPixels; i += lanes) bits |= uint64_t{signBits(as<Lane>(kernel((p + i)...)))} << i;
+    using Lane = std::conditional_t<sizeof(T) == 1, Qor8u, Qor32f>;
+    for (int i = 0; i < samples; i += V::lanes) bits |= uint64_t{signBits(as<Lane>(compare(i)))} << i;
   }
   return bits;
+}
+
+// The same for the 64 pixels at p. kernel(const T*...) compares a vector at each of its sources.
+template <class T, class Kernel, class... S>
+QOR_FORCE_INLINE uint64_t bitsOfWord(const Kernel& kernel, const S*... p) {
+  return bitsOf<wordPixels, Vec<T>>([&](int i) { return kernel((p + i)...); });
 }
 
 // The first n of 64 bits.

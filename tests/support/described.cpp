@@ -246,7 +246,9 @@ void Call::drawNumbers() {
     } else if (role == 'o') {
       slots[i].as<int>() = c.random.oneIn(4) ? c.random.below(30) : c.random.below(8);
     } else if (role == 'p') {
-      slots[i].as<QoriPoint>() = {c.random.below(c.size.width), c.random.below(c.size.height)};
+      // The first pixel is one of every region.
+      slots[i].as<QoriPoint>() = {c.usual ? 0 : c.random.below(c.size.width),
+                                  c.usual ? 0 : c.random.below(c.size.height)};
     } else if (role == 'v') {
       withSample(p.sample, [&]<class T>(T) {
         Maker<T> maker(Data::Random, c.random.bits());

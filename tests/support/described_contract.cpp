@@ -270,9 +270,10 @@ void DescribedContract::parse(const std::string& text) {
   } else if (verbIs("inside")) {
     const Words w(text, qorStsOutOfRangeErr);
     QoriPoint* const p = &now.slots[argument('p')].as<QoriPoint>();
+    // Every pixel is outside an empty region, of which the size is refused: there the first one passes.
     const auto outside = [=, this] {
       const QoriSize size = now.size();
-      return p->x < 0 || p->y < 0 || p->x >= size.width || p->y >= size.height;
+      return p->x < 0 || p->y < 0 || p->x >= std::max(size.width, 1) || p->y >= std::max(size.height, 1);
     };
     check(
         "p outside", w.status, outside, [=] { p->x = -1; }, [=] { p->y = -1; }, [=, this] { p->x = now.size().width; },
