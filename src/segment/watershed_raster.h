@@ -212,9 +212,9 @@ class WatershedRelaxation {
   }
   // The same from pixel end - 1 to the first, for those before one that changed.
   template <class Bits, class Visit>
-  static bool walkBack(ptrdiff_t end, const Bits& bitsFrom, const Visit& visit) {
+  static bool walkBack(ptrdiff_t first, ptrdiff_t end, const Bits& bitsFrom, const Visit& visit) {
     bool changed = false;
-    for (ptrdiff_t x = (end - 1) / wordPixels * wordPixels; x >= 0; x -= wordPixels) {
+    for (ptrdiff_t x = first + (end - 1 - first) / wordPixels * wordPixels; x >= first && x < end; x -= wordPixels) {
       for (uint64_t bits = bitsFrom(x) & firstBits(end - x); bits != 0;) {
         const int i = wordPixels - 1 - __builtin_clzll(bits);
         bits &= ~(uint64_t{1} << i);
@@ -259,8 +259,8 @@ class WatershedRelaxation {
                     [&](const Qor32s* p) { return isAbove(row, p, leastOffered(load(p - 1), rows, p - row.cost)); });
   }
   template <class Rows>
-  uint64_t lessBack(const Row& row, const Rows& rows, ptrdiff_t x) const {
-    return bitsFrom(x, 0, width_ - 1, row.cost, [&](const Qor32s* p) {
+  uint64_t lessBack(const Row& row, const Rows& rows, ptrdiff_t x, ptrdiff_t first) const {
+    return bitsFrom(x, first, width_ - 1, row.cost, [&](const Qor32s* p) {
       if constexpr (moves == Moves::eikonal) {
         return isAbove(row, p, leastOffered(load(p + 1), rows, p - row.cost));
       } else {
@@ -269,22 +269,25 @@ class WatershedRelaxation {
     });
   }
 
-  // Where a label is not that of the origin any more. On the way back it is if it was on the way there, unless it came
-  // from the right.
+  // Where a label is not that of the origin any more. Rows that are not there are no origins.
   template <class... Origins>
-  uint64_t strayed(const Row& row, ptrdiff_t x, ptrdiff_t first, Origins... origins) const {
-    return bitsFrom(x, first, width_ - 1, static_cast<const T*>(row.label), [&](const T* p) {
+  uint64_t strayed(const Row& row, ptrdiff_t x, Origins... origins) const {
+    return bitsFrom(x, 1, width_ - 1, static_cast<const T*>(row.label), [&](const T* p) {
       const Vec<T> own = load(p), from = loadAs<T>(row.origin + (p - row.label));
       return (andNot(load(p + offsets_[origins]) == own, from == splat(static_cast<T>(origins))) | ...);
     });
   }
-  uint64_t strayedThere(const Row& row, int y, ptrdiff_t x) const {
+  uint64_t strayed(const Row& row, int y, ptrdiff_t x) const {
     using enum detail::Origin;
-    const uint64_t beside = strayed(row, x, 1, right, left, below);
-    const uint64_t across = y > 0 ? strayed(row, x, 1, above) : 0;
-    if constexpr (moves != Moves::eight) return beside | across;
-    const uint64_t corners = strayed(row, x, 1, belowLeft, belowRight);
-    return beside | across | corners | (y > 0 ? strayed(row, x, 1, aboveLeft, aboveRight) : 0);
+    uint64_t bits = strayed(row, x, right, left);
+    if constexpr (moves == Moves::eight) {
+      if (y > 0) bits |= strayed(row, x, aboveRight, above, aboveLeft);
+      if (y < height_ - 1) bits |= strayed(row, x, belowLeft, below, belowRight);
+    } else {
+      if (y > 0) bits |= strayed(row, x, above);
+      if (y < height_ - 1) bits |= strayed(row, x, below);
+    }
+    return bits;
   }
 
   // ---- the first visit of a row
@@ -328,7 +331,7 @@ class WatershedRelaxation {
       put(x, best.origin);
     }
     walkBack(
-        width_ - 1, [&](ptrdiff_t x) { return lessBack(row, rows, x); },
+        0, width_ - 1, [&](ptrdiff_t x) { return lessBack(row, rows, x, 0); },
         [&](ptrdiff_t x) {
           const Offer best = offeredBack(rows, x, row.cost[x + 1]);
           const Qor32s offered = costAt(row.relief[x], best);
@@ -377,50 +380,51 @@ class WatershedRelaxation {
     return visit(row, x, offeredBack(rows, x, row.cost[x + 1]));
   }
 
-  // Every pixel of a row. Most stay as they are and are told by vectors.
-  bool settle(int y, const Behind& behind) {
+  // All pixels of a row, or those that are touched.
+  template <bool all, class Rows>
+  bool revisit(int y, const Rows& rows) {
     const Row row = rowAt(y);
-    const auto there = [&](ptrdiff_t x) { return visitThere(row, behind, x); };
-    const auto back = [&](ptrdiff_t x) { return visitBack(row, behind, x); };
     const ptrdiff_t last = width_ - 1;
-    bool changed = there(0);
-    changed |= walkThere(
-        1, last,
-        [&](ptrdiff_t x) {
-          const uint64_t bits = lessThere(row, behind, x) | strayedThere(row, y, x);
-          clearTouched(row, x, last);
-          return bits;
-        },
-        there);
-    if (last > 0) changed |= there(last);
-    changed |= walkBack(
-        last,
-        [&](ptrdiff_t x) {
-          const uint64_t bits = lessBack(row, behind, x) | strayed(row, x, 0, Origin::right);
-          clearTouched(row, x, last);
-          return bits;
-        },
-        back);
+    const auto there = [&](ptrdiff_t x) { return visitThere(row, rows, x); };
+    const auto back = [&](ptrdiff_t x) { return visitBack(row, rows, x); };
+    const auto isDue = [&](ptrdiff_t x) { return all || row.touched[x] != 0; };
+    // Most that are due stay as they are: vectors tell which change.
+    const auto dueAmong = [&](ptrdiff_t x, const auto& changing) {
+      uint64_t due = ~uint64_t{0};
+      if constexpr (!all) {
+        due = bitsAt<Qor8u>(
+            x, last, [](const Qor8u* p) { return load(p) == splat<Qor8u>(1); }, row.touched);
+        if (due == 0) return due;
+      }
+      due &= changing(x);
+      __builtin_memset(row.touched + x, 0, static_cast<size_t>(last - x < wordPixels ? last - x : wordPixels));
+      return due;
+    };
+    const auto dueThere = [&](ptrdiff_t x) {
+      return dueAmong(x, [&](ptrdiff_t at) { return lessThere(row, rows, at) | strayed(row, y, at); });
+    };
+    // If all have been visited on the way there, labels have strayed since where they are from the right alone.
+    const auto dueBack = [&](ptrdiff_t x) {
+      return dueAmong(x, [&](ptrdiff_t at) {
+        return lessBack(row, rows, at, 1) | (all ? strayed(row, at, Origin::right) : strayed(row, y, at));
+      });
+    };
+    bool changed = isDue(0) && there(0);
+    changed |= walkThere(1, last, dueThere, there);
+    if (last == 0) return changed;
+    changed |= isDue(last) && there(last);
+    changed |= walkBack(1, last, dueBack, back);
+    changed |= isDue(0) && back(0);
     return changed;
   }
-  static void clearTouched(const Row& row, ptrdiff_t x, ptrdiff_t end) {
-    __builtin_memset(row.touched + x, 0, static_cast<size_t>(end - x < wordPixels ? end - x : wordPixels));
-  }
 
-  // The touched pixels of a touched row.
+  bool settle(int y, const Behind& behind) { return revisit<true>(y, behind); }
+
   template <class Rows>
   bool check(int y, const Rows& rows) {
     Qor8u* const flags = planes_.touchedRows + y;
     if (*flags == 0) return false;
-    const Row row = rowAt(y);
-    const auto touched = [&](ptrdiff_t end) {
-      return [&row, end](ptrdiff_t x) {
-        return bitsAt<Qor8u>(
-            x, end, [](const Qor8u* p) { return load(p) == splat<Qor8u>(1); }, row.touched);
-      };
-    };
-    bool changed = walkThere(0, width_, touched(width_), [&](ptrdiff_t x) { return visitThere(row, rows, x); });
-    changed |= walkBack(width_ - 1, touched(width_ - 1), [&](ptrdiff_t x) { return visitBack(row, rows, x); });
+    const bool changed = revisit<false>(y, rows);
     *flags = 0;
     // Two bands may do so for the row between them, and so nothing but a 1 is ever written to it.
     if (changed) flags[-1] = flags[1] = 1;
