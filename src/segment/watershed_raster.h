@@ -168,14 +168,13 @@ class WatershedRelaxation {
       if constexpr (moves == Moves::eikonal) {
         const Qor32s later = along.cost > across.cost ? along.cost : across.cost;
         const Qor32u delay = static_cast<Qor32u>(later) - static_cast<Qor32u>(best.cost);
-        best.cost = detail::wrappingSum(best.cost, delay < 64 ? -frontGainOf(delay) : 0);
+        best.cost = detail::wrappingSum(best.cost, delay < 64 ? -Qor32s{detail::frontGain[delay]} : 0);
       }
       return best;
     }
   }
-  static Qor32s frontGainOf(Qor32u delay) { return detail::frontGain[delay]; }
 
-  // On the way back through a row; what the rows behind offer has been taken on the way there.
+  // On the way back through a row. What the rows behind offer alone has been taken on the way there.
   template <class Rows>
   Offer offeredBack(const Rows& rows, ptrdiff_t x, Qor32s beside) const {
     if constexpr (moves == Moves::eikonal) {
@@ -193,14 +192,14 @@ class WatershedRelaxation {
 
   // ---- pixels of a row that may change, as bits of words
 
-  // Calls visit(x) for pixels first to end - 1 whose bits are set, and for those behind one that it changed. bitsAt(x)
-  // is asked for a word when all before it are done. Whether any changed.
-  template <class Bits, class Visit>
-  static bool walkThere(ptrdiff_t first, ptrdiff_t end, const Bits& bitsFrom, const Visit& visit) {
+  // Calls visit(x) for pixels first to end - 1 whose bits are set, and for those behind one that it changed. A
+  // word is asked for, of pixel x as wordAt(x), when all before it are done. Whether any changed.
+  template <class Word, class Visit>
+  static bool walkThere(ptrdiff_t first, ptrdiff_t end, const Word& wordAt, const Visit& visit) {
     bool changed = false;
     for (ptrdiff_t x = first; x < end; x += wordPixels) {
       const uint64_t in = firstBits(end - x);
-      for (uint64_t bits = bitsFrom(x) & in; bits != 0;) {
+      for (uint64_t bits = wordAt(x) & in; bits != 0;) {
         const int i = __builtin_ctzll(bits);
         bits &= bits - 1;
         const bool changes = visit(x + i);
@@ -211,11 +210,11 @@ class WatershedRelaxation {
     return changed;
   }
   // The same from pixel end - 1 to the first, for those before one that changed.
-  template <class Bits, class Visit>
-  static bool walkBack(ptrdiff_t first, ptrdiff_t end, const Bits& bitsFrom, const Visit& visit) {
+  template <class Word, class Visit>
+  static bool walkBack(ptrdiff_t first, ptrdiff_t end, const Word& wordAt, const Visit& visit) {
     bool changed = false;
     for (ptrdiff_t x = first + (end - 1 - first) / wordPixels * wordPixels; x >= first && x < end; x -= wordPixels) {
-      for (uint64_t bits = bitsFrom(x) & firstBits(end - x); bits != 0;) {
+      for (uint64_t bits = wordAt(x) & firstBits(end - x); bits != 0;) {
         const int i = wordPixels - 1 - __builtin_clzll(bits);
         bits &= ~(uint64_t{1} << i);
         const bool changes = visit(x + i);
@@ -493,7 +492,7 @@ class WatershedRelaxation {
   void runInBands(int count) {
     const Bands bands(count, height_);
     bool changed[stackSlots] = {};
-    enum Phase { sources, away, meetings, back, checkSources, checkAway, checkMeetings, checkBack, ended };
+    enum Phase { sources, away, meetings, back, checkSources, checkAway, checkMeetings, checkBack };
     const auto inBand = [&](int phase, int band) {
       const int towards = bands.isEven(band) ? 1 : -1;
       const int upper = bands.edges[band] + 1, lower = bands.edges[band + 1] - 1;
