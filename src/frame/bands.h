@@ -51,22 +51,22 @@ void forRowsStatic(int height, int team, const Row& row) {
   for (int y = 0; y < height; ++y) row(y);
 }
 
-// One task in two parts, 0 and 1, by a team of two, or by the one thread that the runtime grants: begin(part) for both;
-// then, as long as meet() is true, resume(part) for both. meet() runs alone, on the calling thread.
-template <class Begin, class Meet, class Resume>
-void inTwoParts(const Begin& begin, const Meet& meet, const Resume& resume) {
-  bool again = false;
-#pragma omp parallel num_threads(2) default(none) shared(begin, meet, resume, again)
+// A task in parts that goes through phases, by a team or by as many threads as the runtime grants: phase(number, part)
+// for all parts, from number 0 on, each phase behind the one before. Which one follows tells next(number), on the
+// calling thread alone; a negative number ends the task.
+template <class Phase, class Next>
+void inPhases(int parts, int team, const Phase& phase, const Next& next) {
+  int current = 0;
+#pragma omp parallel num_threads(team) default(none) shared(parts, phase, next, current)
   {
     const int threads = owncvGetNumThreads(), first = owncvGetIdThreads();
-    for (int part = first; part < 2; part += threads) begin(part);
-    for (;;) {
+    for (bool ends = false; !ends;) {
+      for (int part = first; part < parts; part += threads) phase(current, part);
 #pragma omp barrier
 #pragma omp master
-      again = meet();
+      current = next(current);
 #pragma omp barrier
-      if (!again) break;
-      for (int part = first; part < 2; part += threads) resume(part);
+      ends = current < 0;
     }
   }
 }

@@ -40,8 +40,14 @@ class Reconstruction {
     // away from the seam and back.
     const int seam = height_ / 2, near[] = {seam - 1, seam}, far[] = {0, height_ - 1};
     bool changed[] = {true, true};
-    inTwoParts([&](int half) { start(far[half], near[half]); }, [&] { return meet(seam) || changed[0] || changed[1]; },
-               [&](int half) { changed[half] = sweep(near[half], far[half]) && sweep(far[half], near[half]); });
+    const auto growHalf = [&](int phase, int half) {
+      if (phase == 0) {
+        start(far[half], near[half]);
+      } else {
+        changed[half] = sweep(near[half], far[half]) && sweep(far[half], near[half]);
+      }
+    };
+    inPhases(2, 2, growHalf, [&](int) { return meet(seam) || changed[0] || changed[1] ? 1 : -1; });
   }
 
  private:

@@ -1,6 +1,7 @@
 #include "support/stand_in.h"
 
 #include <dlfcn.h>
+#include <pthread.h>
 #include <stdlib.h>
 
 #include "qorcore.h"
@@ -86,8 +87,15 @@ void GOMP_parallel(void (*work)(void*), void* data, unsigned team, unsigned flag
 
 namespace qortest {
 
-void openRegion(int threads) {
-  GOMP_parallel([](void*) {}, nullptr, static_cast<unsigned>(threads), 0);
+void openRegion(int threads, const std::function<void()>& work) {
+  const auto allowLevels = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"));
+  const auto workOfMaster = [&work, master = pthread_self()] {
+    if (pthread_equal(pthread_self(), master) != 0) work();
+  };
+  const auto run = [](void* region) { (*static_cast<decltype(workOfMaster)*>(region))(); };
+  allowLevels(2);
+  GOMP_parallel(run, const_cast<void*>(static_cast<const void*>(&workOfMaster)), static_cast<unsigned>(threads), 0);
+  allowLevels(1);
 }
 
 }  // namespace qortest

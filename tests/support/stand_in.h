@@ -10,6 +10,8 @@
 #include <limits.h>
 #include <stdint.h>
 
+#include <functional>
+
 namespace qortest {
 
 struct StandIn {
@@ -36,7 +38,9 @@ struct StandIn {
   StandIn* const outer_;
 };
 
-// Opens an empty parallel region of that many threads.
-void openRegion(int threads);
+// Opens a parallel region of that many threads, with nested ones allowed. The calling thread does work in it, the
+// others nothing.
+void openRegion(
+    int threads, const std::function<void()>& work = [] {});
 
 }  // namespace qortest
