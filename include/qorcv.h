@@ -6,6 +6,7 @@
 #define QORCV_H
 
 #include "qorcv/arith.h"
+#include "qorcv/distance.h"
 #include "qorcv/filter.h"
 #include "qorcv/integral.h"
 #include "qorcv/types.h"

@@ -51,6 +51,26 @@ void forRowsStatic(int height, int team, const Row& row) {
   for (int y = 0; y < height; ++y) row(y);
 }
 
+// One task in two parts, 0 and 1, by a team of two, or by the one thread that the runtime grants: begin(part) for both;
+// then, as long as meet() is true, resume(part) for both. meet() runs alone, on the calling thread.
+template <class Begin, class Meet, class Resume>
+void inTwoParts(const Begin& begin, const Meet& meet, const Resume& resume) {
+  bool again = false;
+#pragma omp parallel num_threads(2) default(none) shared(begin, meet, resume, again)
+  {
+    const int threads = owncvGetNumThreads(), first = owncvGetIdThreads();
+    for (int part = first; part < 2; part += threads) begin(part);
+    for (;;) {
+#pragma omp barrier
+#pragma omp master
+      again = meet();
+#pragma omp barrier
+      if (!again) break;
+      for (int part = first; part < 2; part += threads) resume(part);
+    }
+  }
+}
+
 // Partial result of the whole height: work(band) gives a band's partial, merge(into, from) takes in the next one. A
 // thread without rows contributes neutral. Partial is plain data.
 //

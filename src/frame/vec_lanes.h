@@ -283,6 +283,15 @@ QOR_VEC_FN Vec<T> spreadMask(V8u mask, int i) {
         lookUp(mask, bytes(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3) + splat(static_cast<Qor8u>(4 * i))));
   }
 }
+// One lane of each 16 bytes in all lanes there.
+template <int lane, class T, int size>
+QOR_VEC_FN VecOf<T, size> spread(VecOf<T, size> a) {
+  static_assert(size == QOR_VECTOR_BYTES);
+  constexpr int bytesOfLane = static_cast<int>(sizeof(T));
+  const auto b = [](int i) { return lane * bytesOfLane + i % bytesOfLane; };
+  return as<T>(lookUp(as<Qor8u>(a), bytes(b(0), b(1), b(2), b(3), b(4), b(5), b(6), b(7), b(8), b(9), b(10), b(11),
+                                          b(12), b(13), b(14), b(15))));
+}
 // Sums of neighbours within each 16 bytes: those of a, then those of b.
 QOR_VEC_2(Qor16s, neighbourSums, Qor16s, hadd_epi16)
 QOR_VEC_2(Qor32s, neighbourSums, Qor32s, hadd_epi32)
@@ -349,6 +358,43 @@ QOR_VEC_FN T smallest(VecOf<T, size> a) {
 template <class T, int size>
 QOR_VEC_FN T largest(VecOf<T, size> a) {
   return detail::foldAll(a, [](auto x, auto y) { return max(x, y); });
+}
+
+// ---- across the whole vector: the first or the last lane in all lanes; lanes one further up or down, with the last
+// lane of before or the first of after moving in
+template <class T, int size>
+QOR_VEC_FN VecOf<T, size> splatFirst(VecOf<T, size> a) {
+#if QOR_VECTOR_BYTES == 32
+  return as<T>(V8u{_mm256_permute4x64_epi64(as<Qor8u>(spread<0>(a)).v, 0x00)});
+#else
+  return spread<0>(a);
+#endif
+}
+template <class T, int size>
+QOR_VEC_FN VecOf<T, size> splatLast(VecOf<T, size> a) {
+  const VecOf<T, size> last = spread<Short<T>::lanes - 1>(a);
+#if QOR_VECTOR_BYTES == 32
+  return as<T>(V8u{_mm256_permute4x64_epi64(as<Qor8u>(last).v, 0xff)});
+#else
+  return last;
+#endif
+}
+template <class T, int size>
+QOR_VEC_FN VecOf<T, size> previousLanes(VecOf<T, size> before, VecOf<T, size> a) {
+  constexpr int last = Short<T>::lanes - 1;
+  if constexpr (size == 32) {
+    return slide<last>(ofShorts(lastShort(before), firstShort(a)), a);
+  } else {
+    return slide<last>(before, a);
+  }
+}
+template <class T, int size>
+QOR_VEC_FN VecOf<T, size> nextLanes(VecOf<T, size> a, VecOf<T, size> after) {
+  if constexpr (size == 32) {
+    return slide<1>(a, ofShorts(lastShort(a), firstShort(after)));
+  } else {
+    return slide<1>(a, after);
+  }
 }
 
 // ---- a[0] b[0] a[1] b[1] ...

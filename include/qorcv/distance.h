@@ -1,0 +1,81 @@
+/**
+ * @file distance.h
+ * Distance transforms.
+ */
+#ifndef QORCV_DISTANCE_H
+#define QORCV_DISTANCE_H
+
+#include "types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @defgroup chamfer_distance Chamfer distance
+ *
+ * The length of the shortest way from each pixel to the nearest pixel that is 0 in the source, over pixels of the
+ * region, by moves of given lengths (G. Borgefors, Distance transformations in digital images, 1986): pMetrics holds a
+ * for a step along a row or column, b for a diagonal one and, for a mask of 5x5, c for the knight's move of two pixels
+ * and one. It is found in two passes over the rows, down and up. Where no pixel is 0, and where a length does not fit,
+ * the result is the largest value of the output: 255, 65535 or 3.4028235e+38.
+ *
+ * Any positive lengths will do. 3x3: also those with a > b, where two diagonals replace two steps along a row. 5x5:
+ * with c at least a + min(2 a, b) the knight's move is of no use, and the result is the 3x3 one of a and b. With a <
+ * min(2 a, b), 2 a < c and 3 min(2 a, b) < 2 c, which all usual masks fulfil, or with a width or height below 4, the
+ * result is the shortest way. Otherwise (irregular masks, in which knight's moves serve as substitutes for the others)
+ * it is what two passes find with the lengths min(a, 3 c), min(2 a, b, 2 c) and c: in the corners and in the last rows,
+ * where the substitutes have no room, that may differ a little. In 32f both comparisons count as equal what differs by
+ * less than 1e-7 of the larger side.
+ *
+ * Distances of length 1 for a step: divide by a. Usual lengths, which the getters hand out by mask and norm:
+ *
+ *     mask norm            32s        32f
+ *     3    qoriNormInf     1, 1       1, 1
+ *     3    qoriNormL1      1, 2       1, 2
+ *     3    qoriNormL2      2, 3       0.955, 1.3693
+ *     5    qoriNormInf     1, 1, 2    1, 1, 2
+ *     5    qoriNormL1      1, 2, 3    1, 2, 3
+ *     5    qoriNormL2      5, 7, 11   1, 1.4, 2.1969
+ *
+ * qoriGetDistanceTransformMask takes mask * 10 + norm: 30, 31, 32, 50, 51 or 52.
+ *
+ * @b Rounding: 8u and 16u: sums saturate. 32f: a way's length is a sum of 32-bit floats, of which several steps along a
+ * row may be one term; within groups of 16 columns, counted from column 0, their number and order are fixed, so that
+ * the result depends on image and lengths alone. Infinite lengths are moves that are never taken.
+ *
+ * @b Region: only pixels of the region are read. Of pMetrics two numbers are read for 3x3, three for 5x5. @b In
+ * @b place: the IR forms, and 8u C1R with the same pointer and step twice. @b Scratch: none. @b Threads: none.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1; qorStsStepErr
+ * for a step below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a dstStep that is not a multiple of
+ * the sample size; qorStsMetricErr for a length below 1 (32s) or not above 0, a NaN included (32f). Getters by mask and
+ * norm: qorStsNullPtrErr; qorStsSizeErr for a mask other than 3 and 5; qorStsBadArgErr for a norm that the table lacks.
+ * qoriGetDistanceTransformMask: qorStsBadArgErr for a last digit (maskType % 10) other than 0, 1 and 2; then as the
+ * others.
+ * @{
+ */
+QorStatus qoriGetDistanceTransformMask_32s(int kerSize, QoriNorm norm, Qor32s* pMetrics);
+QorStatus qoriGetDistanceTransformMask_32f(int kerSize, QoriNorm norm, Qor32f* pMetrics);
+QorStatus qoriGetDistanceTransformMask(int maskType, Qor32f* pMetrics);
+QorStatus qoriDistanceTransform_3x3_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor32s* pMetrics);
+QorStatus qoriDistanceTransform_3x3_8u16u_C1R(const Qor8u* pSrc, int srcStep, Qor16u* pDst, int dstStep,
+                                              QoriSize roiSize, const Qor32s* pMetrics);
+QorStatus qoriDistanceTransform_3x3_8u32f_C1R(const Qor8u* pSrc, int srcStep, Qor32f* pDst, int dstStep,
+                                              QoriSize roiSize, const Qor32f* pMetrics);
+QorStatus qoriDistanceTransform_5x5_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                           const Qor32s* pMetrics);
+QorStatus qoriDistanceTransform_5x5_8u16u_C1R(const Qor8u* pSrc, int srcStep, Qor16u* pDst, int dstStep,
+                                              QoriSize roiSize, const Qor32s* pMetrics);
+QorStatus qoriDistanceTransform_5x5_8u32f_C1R(const Qor8u* pSrc, int srcStep, Qor32f* pDst, int dstStep,
+                                              QoriSize roiSize, const Qor32f* pMetrics);
+QorStatus qoriDistanceTransform_3x3_8u_C1IR(Qor8u* pSrcDst, int step, QoriSize roiSize, const Qor32s* pMetrics);
+QorStatus qoriDistanceTransform_5x5_8u_C1IR(Qor8u* pSrcDst, int step, QoriSize roiSize, const Qor32s* pMetrics);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
