@@ -74,6 +74,38 @@ QorStatus qoriDistanceTransform_3x3_8u_C1IR(Qor8u* pSrcDst, int step, QoriSize r
 QorStatus qoriDistanceTransform_5x5_8u_C1IR(Qor8u* pSrcDst, int step, QoriSize roiSize, const Qor32s* pMetrics);
 /** @} */
 
+/**
+ * @defgroup true_distance True distance
+ *
+ * The Euclidean distance from each pixel to the nearest pixel that is 0 in the source:
+ *
+ *     dst(x, y) = sqrt(least of (x - i)^2 + (y - j)^2 over the pixels (i, j) of the region that are 0)
+ *
+ * found in two passes, by columns and by rows, in a time that is linear in the pixels (P. Felzenszwalb, D.
+ * Huttenlocher, Distance transforms of sampled functions, 2012). A region without a zero has 1.8446743e+19 everywhere,
+ * the root of 3.4028235e+38.
+ *
+ * @b Rounding: zeros give exactly 0. As long as the squares stay below 2^24 (always up to 2896 x 2896 pixels) results
+ * are the correctly rounded roots; beyond, squares are rounded to 32-bit float, and of pixels nearly equally far
+ * another than the nearest may be measured.
+ *
+ * @b Region: only pixels of the region are read. @b In @b place: no. @b Scratch: at any address, of the size that the
+ * query reports, T (24 L + 56) bytes for T threads, with L the larger side rounded up to a multiple of 4; where that
+ * leaves 31 bits, what the operation needs, if that does not, else the product in 32 bits, wrapped, for which the
+ * operation returns qorStsSizeErr where not even one thread has room. The size depends on the number of threads, which
+ * must not be raised between query and use. @b Threads: from two on, bands of rows in the second pass; results do not
+ * depend on it.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1; qorStsStepErr
+ * for a step below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a dstStep that is not a multiple of
+ * 4. Query: qorStsNullPtrErr; qorStsSizeErr.
+ * @{
+ */
+QorStatus qoriTrueDistanceTransformGetBufferSize_8u32f_C1R(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriTrueDistanceTransform_8u32f_C1R(const Qor8u* pSrc, int srcStep, Qor32f* pDst, int dstStep,
+                                              QoriSize roiSize, Qor8u* pBuffer);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
