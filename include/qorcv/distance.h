@@ -106,6 +106,43 @@ QorStatus qoriTrueDistanceTransform_8u32f_C1R(const Qor8u* pSrc, int srcStep, Qo
                                               QoriSize roiSize, Qor8u* pBuffer);
 /** @} */
 
+/**
+ * @defgroup fast_marching Fast marching
+ *
+ * The distance u from the pixels that are 0 in the source as the solution of the eikonal equation |grad u| = 1 on the
+ * grid (J. Sethian, A fast marching level set method for monotonically advancing fronts, 1996), found by sweeps over
+ * the rows until nothing falls (H. Zhao, A fast sweeping method for eikonal equations, 2005). Of the smaller of the
+ * values above and below, p, and the smaller of those left and right, q, a pixel that is not 0 has
+ *
+ *     u = min(p, q) + 1                          if |p - q| >= 1 or one of them is outside the region
+ *     u = ((p + q) + sqrt(2 - (p - q)^2)) * 0.5  else
+ *
+ * and zeros have 0. With a radius above 0 there is a band of negative values inside the zeros: a zero with a pixel that
+ * is not 0 above, below, left or right has -1e-10, those behind it have, by the same equation, minus their distance
+ * from there, as far as that is at most radius + 1e-5; all other zeros have 0. Positive values are the same for every
+ * radius, which may be infinite.
+ *
+ * In a region without a zero the first pixel has 999999, and the others follow from it.
+ *
+ * @b Rounding: 32-bit float in the order written. The equation holds to the last bits: in which order neighbours came
+ * to their values may show in the last one. The result is the same on one thread and two.
+ *
+ * @b Region: only pixels of the region are read. @b In @b place: no. @b Scratch: at any address, of the size that the
+ * query reports, (height + 34) (S + 5) + 40 bytes with S the width rounded up to a multiple of 32; where that leaves 31
+ * bits, what the operation needs, if that does not, else the sum in 32 bits, wrapped, for which the operation returns
+ * qorStsSizeErr where it is too small. @b Threads: two from a height of 6 on, where there are zeros and the library has
+ * two or more.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1; qorStsStepErr
+ * for a step below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a dstStep that is not a multiple of
+ * 4; qorStsBadArgErr for a radius below 0 (NaN counts as 0). Query: qorStsNullPtrErr; qorStsSizeErr.
+ * @{
+ */
+QorStatus qoriFastMarchingGetBufferSize_8u32f_C1R(QoriSize roiSize, int* pBufferSize);
+QorStatus qoriFastMarching_8u32f_C1R(const Qor8u* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
+                                     Qor32f radius, Qor8u* pBuffer);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
