@@ -3,7 +3,10 @@
 add_library(qorcv_level_t6 INTERFACE)
 target_compile_options(qorcv_level_t6 INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-msse4.2>)
 add_library(qorcv_level_v3 INTERFACE)
-target_compile_options(qorcv_level_v3 INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-march=x86-64-v3>)
+# GCC leaves the upper halves of registers in use behind a function with a wide vector among its arguments, which slows
+# the caller's own vectors down: it must not make such arguments of what is passed by reference.
+target_compile_options(qorcv_level_v3 INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-march=x86-64-v3 $<$<CXX_COMPILER_ID:GNU>:-fno-ipa-sra>>)
 target_compile_definitions(qorcv_level_v3 INTERFACE QOR_LEVEL_V3=1)
 
 # QORCV_LEVEL: that of the target qorcv. QORCV_WIDE: whether qorcv_v3 stands beside it, in the folder where the loader

@@ -8,7 +8,9 @@
 #include "qorcv/arith.h"
 #include "qorcv/distance.h"
 #include "qorcv/filter.h"
+#include "qorcv/geometry.h"
 #include "qorcv/integral.h"
+#include "qorcv/morph.h"
 #include "qorcv/types.h"
 #include "qorcv/version.h"
 

@@ -198,7 +198,7 @@ QorStatus qoriTiltedRectStdDev_32f_C1R(const Qor32f* pSum, int sumStep, const Qo
  * keeps its row y + h. A stage is tilted once.
  *
  * @b Region: the mask, norm and table pixels of the region are read, in the table also what the window reaches around
- * them; that all of this exists is not checked. Four neighbours may be read together when one of them is a candidate.
+ * them; that all of this exists is not checked. Pixels of a candidate's row may be read together with it.
  * Only mask bytes that become 0 are written, and *pPositive, which receives the number of candidates left.
  * qoriApplyHaarClassifier_32f_C1R() also reads it on entry, as the expected number of candidates: that decides how the
  * mask is walked, never the result. @b Mixed forms: a feature reads pTilt when it is tilted, else pSrc; the others read

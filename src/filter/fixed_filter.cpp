@@ -94,24 +94,29 @@ template <class S>
     filterAlong(y - reach + i, state.row[i]);
   }
 
-  // Below the image the constant or the last row once more need no filtering along.
+  // In place a row must be filtered along before it is overwritten, so rows go one by one. So do those that need the
+  // constant below the image, and a rest of rows that is not worth a sweep, whose other results go astray.
   const ptrdiff_t end = y + band.rows;
-  const bool stored = sides.rows.high == Edge::value || sides.rows.high == Edge::nearest;
-  const ptrdiff_t filtered = stored && end > height - reach ? height - reach : end;
-  // In place a row must be filtered along before it is overwritten, so rows go one by one.
-  if (static_cast<const void*>(call.source.first) != call.result) {
-    for (; y <= filtered - kernel.rowsAtOnce; y += kernel.rowsAtOnce) {
-      const S* source[mostRowsAtOnce];
-      void* dst[mostRowsAtOnce];
-      for (int j = 0; j < kernel.rowsAtOnce; ++j) source[j] = image.row(y + j + reach), dst[j] = resultRow(y + j);
-      kernel.sweep(source, beside, state, dst, width, store);
+  const bool inPlace = static_cast<const void*>(call.source.first) == call.result;
+  const ptrdiff_t swept = sides.rows.high == Edge::value && end > height - reach ? height - reach : end;
+  const int count = kernel.rowsAtOnce;
+  while (!inPlace && (swept - y >= count || (swept == end && 2 * (swept - y) >= count))) {
+    const S* source[mostRowsAtOnce];
+    void* dst[mostRowsAtOnce];
+    for (int j = 0; j < count; ++j) {
+      const ptrdiff_t at = y + j < end ? y + j : end - 1;
+      source[j] = image.row(at + reach);
+      dst[j] = y + j < end ? resultRow(at) : static_cast<void*>(scratch.sums);
     }
+    kernel.sweep(source, beside, state, dst, width, store);
+    y += count;
   }
   M* spare = scratch.row[rows];
   for (; y < end; ++y) {
     const M* all[mostTaps];
     M* newest = spare;
-    if (y >= filtered && sides.rows.high == Edge::nearest) {
+    if (y + reach >= height && sides.rows.high == Edge::nearest) {
+      // What was the last row is perhaps overwritten.
       newest = state.row[rows - 1];
     } else {
       filterAlong(y + reach, newest);

@@ -1,32 +1,47 @@
-// How the sums of the fixed filters are stored. A store takes a block of two vectors; the last columns of a row may be
-// fewer.
-//
-//   store(dst, lo, hi)          a block
-//   store.first(dst, n, lo, hi) its first n columns, at most a block
+// How the sums of the fixed filters are stored, a block of two vectors at a time: store(dst, lo, hi). Where the columns
+// behind the last full four of a row differ, store.cut(lo, hi) is what a block would be of such.
 #pragma once
 
 #include "frame/vec.h"
 
 namespace qor::inline QOR_LEVEL {
 
+template <class M>
+constexpr int sweepBlock = 2 * Vec<M>::lanes;
+
 struct StorePlain {
   template <class T>
   void operator()(T* dst, Vec<T> lo, Vec<T> hi) const {
     store(dst, Block<T, 2>{lo, hi});
   }
-  template <class T>
-  void first(T* dst, ptrdiff_t n, Vec<T> lo, Vec<T> hi) const {
-    T all[Block<T, 2>::samples];
-    (*this)(all, lo, hi);
-    __builtin_memcpy(dst, all, static_cast<size_t>(n) * sizeof(T));
-  }
 };
+
+// Sums into a row of the result. There is at least a block of them, whatever the width.
+template <class Store, class M, class D>
+void storeRow(const M* sums, D* dst, ptrdiff_t width, const Store& store) {
+  constexpr ptrdiff_t block = sweepBlock<M>;
+  const auto blockAt = [&](ptrdiff_t x, D* to) { store(to, load(sums + x), load(sums + x + block / 2)); };
+  const ptrdiff_t last = width < block ? 0 : width - block;
+  if (width < block) {
+    D all[block];
+    blockAt(0, all);
+    __builtin_memcpy(dst, all, static_cast<size_t>(width) * sizeof(D));
+  } else {
+    for (ptrdiff_t x = 0; x < last; x += block) blockAt(x, dst + x);
+    blockAt(last, dst + last);
+  }
+  if constexpr (requires { store.cut(load(sums), load(sums)); }) {
+    if (width % 4 == 0) return;
+    D all[block];
+    qor::store(all, store.cut(load(sums + last), load(sums + last + block / 2)));
+    for (ptrdiff_t x = width / 4 * 4; x < width; ++x) dst[x] = all[x - last];
+  }
+}
 
 // 32f: the sum of K * K samples times the 32-bit float nearest to 0.11111111 or 0.04.
 template <int K>
 struct StoreMean {
   void operator()(Qor32f* dst, V32f lo, V32f hi) const { StorePlain()(dst, scaled(lo), scaled(hi)); }
-  void first(Qor32f* dst, ptrdiff_t n, V32f lo, V32f hi) const { StorePlain().first(dst, n, scaled(lo), scaled(hi)); }
 
  private:
   static V32f scaled(V32f sum) { return sum * splat(K == 3 ? 0.11111111F : 0.04F); }
@@ -36,11 +51,6 @@ struct StoreMean {
 template <int K>
 struct StoreMean8u {
   void operator()(Qor8u* dst, V16s lo, V16s hi) const { store(dst, mean(lo, hi)); }
-  void first(Qor8u* dst, ptrdiff_t n, V16s lo, V16s hi) const {
-    Qor8u all[V8u::lanes];
-    store(all, mean(lo, hi));
-    __builtin_memcpy(dst, all, static_cast<size_t>(n));
-  }
 
  private:
   // One rounded product gives the same mean of 9: both are the ninth rounded to nearest, for every sum there is.
@@ -78,21 +88,12 @@ struct StoreQuotient {
     if constexpr (quotient == Quotient::nearest) {
       store(dst, narrowToS(division.rounded(lo), division.rounded(hi)));
     } else {
-      store(dst, cut(lo, hi));
+      store(dst, narrowToS(division.cut(lo), division.cut(hi)));
     }
   }
-  // Full fours as a block has them, the others cut.
-  void first(Qor8s* dst, ptrdiff_t n, V16s lo, V16s hi) const {
-    Qor8s all[V8s::lanes];
-    const size_t columns = static_cast<size_t>(n), fours = columns & ~size_t{3};
-    (*this)(all, lo, hi);
-    __builtin_memcpy(dst, all, fours);
-    store(all, cut(lo, hi));
-    __builtin_memcpy(dst + fours, all + fours, columns - fours);
+  V8s cut(V16s lo, V16s hi) const requires(quotient == Quotient::nearest) {
+    return narrowToS(division.cut(lo), division.cut(hi));
   }
-
- private:
-  V8s cut(V16s lo, V16s hi) const { return narrowToS(division.cut(lo), division.cut(hi)); }
 };
 
 // The sum times the 32-bit float 1 / divisor.

@@ -11,12 +11,9 @@ namespace qor::inline QOR_LEVEL {
 
 constexpr int mostTaps = 5, mostReach = mostTaps / 2, mostPlanes = 2, mostRowsAtOnce = 4;
 
-// Sample of the intermediate rows, and how many the loops take at a time.
+// Sample of the intermediate rows.
 template <class S>
 using Intermediate = std::conditional_t<std::is_same_v<S, Qor8u>, Qor16s, Qor32f>;
-template <class M>
-constexpr int sweepBlock = 2 * Vec<M>::lanes;
-
 // Intermediate rows: those that precede the next row to come, from the oldest on. Plane p of a row stands p * plane
 // samples behind the first; planes are whole blocks and aligned.
 template <class M>
@@ -52,21 +49,12 @@ QOR_FORCE_INLINE void forStretches(const S* const* rows, ptrdiff_t width, const 
   for (int j = 0; j < count; ++j) ends[j].copy(rows[j], width, beside);
   ptrdiff_t x = 0;
   if (Ends::isWide(width)) {
-    const ptrdiff_t tail = (width - reach) / block * block;
+    const ptrdiff_t tail = (width - block) / block * block;
     stretchOf([&](int j) { return ends[j].head(); }, 0, block);
     stretchOf([&](int j) { return rows[j] + block; }, block, tail);
     x = tail;
   }
   stretchOf([&](int j) { return ends[j].tail(x); }, x, roundUpTo(width, block));
-}
-
-// Sums, a whole number of blocks, into a row of the result.
-template <class Store, class M, class D>
-void storeRow(const M* sums, D* dst, ptrdiff_t width, const Store& store) {
-  constexpr int lanes = Vec<M>::lanes;
-  ptrdiff_t x = 0;
-  for (; x <= width - sweepBlock<M>; x += sweepBlock<M>) store(dst + x, load(sums + x), load(sums + x + lanes));
-  if (x < width) store.first(dst + x, width - x, load(sums + x), load(sums + x + lanes));
 }
 
 // The loops of filter F. The sums of `count` rows are formed together.
@@ -84,16 +72,13 @@ struct Loops {
                     const Store& store) {
     forStretches<block, reach, count>(source, width, beside, [&](const S* const* from, ptrdiff_t first, ptrdiff_t n) {
       D* to[count];
-      const S* rest[count];
-      const ptrdiff_t full = (first + n <= width ? n : n - block);
-      for (int j = 0; j < count; ++j) to[j] = dst[j] + first, rest[j] = from[j] + full;
-      blocks(from, state, first, full, to, store);
-      if (full == n) return;
-      M sums[count][block];
+      for (int j = 0; j < count; ++j) to[j] = dst[j] + first;
+      if (first + n <= width) return blocks(from, state, first, n, to, store);
+      M sums[count][2 * block];
       M* sumsOf[count];
       for (int j = 0; j < count; ++j) sumsOf[j] = sums[j];
-      blocks(rest, state, first + full, block, sumsOf, StorePlain());
-      for (int j = 0; j < count; ++j) storeRow(sums[j], to[j] + full, width - first - full, store);
+      blocks(from, state, first, n, sumsOf, StorePlain());
+      for (int j = 0; j < count; ++j) storeRow(sums[j], to[j], width - first, store);
     });
     if constexpr (count < K - 1) {
       M* before[K - 1];

@@ -9,6 +9,7 @@
 #include "frame/bodies.h"
 #include "frame/checks.h"
 #include "frame/row_ends.h"
+#include "frame/scratch.h"
 
 namespace qor::inline QOR_LEVEL {
 namespace {
@@ -26,9 +27,6 @@ Qor32u pipelineScratch(QoriSize size, int kernelSize, QorDataType dataType, int 
 #undef QOR_GAUSSIAN
   return 0;
 }
-
-// A size as it is reported: its low 32 bits, which survive every overflow of 64 unsigned ones.
-constexpr int wrapped(uint64_t bytes) { return static_cast<int>(static_cast<Qor32u>(bytes)); }
 
 // The scratch of a filter with a record.
 int reportedScratch(QoriSize size, int kernelSize, QorDataType type, int channels) {

@@ -107,7 +107,9 @@ class RowEnds {
       for (int i = 0; i < reach; ++i) head_[reach - 1 - i] = beside.left(row, i);
       __builtin_memcpy(head_ + reach, row, (block + reach) * sizeof(T));
       tailColumn_ = width - 2 * block;
-      __builtin_memcpy(right, row + tailColumn_, 2 * block * sizeof(T));
+      const int before = tailColumn_ < reach ? 0 : reach;
+      __builtin_memcpy(right - before, row + tailColumn_ - before, 2 * block * sizeof(T));
+      __builtin_memcpy(right + 2 * block - reach, row + width - reach, reach * sizeof(T));
       right += 2 * block;
     } else {
       for (int i = 0; i < reach; ++i) tail_[reach - 1 - i] = beside.left(row, i);
@@ -120,8 +122,8 @@ class RowEnds {
 
   // Column 0 of a wide row, for one block.
   const T* head() const { return head_ + reach; }
-  // Column x, one of the last two blocks' or of a row that is not wide. A whole block may be read from there: what lies
-  // behind the border has no meaning.
+  // Column x of a row that is not wide, or one whose span ends among the last two blocks and what precedes them, if
+  // there is as much. A whole block may be read from there: what lies behind the border has no meaning.
   const T* tail(ptrdiff_t x) const { return tail_ + reach + (x - tailColumn_); }
 
  private:

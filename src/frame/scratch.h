@@ -127,11 +127,14 @@ Qor8u* allocateFor(const Lay& lay) {
 
 // ---- what size queries report, and what may be taken of it
 
+// A stated size as it is reported: its low 32 bits, which survive every overflow of 64 unsigned ones.
+constexpr int wrapped(uint64_t bytes) { return static_cast<int>(static_cast<Qor32u>(bytes)); }
+
 // The stated size, count times each; where it leaves 31 bits what is needed, if that does not; else the stated one,
 // wrapped.
 constexpr int reportedSize(uint64_t each, int count, int64_t needed) {
   if (each <= static_cast<uint64_t>(topOf<Qor32s> / count) || needed > topOf<Qor32s>) {
-    return static_cast<int>(static_cast<Qor32u>(count) * static_cast<Qor32u>(each));
+    return wrapped(static_cast<uint64_t>(count) * each);
   }
   return static_cast<int>(needed);
 }

@@ -5,6 +5,8 @@
 // every level, for blocks whose length belongs to a contract. Every operation means the same at both widths, in the
 // order of addresses. Where an operation works within each 16 bytes of a vector, its comment says so; Split holds
 // wider lanes in the order that this gives.
+//
+// Whatever takes or returns a wide vector has to be inlined: GCC leaves the upper halves of registers in use behind it.
 #pragma once
 
 #include <immintrin.h>
@@ -194,6 +196,36 @@ inline void storeFirst(typename V::Sample* p, ptrdiff_t n, const V& a) {
   __builtin_memcpy(p, &a, static_cast<size_t>(n) * sizeof *p);
 }
 
+// The first n samples, of 4, 8, 12 or 16 bytes together.
+template <int n, class T>
+QOR_VEC_FN void storeFirst(T* p, Short<T> a) {
+  constexpr int size = n * static_cast<int>(sizeof(T));
+  static_assert(size == 4 || size == 8 || size == 12 || size == 16);
+  const auto v = __builtin_bit_cast(__m128i, a);
+  if constexpr (size == 16) {
+    store(p, a);
+  } else if constexpr (size == 4) {
+    _mm_storeu_si32(p, v);
+  } else {
+    _mm_storeu_si64(p, v);
+    const int third = _mm_extract_epi32(v, 2);
+    if constexpr (size == 12) __builtin_memcpy(p + n * 2 / 3, &third, sizeof third);
+  }
+}
+// Two or three floats, and zeros.
+QOR_VEC_FN Short<Qor32f> loadTwo(const Qor32f* p) { return {_mm_castsi128_ps(_mm_loadu_si64(p))}; }
+QOR_VEC_FN Short<Qor32f> loadThree(const Qor32f* p) {
+  return {_mm_insert_ps(_mm_castsi128_ps(_mm_loadu_si64(p)), _mm_load_ss(p + 2), 0x20)};
+}
+// The first two lanes of a, and two floats behind them.
+QOR_VEC_FN Short<Qor32f> withUpper(Short<Qor32f> a, const Qor32f* p) {
+  return {_mm_loadh_pi(a.v, reinterpret_cast<const __m64*>(p))};
+}
+template <int lane>
+QOR_VEC_FN Short<Qor32f> withLane(Short<Qor32f> a, Qor32f x) {
+  return {_mm_insert_ps(a.v, _mm_set_ss(x), lane << 4)};
+}
+
 // ---- constants
 template <class T>
 QOR_VEC_FN Vector<T> zero() {
@@ -306,9 +338,20 @@ QOR_VEC_FN V laneByLane(const Of& of) {
     return ofShorts(laneByLane<Half>(of), laneByLane<Half>([&](int i) { return of(i + Half::lanes); }));
   } else if constexpr (std::is_same_v<typename V::Sample, Qor32f>) {
     return {_mm_setr_ps(of(0), of(1), of(2), of(3))};
+  } else if constexpr (std::is_same_v<typename V::Sample, Qor64s>) {
+    return {_mm_set_epi64x(of(1), of(0))};
   } else {
     static_assert(sizeof(typename V::Sample) == 4);
     return {_mm_setr_epi32(of(0), of(1), of(2), of(3))};
+  }
+}
+// 16 bytes number i are of(i).
+template <class V, class Of>
+QOR_VEC_FN V shortsOf(const Of& of) {
+  if constexpr (V::bytes == 16) {
+    return of(0);
+  } else {
+    return ofShorts(of(0), of(1));
   }
 }
 
@@ -456,6 +499,8 @@ QOR_VEC_SHIFT(operator<<, Qor32s, sll_epi32)
 QOR_VEC_SHIFT(operator>>, Qor32u, srl_epi32)
 QOR_VEC_SHIFT(operator<<, Qor32u, sll_epi32)
 QOR_VEC_SHIFT(operator<<, Qor64s, sll_epi64)
+QOR_VEC_SHIFT(operator>>, uint64_t, srl_epi64)
+QOR_VEC_SHIFT(operator<<, uint64_t, sll_epi64)
 
 // ---- minimum and maximum. Floats: the second operand when either is NaN or both are zero.
 #define QOR_VEC_BOUNDS(T, suffix)    \
@@ -571,6 +616,8 @@ template <int size>
 QOR_VEC_FN VecOf<Qor64s, size> sumOfEights(VecOf<Qor8u, size> a) {
   return distanceOfEights(a, VecOf<Qor8u, size>{});
 }
+
+QOR_VEC_FN Qor32s firstLane(Short<Qor32s> a) { return _mm_cvtsi128_si32(a.v); }
 
 // ---- all lanes into one value; integers wrap. Floats have an order of their own, so they are summed in 16 bytes.
 QOR_VEC_FN Qor32s sum(Short<Qor32s> a) {

@@ -184,15 +184,19 @@ template <class T>
 QOR_VEC_FN auto joinToS(Split<T> s) {
   return packToS(s.a, s.b);
 }
-// The lower half of every lane.
-QOR_VEC_FN V32s joinLow(Split<Qor64s> s) {
-  const V32f a = as<Qor32f>(s.a), b = as<Qor32f>(s.b);
+// The lower half of every lane, or the upper.
 #if QOR_VECTOR_BYTES == 32
-  return as<Qor32s>(V32f{_mm256_shuffle_ps(a.v, b.v, 0x88)});
+  #define QOR_VEC_SHUFFLE_PS _mm256_shuffle_ps
 #else
-  return as<Qor32s>(V32f{_mm_shuffle_ps(a.v, b.v, 0x88)});
+  #define QOR_VEC_SHUFFLE_PS _mm_shuffle_ps
 #endif
+QOR_VEC_FN V32s joinLow(Split<Qor64s> s) {
+  return as<Qor32s>(V32f{QOR_VEC_SHUFFLE_PS(as<Qor32f>(s.a).v, as<Qor32f>(s.b).v, 0x88)});
 }
+QOR_VEC_FN V32s joinHigh(Split<Qor64s> s) {
+  return as<Qor32s>(V32f{QOR_VEC_SHUFFLE_PS(as<Qor32f>(s.a).v, as<Qor32f>(s.b).v, 0xdd)});
+}
+#undef QOR_VEC_SHUFFLE_PS
 // Four vectors into one, saturated, in the order of addresses.
 QOR_VEC_FN Short<Qor8u> narrowToU(Short<Qor32s> a, Short<Qor32s> b, Short<Qor32s> c, Short<Qor32s> d) {
   return packToU(packToS(a, b), packToS(c, d));

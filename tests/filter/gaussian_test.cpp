@@ -397,4 +397,20 @@ TEST(Gaussian, Taps) {
   EXPECT_EQ(tapAt<Qor16s>(record<Qor16s>({1, 1}, 3, 1e-3F, qorBorderRepl, 1).data(), 1), -32768);
 }
 
+// Taps half-way between two integers go up: found among many by the taps of the same sigma in float.
+TEST(Gaussian, TiesOfTapsGoUp) {
+  int ties = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const Qor32f sigma = 0.4F + 1e-4F * static_cast<Qor32f>(i);
+    const GuardedBytes floats = record<Qor32f>({1, 1}, 5, sigma, qorBorderRepl, 1);
+    for (int k = 0; k < 3; ++k) {
+      const Qor32f scaled = 4096 * tapAt<Qor32f>(floats.data(), k);
+      if (scaled - floorf(scaled) != 0.5F) continue;
+      ++ties;
+      EXPECT_EQ(tapAt<Qor16s>(record<Qor8u>({1, 1}, 5, sigma, qorBorderRepl, 1).data(), k), ceilf(scaled)) << sigma;
+    }
+  }
+  EXPECT_GT(ties, 0);
+}
+
 }  // namespace

@@ -153,6 +153,20 @@ const Descriptions sorting([](Descriptions& d) {
          .sweep = {.heights = {1}, .thresholds = {{4095, 1}, {100000, 1}, {5, 1}}, .finite = true}});
 });
 
+// A sequence whose median of three is always next to the least: every split leaves almost everything on one side.
+TEST(VectorOps, SortOfAKillerSequence) {
+  for (const int half : {20, 100, 5000}) {
+    const auto fill = [=](Call& c) {
+      auto& values = c.image<Qor64f>('i');
+      for (int i = 1; i <= half; ++i) {
+        values.at(i - 1, 0) = i % 2 != 0 ? i : half + i - 1;
+        values.at(half + i - 1, 0) = 2 * i;
+      }
+    };
+    runOwn("qor::qorsSortAscend_64f_I", {2 * half, 1}, {.fill = fill});
+  }
+}
+
 // The order of NaN is open, but the values stay the same ones and the ends are never passed.
 TEST(VectorOps, SortKeepsUnorderedValues) {
   for (int share = 1; share < 20; ++share) {
