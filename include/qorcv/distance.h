@@ -1,6 +1,6 @@
 /**
  * @file distance.h
- * Distance transforms.
+ * Distance transforms, fast marching, inpainting.
  */
 #ifndef QORCV_DISTANCE_H
 #define QORCV_DISTANCE_H
@@ -141,6 +141,80 @@ QorStatus qoriTrueDistanceTransform_8u32f_C1R(const Qor8u* pSrc, int srcStep, Qo
 QorStatus qoriFastMarchingGetBufferSize_8u32f_C1R(QoriSize roiSize, int* pBufferSize);
 QorStatus qoriFastMarching_8u32f_C1R(const Qor8u* pSrc, int srcStep, Qor32f* pDst, int dstStep, QoriSize roiSize,
                                      Qor32f radius, Qor8u* pBuffer);
+/** @} */
+
+/**
+ * @defgroup inpainting Inpainting
+ *
+ * Fills the hole of an image from the known pixels around it, pixel by pixel in the order of a distance from its edge
+ * that the caller gives, such as that of fast marching or the true distance. InitAlloc makes a record of the hole,
+ * which serves any number of images of its size; neither mask nor distances are needed any more then. Two methods:
+ *
+ * qorInpaintGradient (A. Telea, An image inpainting technique based on the fast marching method, 2004): of the known
+ * pixels q at most `radius` from the pixel p, D the distance and N its gradient at p, I the image and G its gradient,
+ *
+ *     w(q) = |q - p|^-3 / (|D(q) - D(p)| + 1) * |N . (q - p)|     in units of 1 / 4096 for N and for the middle term
+ *     I(p) = sum of w I / sum of w + 0.5 + (Jx + Jy) / |J|        with J = - sum of (w Gx dx, w Gy dy)
+ *
+ * cut to a whole number and to 0 .. 255. Where the sum of w is below 0.0001 it is the mean of the known pixels left,
+ * right, above and below, and J is 0. In three channels w is the same for all.
+ *
+ * qorInpaintIsophote (F. Bornemann, T. Maerz, Fast image inpainting based on coherence transport, 2007, simplified):
+ * d = |q - p|^2,
+ *
+ *     w(q) = 1 / ((d^2 + 1) sqrt(d)) * |(q - p) x G(q)| / |G(q)|   or 1e-6 times the first factor for a product of 0
+ *     I(p) = sum of w I / sum of w + 0.5                            cut to a whole number
+ *
+ * for each channel by itself; where the sum of w is below 0.0001 the four nearest pixels that are known count with 1
+ * each besides. With no known pixel near, 0.
+ *
+ * @b Order: mask pixels are those that are not 0. The window is their box, larger by floor(radius) + 1 on every side,
+ * as far as the image goes; nothing outside it counts. Pixels of the window whose distance is above 0 are listed row by
+ * row, up to the number of mask pixels, and filled from the smallest distance up, equal ones in the order of the list.
+ * A listed pixel outside the mask is repainted (with N = 0); a mask pixel that is not listed keeps its value and stays
+ * unknown. A filled pixel is known from then on. Infinite distances come last; the values that they give are not
+ * defined.
+ *
+ * @b Gradients: known pixels at most floor(radius) from the hole in both directions have one, formed of known pixels
+ * alone, and it is formed anew where a pixel beside them is filled. With both neighbours along a row known it is 2
+ * (right
+ * - left), with one of them the difference over one pixel, else 0; for isophotes |right - own| + |own - left|, and
+ * twice the difference over one pixel; columns likewise. N is formed in the same way from D, halved, in steps of 1 /
+ * 4096 cut towards 0 and within 16 bits. Results do not depend on what the hole contained.
+ *
+ * @b Rounding: 32-bit float in the order of rows, last terms of the first method in 64 bits; roots and quotients are
+ * those of IEEE.
+ *
+ * @b Record: in library memory, given back by Free. One call at a time may use it; a call begins anew, so the same
+ * image gives the same result. A mask without a pixel gives a record by which images are copied.
+ *
+ * @b Region: only pixels of the region are read, and all of it is written: outside the hole as a copy. @b In @b place:
+ * no. @b Scratch: none, all in the record. @b Threads: none.
+ *
+ * @b Statuses, in the order of the checks. InitAlloc: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1;
+ * qorStsStepErr for a step below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a distStep that is
+ * not a multiple of 4; qorStsBadArgErr for another method, and for a radius not at least 1; qorStsMemAllocErr, also for
+ * a record beyond 2^31 - 1 bytes, with *ppState as it was. Every finite radius and infinity will do: what is larger
+ * than the image acts as its larger side. Inpaint: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1 or
+ * other than those of the record; qorStsStepErr. Free: qorStsNullPtrErr.
+ * @{
+ */
+typedef struct QoriInpaintState QoriInpaintState; /**< a hole, ready to be filled */
+enum {
+  qorInpaintGradient = 0, /**< by direction, distance and level, with what gradients add */
+  qorInpaintIsophote = 1  /**< along lines of equal brightness */
+};
+
+QorStatus qoriInpaintInitAlloc_8u_C1R(QoriInpaintState** ppState, const Qor32f* pDist, int distStep, const Qor8u* pMask,
+                                      int maskStep, QoriSize roiSize, Qor32f radius, int method);
+QorStatus qoriInpaintInitAlloc_8u_C3R(QoriInpaintState** ppState, const Qor32f* pDist, int distStep, const Qor8u* pMask,
+                                      int maskStep, QoriSize roiSize, Qor32f radius, int method);
+QorStatus qoriInpaint_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                             QoriInpaintState* pState);
+QorStatus qoriInpaint_8u_C3R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                             QoriInpaintState* pState);
+QorStatus qoriInpaintFree_8u_C1R(QoriInpaintState* pState);
+QorStatus qoriInpaintFree_8u_C3R(QoriInpaintState* pState);
 /** @} */
 
 #ifdef __cplusplus

@@ -90,7 +90,7 @@ class ChamferRow {
   static constexpr int pixels = std::is_floating_point_v<D> ? 16 : V::lanes;
   static constexpr int count = pixels / V::lanes;
   static constexpr int doublings = sizeof(D) == 1 ? 4 : sizeof(D) == 2 ? 3 : 2;
-  static_assert(1 << doublings == shortLanes);
+  static_assert((1 << doublings) == shortLanes);
   using Group = Block<D, count>;
 
   // A group at an end of the row, between pixels that do not exist: those are as far as can be.
