@@ -13,7 +13,8 @@ struct Extent {
   int left = topOf<int>, top = topOf<int>, right = 0, bottom = 0;
 };
 
-Extent extentOf(const InpaintHole& hole) {
+// Not to be inlined: GCC would leave the upper halves of registers in use across the caller's own calls.
+[[gnu::noinline]] Extent extentOf(const InpaintHole& hole) {
   Extent e;
   for (int y = 0; y < hole.size.height; ++y) {
     const Qor8u* const row = hole.mask.row(y);
@@ -177,6 +178,18 @@ auto layoutFor(const QoriInpaintState& s, int64_t holePixels) {
   };
 }
 
+[[gnu::noinline]] void copyWindow(QoriInpaintState& s, const InpaintHole& hole) {
+  const InpaintPlanes& planes = s.planes;
+  memset(planes.hole, 255, static_cast<size_t>(s.stride * (s.window.height + 2 * s.frameY)));
+  for (int y = 0; y < s.window.height; ++y) {
+    const Qor8u* const mask = hole.mask.row(s.window.y + y) + s.window.x;
+    const ptrdiff_t row = (y + s.frameY) * s.stride + s.frameX;
+    for (int x = 0; x < s.window.width; ++x) planes.hole[row + x] = mask[x] != 0 ? 255 : 0;
+    memcpy(planes.distance + row, hole.distance.row(s.window.y + y) + s.window.x,
+           static_cast<size_t>(s.window.width) * sizeof(Qor32f));
+  }
+}
+
 }  // namespace
 
 QoriInpaintState* makeInpaintState(const InpaintHole& hole) {
@@ -204,18 +217,10 @@ QoriInpaintState* makeInpaintState(const InpaintHole& hole) {
   QoriInpaintState& s = *layout.state;
   if (extent.count == 0) return &s;
 
-  const InpaintPlanes& planes = s.planes;
-  memset(planes.hole, 255, static_cast<size_t>(s.stride * (s.window.height + 2 * s.frameY)));
-  for (int y = 0; y < s.window.height; ++y) {
-    const Qor8u* const mask = hole.mask.row(s.window.y + y) + s.window.x;
-    const ptrdiff_t row = (y + s.frameY) * s.stride + s.frameX;
-    for (int x = 0; x < s.window.width; ++x) planes.hole[row + x] = mask[x] != 0 ? 255 : 0;
-    memcpy(planes.distance + row, hole.distance.row(s.window.y + y) + s.window.x,
-           static_cast<size_t>(s.window.width) * sizeof(Qor32f));
-  }
+  copyWindow(s, hole);
   listPixels(s, layout.keys, extent.count);
   listNeighbours(s, hole.radius);
-  listRing(s, planes.unknown, reach);
+  listRing(s, s.planes.unknown, reach);
   return &s;
 }
 
