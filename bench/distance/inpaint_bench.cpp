@@ -30,8 +30,9 @@ auto fill(InitAlloc* initAlloc, Inpaint* inpaint, int channels, float radius, in
     qoriFastMarching_8u32f_C1R(mask.p, mask.step, distance.p, distance.step, roi, 0, s.scratch(size));
     QoriInpaintState* made = nullptr;
     initAlloc(&made, distance.p, distance.step, mask.p, mask.step, roi, radius, method);
+    const std::shared_ptr<QoriInpaintState> state(made, qoriInpaintFree_8u_C1R);
     return checked(
-        [=] { return inpaint(src.p, src.step, dst.p, dst.step, roi, state); },
+        [=] { return inpaint(src.p, src.step, dst.p, dst.step, roi, state.get()); },
         [=] {
           return dst.all([&](int x, int y) { return isInHole(roi, x / channels, y) || dst(x, y) == src(x, y); });
         });
