@@ -6,6 +6,7 @@
 #define QORCV_H
 
 #include "qorcv/arith.h"
+#include "qorcv/distance.h"
 #include "qorcv/feature.h"
 #include "qorcv/filter.h"
 #include "qorcv/geometry.h"

@@ -1,0 +1,127 @@
+#include <float.h>
+#include <math.h>
+
+#include <algorithm>
+
+#include "qorcv/distance.h"
+#include "support/support.h"
+
+namespace {
+using namespace qortest;
+
+double solved(double p, double q) {
+  return fabs(p - q) < 1 ? (p + q + sqrt(2 - (p - q) * (p - q))) / 2 : std::min(p, q) + 1;
+}
+
+// The smaller value of two pixels, infinite for one outside.
+template <class At>
+double lesser(const Image<Qor32f>& d, int x0, int y0, int x1, int y1, At at) {
+  const auto value = [&](int x, int y) {
+    return x < 0 || y < 0 || x >= d.size.width || y >= d.size.height ? INFINITY : at(x, y);
+  };
+  return std::min(value(x0, y0), value(x1, y1));
+}
+
+// What every pixel should be, from what its neighbours are.
+template <class At>
+double offered(const Image<Qor32f>& d, int x, int y, At at) {
+  return solved(lesser(d, x - 1, y, x + 1, y, at), lesser(d, x, y - 1, x, y + 1, at));
+}
+
+void expectSolution(Call& c) {
+  const Image<Qor32f> d = c.after<Qor32f>('d');
+  const Image<Qor8u> src = c.before<Qor8u>('s');
+  const auto [w, h] = d.size;
+  const float radius = c.at<Qor32f>('k'), limit = radius + 1e-5F;
+  const bool hasZero = std::count(src.samples.begin(), src.samples.end(), 0) > 0;
+  const auto outside = [&](int x, int y) { return src.at(x, y) == 0 ? 0.0 : double{d.at(x, y)}; };
+  // What is not in the band has not come.
+  const auto band = [&](int x, int y) { return d.at(x, y) < 0 ? -double{d.at(x, y)} : INFINITY; };
+  const auto isRim = [&](int x, int y) {
+    return lesser(d, x - 1, y, x + 1, y, [&](int i, int j) { return src.at(i, j) == 0 ? INFINITY : 1.0; }) == 1 ||
+           lesser(d, x, y - 1, x, y + 1, [&](int i, int j) { return src.at(i, j) == 0 ? INFINITY : 1.0; }) == 1;
+  };
+  Image<double> want(d.size);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      double& v = want.at(x, y);
+      if (src.at(x, y) != 0) {
+        v = !hasZero && x == 0 && y == 0 ? 999999 : offered(d, x, y, outside);
+      } else if (radius > 0) {
+        v = isRim(x, y) ? -1e-10F : -offered(d, x, y, band);
+        // One more that would be at the limit itself may have come or not.
+        if (v < -limit && !(v >= -limit * (1 + 1e-6) && d.at(x, y) < 0)) v = 0;
+      }
+    }
+  }
+  // Some roundings of the last bit.
+  expectAgreement(
+      d, want,
+      [](Qor32f got, double v) {
+        if (v == 0 || v == -1e-10F) return same(got, Qor32f(v), Equal::SignedZeros);
+        return fabs(got - v) <= 6e-7 * fabs(v);
+      },
+      "fixed point");
+}
+
+// Zeros as they come, scattered ones, blobs, corridors that turn back, one, none.
+void fill(Call& c) {
+  Random& random = c.c.random;
+  const int kind = random.below(6), x0 = random.below(c.size().width), y0 = random.below(c.size().height);
+  const int apart = random.between(2, 60);
+  appendCase(" kind %d", kind);
+  if (kind == 0) return;
+  c.image<Qor8u>('s').generate([&](int x, int y, int) {
+    const bool isZero = kind == 1   ? random.oneIn(apart)
+                        : kind == 2 ? sin(x * 3.0 / apart) + cos(y * 5.0 / apart) < 0.3
+                        : kind == 3 ? (y % 4 == 3 && x % 31 > 1) || (x == x0 && y == y0)
+                        : kind == 4 ? x == x0 && y == y0
+                                    : false;
+    return static_cast<Qor8u>(isZero ? 0 : random.between(1, 255));
+  });
+}
+
+const Descriptions members([](Descriptions& d) {
+  d.add(QORTEST_NAMED(qoriFastMarching_8u32f_C1R), "s.d.zkw",
+        {.checks = "null | size | step | even | own",
+         .draw =
+             [](Call& c) {
+               c.set('k', c.c.usual ? 0 : c.pick({0.0, -0.0, 1e-30, 1.0, 1.999995, 5.0, 40.0, HUGE_VAL}));
+               appendCase(" radius %g", c.real('k'));
+             },
+         .fill = fill,
+         .scratch = reported(qoriFastMarchingGetBufferSize_8u32f_C1R),
+         .expect = expectSolution,
+         .own =
+             [](DescribedContract& c, int) {
+               const auto set = [&c](float radius) { return [&c, radius] { c.now.at<Qor32f>('k') = radius; }; };
+               c.check(
+                   "radius", qorStsBadArgErr, [&c] { return c.now.at<Qor32f>('k') < 0; }, set(-1), set(-INFINITY),
+                   set(-1e-45F));
+             },
+         .teamOf = [](const Arguments& a, int threads, int) { return threads > 1 && a.size().height > 5 ? 2 : 0; },
+         .teamSizes = {{40, 5}, {1, 6}, {40, 6}},
+         .sweep = {.heights = {1, 2, 5, 6, 7, 33}, .thresholds = {{200, 90}, {90, 200}}, .repeats = 2}});
+  d.add(QORTEST_NAMED(qoriFastMarchingGetBufferSize_8u32f_C1R), "zr",
+        {.checks = "null | size",
+         .expect =
+             [](Call& c) {
+               const int64_t padded = (c.size().width + int64_t{31}) / 32 * 32;
+               c.expectResult(1, static_cast<int>((c.size().height + int64_t{34}) * (padded + 5) + 40));
+             },
+         .sweep = {.widths = {1, 32, 33, 641, 30000}, .heights = {1, 4, 7, 60000}}});
+});
+
+TEST(FastMarching, OnPaper) {
+  const Qor8u src[] = {1, 1, 0, 0, 0, 0};
+  Qor32f dst[6];
+  std::vector<Qor8u> scratch(2000);
+  EXPECT_EQ(qoriFastMarching_8u32f_C1R(src, 6, dst, 24, {6, 1}, 1.999995F, scratch.data()), qorStsNoErr);
+  const Qor32f want[] = {2, 1, -1e-10F, -1, -2, 0};
+  EXPECT_EQ(memcmp(dst, want, sizeof want), 0);
+  EXPECT_EQ(qoriFastMarching_8u32f_C1R(src, 6, dst, 24, {6, 1}, NAN, scratch.data()), qorStsNoErr);
+  const Qor32f plain[] = {2, 1, 0, 0, 0, 0};
+  EXPECT_EQ(memcmp(dst, plain, sizeof plain), 0);
+}
+
+}  // namespace
