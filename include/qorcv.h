@@ -8,6 +8,7 @@
 #include "qorcv/arith.h"
 #include "qorcv/filter.h"
 #include "qorcv/integral.h"
+#include "qorcv/motion.h"
 #include "qorcv/types.h"
 #include "qorcv/version.h"
 
