@@ -42,6 +42,96 @@ QorStatus qoriUpdateMotionHistory_32f_C1IR(const Qor32f* pSilhouette, int silhSt
                                            QoriSize roiSize, Qor32f timestamp, Qor32f mhiDuration);
 /** @} */
 
+/**
+ * @defgroup mixture_background Background of mixed Gaussians
+ *
+ * Every pixel of a colour video is modelled by a few Gaussians, each with one variance for its three channels, and
+ * every frame is told apart by them into background, foreground and shadow (Z. Zivkovic, Improved adaptive Gaussian
+ * mixture model for background subtraction, 2004; shadows after A. Prati, I. Mikic, M. M. Trivedi and R. Cucchiara,
+ * Detecting moving shadows, 2003). qoriFGMMGetBufferSize_8u_C3R() reports the bytes of a state for at most maxNumModes
+ * modes a pixel, qoriFGMMInit_8u_C3R() lays it out in a block of the caller's, at any address, clears the block and
+ * copies the model, whose numModes it replaces by maxNumModes. Every call of qoriFGMMForeground_8u_C3R() then learns
+ * from one frame and classifies it; a model passed to it replaces the one before, numModes included.
+ * qoriFGMMBackground_8u_C3R() writes what the background looks like now, at any time after the first frame.
+ *
+ * @b Rate: a call with learningRate below 0, and the first call, whatever its rate, learn at 1 / min(2 * n + 2,
+ * history), where n is the number of calls before; the others at learningRate, also at 0. The quotient is one of 64-bit
+ * floats; a is it rounded to 32 bits, a1 = 1 - a, and prune = complexity * -rate in 64 bits, rounded. The rate of the
+ * first frame has no effect.
+ *
+ * @b Learning: a pixel c has a count of modes in ranks 0, 1, ..., each with a weight w, means m and a variance v. With
+ * nothing fitted yet, total = 0 and bound = count, for rank k = 0, 1, ... while k < bound:
+ *
+ *     w = weight[k] * a1 + prune
+ *     unless a mode was fitted:
+ *         d2 = (m0 - c0)^2 + (m1 - c1)^2 + (m2 - c2)^2
+ *         if total < backgroundRatio and v * varThreshold > d2, the pixel is background
+ *         if v * varThresholdGen > d2, mode k is fitted:
+ *             w = w + a,   r = a / w,   m = m - (m - c) * r,   v = min(max(v + r * (d2 - v), varMin), varMax)
+ *             and it changes places with rank k - 1, k - 2, ... as long as w >= the weight there
+ *     if w < -prune the mode is pruned: it weighs 0, unless it was just fitted and moved, and bound = bound - 1
+ *     else total = total + w
+ *
+ * Then the weights of ranks below bound are divided by total. A pruned mode keeps its rank until a new one takes it,
+ * and hides the last rank from this frame. Where no mode was fitted a new one is made from the pixel, of variance
+ * varInit: in the last rank in use when there are numModes, maxNumModes or 255, else in one more. It weighs 1 as the
+ * only one, else a; the weights of the ranks in front of it are multiplied by a1, and for j from its rank down to 1,
+ * ranks j and j - 1 change places where the weight of j - 1 is not above a.
+ *
+ * @b Mask: 0 for background. Else 255, or with shadowDetect not 0 what the first of these rules tells that applies to a
+ * rank, in their order, the new mode's rank included; 255 behind the last one:
+ *
+ *     dot = c . m,   mm = m . m,   p = dot / mm,   e2 = |p * m - c|^2
+ *     mm = 0: 255
+ *     mm >= dot and dot >= tau * mm and (v * varThreshold) * (p * p) > e2: shadowValue
+ *     the weights up to this rank exceed backgroundRatio: 255
+ *
+ * So with shadowDetect every pixel of the first frame that is not black is a shadow of itself.
+ *
+ * @b Background: the mean over the ranks, weighted, up to the first at which the weights exceed backgroundRatio; the
+ * sum is multiplied by the reciprocal of the weight, rounded to nearest, ties to even, and saturated. Before the first
+ * frame it is arbitrary.
+ *
+ * @b Rounding: 32-bit float, sums over channels from left to right, nothing fused. Results with NaN (a history of 0, a
+ * rate of 0 for a mode that weighs 0) are arbitrary.
+ *
+ * @b State: 3 * R(8 * M) + R(N) + 2 * R(4 * N * M) + R(16 * N * M) + 416 bytes for N pixels and M modes, R rounding up
+ * to a multiple of 32; where that leaves 32 bits its low 32 bits are reported, which is too little, so keep 44 * N * M
+ * below 2^32. The state must not be moved. The size of a frame is not compared with that of the state and has to be the
+ * same.
+ *
+ * @b Region: only the pixels of the frame are read, all of the mask or image are written. Steps may be less than a row:
+ * then rows overlap. @b In @b place: no. @b Scratch: none. @b Threads: none; one call at a time for a state.
+ *
+ * @b Statuses, in the order of the checks. GetBufferSize, Init: qorStsNullPtrErr; qorStsSizeErr for a width, then a
+ * height below 1; qorStsBadArgErr for maxNumModes below 1. Foreground, Background: qorStsNullPtrErr for a null pointer,
+ * pModel excepted; qorStsStepErr for a step below 1; qorStsSizeErr for a width, then a height below 1; qorStsBadArgErr
+ * for a model whose numModes, as unsigned, is 0 or above maxNumModes. A call that fails neither counts nor takes its
+ * model.
+ * @{
+ */
+typedef struct {
+  int history;            /**< frames that the automatic rate looks back */
+  int numModes;           /**< modes in use */
+  Qor32f varInit;         /**< variance of a new mode */
+  Qor32f varMin;          /**< least variance of a fitted mode */
+  Qor32f varMax;          /**< largest variance of a fitted mode; it holds where varMin is above it */
+  Qor32f varThreshold;    /**< squared distance, in variances, within which a pixel is background or shadow */
+  Qor32f backgroundRatio; /**< share of the weight that makes up the background */
+  Qor32f varThresholdGen; /**< squared distance, in variances, within which a mode is fitted */
+  Qor32f complexity;      /**< what weak modes lose, in shares of the rate */
+  Qor8u shadowValue;      /**< mask value of a shadow */
+  Qor8u shadowDetect;     /**< not 0: shadows are told from the foreground */
+  Qor32f tau;             /**< least brightness of a shadow, relative to the background */
+} QoriFGMMModel;
+
+QorStatus qoriFGMMGetBufferSize_8u_C3R(QoriSize roiSize, int maxNumModes, int* pSize);
+QorStatus qoriFGMMInit_8u_C3R(QoriSize roiSize, int maxNumModes, const QoriFGMMModel* pModel, Qor8u* pState);
+QorStatus qoriFGMMForeground_8u_C3R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                    Qor8u* pState, const QoriFGMMModel* pModel, Qor64f learningRate);
+QorStatus qoriFGMMBackground_8u_C3R(Qor8u* pDst, int dstStep, QoriSize roiSize, Qor8u* pState);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
