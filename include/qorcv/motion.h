@@ -132,6 +132,90 @@ QorStatus qoriFGMMForeground_8u_C3R(const Qor8u* pSrc, int srcStep, Qor8u* pDst,
 QorStatus qoriFGMMBackground_8u_C3R(Qor8u* pDst, int dstStep, QoriSize roiSize, Qor8u* pState);
 /** @} */
 
+/**
+ * @defgroup foreground_histogram Background of frequent colours
+ *
+ * Every pixel learns which values it has when it stands still, and which pairs of values it has in successive frames
+ * when it changes: a swaying tree or a flickering screen is background by the pairs that repeat (L. Li, W. Huang, I. Y.
+ * H. Gu and Q. Tian, Foreground object detection from videos containing complex background, 2003). InitAlloc makes a
+ * record from the first frame. Every frame then takes one call of qoriForegroundHistogram_*(), which finds the
+ * foreground, and one of the Update, which learns, mostly with that mask as pMask. Frames have the size of the first
+ * one; that is not checked. pParam must not be null and is not read.
+ *
+ * The record holds the previous frame, a background image, and for every pixel a value table of 25 entries, of which 15
+ * count, a pair table of 40, of which 25 count, a prior and a flag `settled` for each, all 0 in the beginning. An entry
+ * has samples of the frame, a frequency p and the share pb of it that was background. Samples fit an entry that is at
+ * most 4 (values) or 8 (pairs) away in every sample.
+ *
+ * @b Foreground: a pixel has changed when in any channel |frame - previous| is above the channel's threshold, and
+ * differs when |frame - background| is above its own. A threshold is the largest deviation among the tails d .. 255 of
+ * the histogram of these differences, for d from 0 to 254: with n pixels in the tail (1 if none), S1 the sum and S2 the
+ * sum of squares of their differences, sqrt(S2 / n - m * m) with m = S1 / n in 64-bit floats. The mask is 0, and 255
+ *
+ *     for a changed pixel    unless its pair table is settled and 2 * Sb * (its prior) > Sp
+ *     for one that differs   if its value table is settled and 2 * Sb * (its prior) <= Sp
+ *
+ * where Sp and Sb are the sums of p and pb over the entries that count, from the first one while p is above 0.005f,
+ * whose first three samples the frame's pixel fits: its three channels. In the one-channel form these are the pixel and
+ * the two samples behind it in memory, across the row's end, while an entry has the samples that it was given and 0 for
+ * the rest.
+ *
+ * @b Update, for every pixel with its mask byte f, not 0 for foreground. Tables learn at the rate a = 0.1f until they
+ * are settled; then the pair table learns at 0.005f, from changed pixels only, the value table at 0.005f. The value
+ * table learns from pixels that have not changed. Learning of a table with the samples s of the pixel (for pairs those
+ * of the previous frame, then those of the frame):
+ *
+ *  -# prior = prior * (1 - a), plus a if f is 0.
+ *  -# Unless the first p is 0: every entry, for pairs up to the first p of 0, decays: p and pb are multiplied by 1 - a,
+ *     and become 0 when p falls below 1e-10. What is left is compared with s; the entry whose differences have the
+ *     least sum, the first one of equals, matches if s fits it.
+ *  -# The matching p grows by a, its pb by a if f is 0. Without a match the last entry becomes (a, a, s).
+ *  -# The entry that grew or is new moves ahead of the first one whose p is not above its own.
+ *  -# With Sp and Sb the sums of p and pb over the entries that count, up to the first p of 0: if Sp is above 0.9f the
+ *     table is settled. If Sp - Sb * prior is above 0.9f and the first p is not 0, each of these entries gets
+ *     pb = (p - pb * prior) / (1 - prior), and in the value table prior = 1 - prior.
+ *
+ * In the one-channel form no entry ever matches: the walk of step 2 ends behind the first living entry that s does not
+ * fit, and a new entry always takes the last place. A value entry keeps one sample, a pair entry two.
+ *
+ * Where f is 0 the background becomes the frame, but for a pixel that neither changed nor differs each sample becomes
+ * truncate(frame * 0.1f + background * (1 - 0.1f)). At last the frame becomes the previous one, and the background is
+ * copied to pRef.
+ *
+ * @b Rounding: 32-bit float in the order written, entries from the first on, but for the thresholds, and the comparison
+ * with 1e-10, in 64 bits.
+ *
+ * @b Region: only the region is read, but for two bytes behind the last pixel of every row in
+ * qoriForegroundHistogram_8u_C1R(), which must be readable behind the last row also. All pixels of pDst and pRef are
+ * written. dstStep is not tested and may be negative. @b In @b place: no. @b Memory: the record is some 600 bytes a
+ * pixel, from the library; release it with Free. Its parts are blocks of at most 2^31 - 1 bytes, which bounds a frame
+ * to 8.9 million pixels in three channels and 13.4 million in one. @b Threads: none; one call at a time for a record.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pointer; qorStsSizeErr for a width, then a
+ * height below 1; qorStsStepErr for srcStep, in the Update then maskStep and refStep, below the bytes of a row;
+ * qorStsMemAllocErr from InitAlloc, which leaves *ppState as it is unless it succeeds.
+ * @{
+ */
+typedef struct QoriFgHistogramState QoriFgHistogramState; /**< what the pixels have learned */
+
+QorStatus qoriForegroundHistogramInitAlloc_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, const void* pParam,
+                                                  QoriFgHistogramState** ppState);
+QorStatus qoriForegroundHistogramInitAlloc_8u_C3R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, const void* pParam,
+                                                  QoriFgHistogramState** ppState);
+QorStatus qoriForegroundHistogramFree_8u_C1R(QoriFgHistogramState* pState);
+QorStatus qoriForegroundHistogramFree_8u_C3R(QoriFgHistogramState* pState);
+QorStatus qoriForegroundHistogram_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                         QoriFgHistogramState* pState);
+QorStatus qoriForegroundHistogram_8u_C3R(const Qor8u* pSrc, int srcStep, Qor8u* pDst, int dstStep, QoriSize roiSize,
+                                         QoriFgHistogramState* pState);
+QorStatus qoriForegroundHistogramUpdate_8u_C1R(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep,
+                                               Qor8u* pRef, int refStep, QoriSize roiSize,
+                                               QoriFgHistogramState* pState);
+QorStatus qoriForegroundHistogramUpdate_8u_C3R(const Qor8u* pSrc, int srcStep, const Qor8u* pMask, int maskStep,
+                                               Qor8u* pRef, int refStep, QoriSize roiSize,
+                                               QoriFgHistogramState* pState);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

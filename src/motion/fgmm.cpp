@@ -37,10 +37,13 @@ struct Learning {
 template <class Lanes>
 class Pixels {
  public:
-  Pixels(const Learning& learning, const FgmmModes& modes, Lanes lanes, Qor8u* counts, const SplitStrip& colors, int x)
+  Pixels(const Learning& learning, const FgmmModes& modes, Lanes lanes, Qor8u* counts,
+         const Qor8u (&colors)[3][stripPixels], int x)
       : l_(learning), modes_(modes), lanes_(lanes), counts_(counts) {
-    for (int i = 0; i < 3; ++i) color_[i] = loadAs<Qor32f>(colors.channel[i] + x);
-    count_ = lanes.loadBytes(counts);
+    for (int i = 0; i < 3; ++i) color_[i] = loadAs<Qor32f>(colors[i] + x);
+    Qor8u copy[V32s::lanes] = {};
+    memcpy(copy, counts, static_cast<size_t>(lanes.n));
+    count_ = loadAs<Qor32s>(copy);
   }
 
   // Learns the pixels, and returns what the mask has for them. The rare steps work on a copy, so that otherwise all of
@@ -158,7 +161,7 @@ class Pixels {
       const Mask moves = andNot(p.weight(k - 1) > p.l_.rate, below(k - 1, rank));
       if (any(moves)) p.exchange(k, moves);
     }
-    p.lanes_.storeBytes(p.counts_, narrowToU(count, count, count, count));
+    storeFirst(p.counts_, p.lanes_.n, narrowToU(count, count, count, count));
     return count;
   }
 
@@ -190,27 +193,24 @@ class Pixels {
   Mask fitted_ = zero<Qor32f>(), background_ = zero<Qor32f>();
 };
 
-// Calls pixels(number in the strip, modes, lanes) for a strip, a vector at a time.
+// Calls work(pixel of the strip, modes, lanes) for a strip, a vector at a time.
 template <class Work>
-QOR_FORCE_INLINE void forVectors(FgmmState& state, int64_t first, int pixels, const Work& work) {
+QOR_FORCE_INLINE void forModes(FgmmState& state, int64_t first, int pixels, const Work& work) {
   static_assert(stripPixels % fgmmTile == 0 && fgmmTile % V32f::lanes == 0);
   for (int tile = 0; tile < pixels; tile += fgmmTile) {
     const FgmmModes modes(state, first + tile);
     const int n = pixels - tile < fgmmTile ? pixels - tile : fgmmTile;
-    int x = 0;
-    for (; x <= n - V32f::lanes; x += V32f::lanes) work(tile + x, modes.from(x), AllLanes());
-    if (x < n) work(tile + x, modes.from(x), FirstLanes{n - x});
+    forVectors<V32f>(n, [&](int x, auto lanes) { work(tile + x, modes.from(x), lanes); });
   }
 }
 
 void learnFrame(FgmmState& state, const Learning& learning, Plane<const Qor8u> src, Plane<Qor8u> dst, QoriSize size) {
-  Qor8u pixels[3 * stripPixels] = {}, mask[stripPixels];
+  Qor8u pixels[3 * stripPixels] = {}, colors[3][stripPixels], mask[stripPixels];
   Qor32s wideMask[stripPixels] = {};
-  SplitStrip colors;
   forStrips(size, [&](int64_t first, int n) {
     gatherStrip<3>(pixels, src, size.width, first, n);
-    colors.take(pixels);
-    forVectors(state, first, n, [&](int x, const FgmmModes& modes, auto lanes) {
+    splitThree(pixels, colors);
+    forModes(state, first, n, [&](int x, const FgmmModes& modes, auto lanes) {
       store(wideMask + x, Pixels(learning, modes, lanes, state.counts() + first + x, colors, x).learn());
     });
     for (int x = 0; x < stripPixels; x += V8u::lanes) {
@@ -251,7 +251,7 @@ void writeBackground(FgmmState& state, Plane<Qor8u> dst, QoriSize size) {
   Qor8u pixels[3 * stripPixels + V8u::lanes], counts[stripPixels] = {};
   forStrips(size, [&](int64_t first, int n) {
     memcpy(counts, state.counts() + first, static_cast<size_t>(n));
-    forVectors(state, first, n, [&](int x, const FgmmModes& modes, auto lanes) {
+    forModes(state, first, n, [&](int x, const FgmmModes& modes, auto lanes) {
       backgroundColors(pixels + 3 * x, modes, lanes, loadAs<Qor32s>(counts + x), ratio);
     });
     scatterStrip<3>(dst, pixels, size.width, first, n);

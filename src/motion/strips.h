@@ -45,44 +45,47 @@ void scatterStrip(Plane<Qor8u> image, const Qor8u* strip, int width, int64_t fir
   });
 }
 
-// Three channels apart.
-struct SplitStrip {
-  Qor8u channel[3][stripPixels];
-
-  void take(const Qor8u (&pixels)[3 * stripPixels]) {
-    static_assert(stripPixels % V8u::lanes == 0);
-    for (int x = 0; x < stripPixels; x += V8u::lanes) {
-      const Triple<Qor8u> t(pixels + 3 * x);
-      store(channel[0] + x, third<0>(t));
-      store(channel[1] + x, third<1>(t));
-      store(channel[2] + x, third<2>(t));
-    }
+// The channels of a strip apart.
+inline void splitThree(const Qor8u (&pixels)[3 * stripPixels], Qor8u (&split)[3][stripPixels]) {
+  static_assert(stripPixels % V8u::lanes == 0);
+  for (int x = 0; x < stripPixels; x += V8u::lanes) {
+    const Triple<Qor8u> t(pixels + 3 * x);
+    store(split[0] + x, third<0>(t));
+    store(split[1] + x, third<1>(t));
+    store(split[2] + x, third<2>(t));
   }
-};
+}
 
-// Lanes of 32 bits that all stand for a pixel, or only the first of them: the rest is neither read nor written. Also
-// for a byte a pixel, and for the mask of the lanes.
+// Lanes that all stand for a pixel, or only the first of them: the rest is neither read nor written.
+template <class V>
 struct AllLanes {
-  V32f all() const { return as<Qor32f>(splat(-1)); }
-  V32f load(const Qor32f* p) const { return qor::load(p); }
-  void store(Qor32f* p, V32f a) const { qor::store(p, a); }
-  V32s loadBytes(const Qor8u* p) const { return loadAs<Qor32s>(p); }
-  void storeBytes(Qor8u* p, V8u a) const { storeFirst(p, V32s::lanes, a); }
+  using Sample = typename V::Sample;
+  static constexpr ptrdiff_t n = V::lanes;
+
+  V all() const { return as<Sample>(splat<VecOf<Qor8u, V::bytes>>(255)); }
+  V load(const Sample* p) const { return qor::load<V>(p); }
+  void store(Sample* p, V a) const { qor::store(p, a); }
 };
+template <class V>
 struct FirstLanes {
+  using Sample = typename V::Sample;
   ptrdiff_t n;
 
-  V32f all() const {
-    return as<Qor32f>(laneByLane<V32s>([this](int i) { return i < n ? -1 : 0; }));
+  V all() const {
+    V ones;
+    memset(&ones, 255, sizeof ones);
+    return loadFirst<V>(reinterpret_cast<const Sample*>(&ones), n);
   }
-  V32f load(const Qor32f* p) const { return loadFirst<V32f>(p, n); }
-  void store(Qor32f* p, V32f a) const { storeFirst(p, n, a); }
-  V32s loadBytes(const Qor8u* p) const {
-    Qor8u copy[V32s::lanes] = {};
-    memcpy(copy, p, static_cast<size_t>(n));
-    return loadAs<Qor32s>(copy);
-  }
-  void storeBytes(Qor8u* p, V8u a) const { storeFirst(p, n, a); }
+  V load(const Sample* p) const { return loadFirst<V>(p, n); }
+  void store(Sample* p, V a) const { storeFirst(p, n, a); }
 };
+
+// Calls work(pixel, lanes) for pixels of a tile, a vector at a time.
+template <class V, class Work>
+QOR_FORCE_INLINE void forVectors(int pixels, const Work& work) {
+  int x = 0;
+  for (; x <= pixels - V::lanes; x += V::lanes) work(x, AllLanes<V>());
+  if (x < pixels) work(x, FirstLanes<V>{pixels - x});
+}
 
 }  // namespace qor
