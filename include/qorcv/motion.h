@@ -216,6 +216,60 @@ QorStatus qoriForegroundHistogramUpdate_8u_C3R(const Qor8u* pSrc, int srcStep, c
                                                QoriFgHistogramState* pState);
 /** @} */
 
+/**
+ * @defgroup foreground_gaussian Background of five Gaussians
+ *
+ * Every pixel is modelled by five Gaussians ("modes"), each with a count, a weight and for every channel a mean and a
+ * variance (C. Stauffer and W. E. L. Grimson, Adaptive background mixture models for real-time tracking, 1999, with the
+ * update of P. KaewTraKulPong and R. Bowden, 2001). InitAlloc makes a record from the first frame: mode 0 has count 1,
+ * weight 1, the pixel as mean and the variance 12.5, the others count 0, weight 0, mean 0 and that variance. Each call
+ * of qoriForegroundGaussian_*() learns from a frame and writes the foreground to pDst (255, else 0) and an image of the
+ * background to pRef. pModel must not be null and is not read.
+ *
+ * For a pixel x, with d2 the sum of (mean - x)^2 and V that of the variances over the channels:
+ *
+ *  -# Match: the first mode, by its rank, with V * 6.25 > d2, also if its count is 0. Its rank is the hit h; h stays
+ *     with the rank for what follows.
+ *  -# Learn, with hit = 1 for the mode that matches, else 0, and e = x - mean taken once:
+ *
+ *         a = 1 / (the sum of all counts + 1),   count = count + hit,   weight = weight + (hit - weight) * a
+ *         if it is hit: rho = 1 / count,   mean = mean + e * rho,   variance = variance + rho * (e * e - variance)
+ *
+ *     In call 200 of the record, and in no other, counts stay, a = 1 / 200 and rho = 1 / (200 * weight).
+ *  -# Without a match the mode of the last rank becomes count 1, variance 900, mean x. With N the new sum of counts,
+ *     every weight becomes count / N; in call 200 its own becomes 1 / N and the others shrink by 1 - 1 / 200.
+ *  -# Sort by weight / sqrt(V), 0 for a count of 0: the largest in rank 0, equals in their order.
+ *  -# The background is truncate(mean + 0.5) of rank 0. The mask is 0 if h is among the first ranks whose weights,
+ *     summed from rank 0 on, reach above 0.7, the one that does it included.
+ *
+ * @b Rounding: 64-bit floats in the order written, channels summed from left to right, nothing fused.
+ *
+ * @b Region: only the region is read, all pixels of pRef and pDst are written; they must not overlap pSrc or each
+ * other. Pixel (x, y) is the record's pixel y * width + x: a frame may have fewer rows than the first one, but not
+ * another width, which is not checked. Only srcStep is tested; refStep and dstStep may be anything, also negative.
+ * @b Memory: the record takes 160 bytes a pixel in one channel, 320 in three, from the library,
+ * in blocks of a fifth of that and at most 2^31 - 1 bytes each; release it with Free. @b Scratch: none. @b Threads:
+ * none; one call at a time for a record.
+ *
+ * @b Statuses, in the order of the checks: qorStsNullPtrErr for a null pointer; qorStsSizeErr for a width, then a
+ * height below 1; qorStsStepErr for srcStep below the bytes of a row; qorStsMemAllocErr from InitAlloc, which leaves
+ * *ppState as it is unless it succeeds. A call that fails does not count.
+ * @{
+ */
+typedef struct QoriFgGaussianState QoriFgGaussianState; /**< the modes of all pixels */
+
+QorStatus qoriForegroundGaussianInitAlloc_8u_C1R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, const void* pModel,
+                                                 QoriFgGaussianState** ppState);
+QorStatus qoriForegroundGaussianInitAlloc_8u_C3R(const Qor8u* pSrc, int srcStep, QoriSize roiSize, const void* pModel,
+                                                 QoriFgGaussianState** ppState);
+QorStatus qoriForegroundGaussianFree_8u_C1R(QoriFgGaussianState* pState);
+QorStatus qoriForegroundGaussianFree_8u_C3R(QoriFgGaussianState* pState);
+QorStatus qoriForegroundGaussian_8u_C1R(const Qor8u* pSrc, int srcStep, Qor8u* pRef, int refStep, Qor8u* pDst,
+                                        int dstStep, QoriSize roiSize, QoriFgGaussianState* pState);
+QorStatus qoriForegroundGaussian_8u_C3R(const Qor8u* pSrc, int srcStep, Qor8u* pRef, int refStep, Qor8u* pDst,
+                                        int dstStep, QoriSize roiSize, QoriFgGaussianState* pState);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
