@@ -8,6 +8,7 @@
 #include "frame/alloc.h"
 #include "frame/checks.h"
 #include "frame/round.h"
+#include "frame/scratch.h"
 
 namespace qor::inline QOR_LEVEL {
 

@@ -6,7 +6,7 @@
 
 #include <string.h>
 
-#include "frame/base.h"
+#include "frame/vec.h"
 
 namespace qor::inline QOR_LEVEL {
 
@@ -20,6 +20,28 @@ static_assert(Qor64f{deadBelow} >= 1e-10);
 struct FeatureMemory {
   Qor32f prior;
   bool settled;
+  // Where not 0, so many first entries, all that are in use, are those of FadingWeights, and their p and pb in memory
+  // are of no meaning.
+  Qor8u fading;
+};
+
+// The p, and pb, of entries of which one was made at every call at the fast rate and none has grown.
+template <int count>
+struct FadingWeights {
+  Qor32f p[count];
+
+  constexpr FadingWeights() : p{} {
+    Qor32f weight = fastRate;
+    for (Qor32f& each : p) {
+      each = weight;
+      weight *= 1 - fastRate;
+    }
+  }
+  constexpr Qor32f sum(int n) const {
+    Qor32f all = 0;
+    for (int i = 0; i < n; ++i) all += p[i];
+    return all;
+  }
 };
 
 template <int channels, bool pairs>
@@ -28,12 +50,17 @@ struct FeatureTable {
   // Two steps of 128 levels, or 64 for pairs.
   static constexpr int tolerance = pairs ? 2 * 256 / 64 : 2 * 256 / 128;
 
+  // In one channel no value matches an entry. So the entries of a pixel that stands still differ from those of another
+  // by their samples alone, which are shifted in two registers.
+  static constexpr bool fades = channels == 1 && !pairs;
+  static constexpr int sampleBytes = fades ? 2 * Short<Qor8u>::bytes : capacity * samples;
+
   Qor32f *p, *pb;
   Qor8u* v;
 
   // Of one pixel among all.
   FeatureTable at(ptrdiff_t pixel) const {
-    return {p + pixel * capacity, pb + pixel * capacity, v + pixel * capacity * samples};
+    return {p + pixel * capacity, pb + pixel * capacity, v + pixel * sampleBytes};
   }
 
   // ---- telling
@@ -57,6 +84,12 @@ struct FeatureTable {
     const Qor32f kept = 1 - rate;
     memory.prior = memory.prior * kept;
     if (isBackground) memory.prior += rate;
+    if constexpr (fades) {
+      if (memory.fading != 0) {
+        if (rate == fastRate && shiftFading(memory, *s)) return;
+        stopFading(memory);
+      }
+    }
     int entry = -1;
     if (p[0] != 0) entry = channels == 1 ? decayWhileFitting(kept, s) : decayAndMatch(kept, s);
     if (entry >= 0) {
@@ -69,6 +102,9 @@ struct FeatureTable {
     }
     moveUp(entry);
     settle(memory);
+    if constexpr (fades) {
+      if (!memory.settled) startFading(memory);
+    }
   }
 
  private:
@@ -108,6 +144,40 @@ struct FeatureTable {
         if (!isNear(v[i * samples + c], s[c])) return -1;
     }
     return -1;
+  }
+
+  static constexpr FadingWeights<capacity> fadingWeights{};
+
+  // All entries fade and a new one stands in front of them, if the sample fits them all. They cannot settle the table.
+  bool shiftFading(FeatureMemory& memory, Qor8u s) const {
+    static_assert(!fades || (capacity <= sampleBytes && FadingWeights<capacity>().sum(used) < settledMass));
+    using V = Short<Qor8u>;
+    alignas(V::bytes) static constexpr Qor8u numbers[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
+                                                          11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
+                                                          22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
+    const V first = load<V>(v), last = load<V>(v + V::lanes), sample = splat<V>(s), entries = splat<V>(memory.fading);
+    const auto misses = [&](V learned, V number) {
+      // Beyond the tolerance, and of a number below that of the entries.
+      const V beyond = subSat(absDiff(learned, sample), splat<V>(tolerance));
+      return min(beyond, subSat(entries, number));
+    };
+    if (!allZero(misses(first, load<V>(numbers)) | misses(last, load<V>(numbers + V::lanes)))) return false;
+    store(v, slide<V::lanes - 1>(sample, first));
+    store(v + V::lanes, slide<V::lanes - 1>(first, last));
+    if (memory.fading < capacity) ++memory.fading;
+    return true;
+  }
+  void stopFading(FeatureMemory& memory) const {
+    for (int i = 0; i < memory.fading; ++i) p[i] = pb[i] = fadingWeights.p[i];
+    memory.fading = 0;
+  }
+  // Those behind the entries in use all have a p of 0, now and when fading stops.
+  void startFading(FeatureMemory& memory) const {
+    int n = 0;
+    while (n < capacity && p[n] == fadingWeights.p[n] && pb[n] == fadingWeights.p[n]) ++n;
+    for (int i = n; i < capacity; ++i)
+      if (p[i] != 0) return;
+    memory.fading = static_cast<Qor8u>(n);
   }
 
   // Ahead of the first entry that is not above it.

@@ -45,16 +45,17 @@ void makeRecord(Record& r, Plane<const Qor8u> src, QoriSize size) {
   using Values = FeatureTable<channels, false>;
   using Pairs = FeatureTable<channels, true>;
   const int64_t pixels = int64_t{size.width} * size.height;
-  r.previous = r.blocks.take<Qor8u>(pixels * channels);
-  r.background = r.blocks.take<Qor8u>(pixels * channels);
+  // Vectors may reach behind the last pixel.
+  r.previous = r.blocks.take<Qor8u>(pixels * channels + wideVectorBytes);
+  r.background = r.blocks.take<Qor8u>(pixels * channels + wideVectorBytes);
   r.marks = r.blocks.takeZeros<Qor8u>(pixels);
   r.pixels = r.blocks.takeZeros<PixelMemory>(pixels);
   r.valueP = r.blocks.takeZeros<Qor32f>(pixels * Values::capacity);
   r.valuePb = r.blocks.take<Qor32f>(pixels * Values::capacity);
-  r.valueV = r.blocks.take<Qor8u>(pixels * Values::capacity * Values::samples);
+  r.valueV = r.blocks.take<Qor8u>(pixels * Values::sampleBytes);
   r.pairP = r.blocks.takeZeros<Qor32f>(pixels * Pairs::capacity);
   r.pairPb = r.blocks.take<Qor32f>(pixels * Pairs::capacity);
-  r.pairV = r.blocks.take<Qor8u>(pixels * Pairs::capacity * Pairs::samples);
+  r.pairV = r.blocks.take<Qor8u>(pixels * Pairs::sampleBytes);
   if (!r.blocks.complete()) return;
   forStrips(size, [&](int64_t first, int n) {
     gatherStrip<channels>(r.previous + first * channels, src, size.width, first, n);
@@ -64,22 +65,26 @@ void makeRecord(Record& r, Plane<const Qor8u> src, QoriSize size) {
 
 // ---- what changed, and what differs
 
-// A strip of an image by channels, and its samples as they stand.
+// A strip of an image by channels. One channel stays where it is.
 template <int channels>
 class Strip {
  public:
   void take(const Qor8u* samples, int n) {
     if constexpr (channels == 1) {
-      memcpy(split_[0], samples, static_cast<size_t>(n));
+      channels_[0] = samples;
     } else {
       memcpy(pixels_, samples, static_cast<size_t>(n) * channels);
       splitThree(pixels_, split_);
+      for (int c = 0; c < channels; ++c) channels_[c] = split_[c];
     }
   }
-  const Qor8u* channel(int c) const { return split_[c]; }
+  const Qor8u* channel(int c) const { return channels_[c]; }
 
  private:
-  Qor8u pixels_[channels == 1 ? 1 : channels * stripPixels] = {}, split_[channels][stripPixels] = {};
+  static constexpr int kept = channels == 1 ? 1 : stripPixels;
+
+  const Qor8u* channels_[channels];
+  Qor8u pixels_[3 * kept] = {}, split_[3][kept] = {};
 };
 
 // How often which difference occurs. Neighbours count apart, so that one need not wait for the other.
@@ -173,7 +178,7 @@ template <int channels>
 void findForeground(Record& r, Plane<const Qor8u> src, Plane<Qor8u> dst, QoriSize size) {
   Thresholds thresholds;
   compareAll<channels>(r, src, size, thresholds);
-  Qor8u samples[channels * stripPixels], marks[stripPixels], mask[stripPixels];
+  Qor8u samples[channels * stripPixels] = {}, marks[stripPixels], mask[stripPixels];
   Strip<channels> frame, previous, background;
   forStrips(size, [&](int64_t first, int n) {
     gatherStrip<channels>(samples, src, size.width, first, n);
@@ -181,20 +186,25 @@ void findForeground(Record& r, Plane<const Qor8u> src, Plane<Qor8u> dst, QoriSiz
     previous.take(r.previous + first * channels, n);
     background.take(r.background + first * channels, n);
     memset(mask, 0, sizeof mask);
+    V8u marked = zero<Qor8u>();
     for (int x = 0; x < n; x += V8u::lanes) {
       const V8u changes = isBeyond(frame, previous, thresholds.change, x);
       const V8u differences = isBeyond(frame, background, thresholds.difference, x);
-      store(marks + x, (changes & splat(changed)) | (differences & splat(differing)));
+      const V8u both = (changes & splat(changed)) | (differences & splat(differing));
+      store(marks + x, both);
+      marked = marked | both;
     }
     memcpy(r.marks + first, marks, static_cast<size_t>(n));
-    forPieces(size.width, first, n, [&](int y, int x, int at, int pixels) {
-      // In one channel two samples behind the pixel are read as well.
-      const Qor8u* const row = src.row(y) + int64_t{x} * channels;
-      for (int i = 0; i < pixels; ++i) {
-        if (marks[at + i] != 0 && isForeground<channels>(r, first + at + i, row + int64_t{i} * channels))
-          mask[at + i] = 255;
-      }
-    });
+    // Marks behind the strip say nothing, but at worst there is nothing to do.
+    if (!allZero(marked))
+      forPieces(size.width, first, n, [&](int y, int x, int at, int pixels) {
+        // In one channel two samples behind the pixel are read as well.
+        const Qor8u* const row = src.row(y) + int64_t{x} * channels;
+        for (int i = 0; i < pixels; ++i) {
+          if (marks[at + i] != 0 && isForeground<channels>(r, first + at + i, row + int64_t{i} * channels))
+            mask[at + i] = 255;
+        }
+      });
     scatterStrip<1>(dst, mask, size.width, first, n);
   });
 }
@@ -218,13 +228,43 @@ void learnPixel(Record& r, int64_t pixel, const Qor8u* frame, bool isBackground)
                                         memory.values.settled ? slowRate : fastRate);
 }
 
+constexpr Qor32f backgroundRate = 0.1F;
+
+// A vector of the background that moves towards the frame.
+V8u blended(const Qor8u* frame, const Qor8u* background) {
+  const V32f rate = splat(backgroundRate), kept = splat(1 - backgroundRate);
+  Block<Qor32s, V8u::lanes / V32s::lanes> b;
+  for (int i = 0; i < V8u::lanes / V32s::lanes; ++i) {
+    const int x = i * V32s::lanes;
+    b.v[i] = truncated(loadAs<Qor32f>(frame + x) * rate + loadAs<Qor32f>(background + x) * kept);
+  }
+  return narrowToU(b.v[0], b.v[1], b.v[2], b.v[3]);
+}
+
 template <int channels>
-void learnBackground(Record& r, int64_t pixel, const Qor8u* frame) {
-  Qor8u* const background = r.background + pixel * channels;
-  constexpr Qor32f rate = 0.1F;
+void learnBackground(const Qor8u* frame, Qor8u* background, Qor8u mark) {
   for (int c = 0; c < channels; ++c) {
-    const Qor32f blended = static_cast<Qor32f>(frame[c]) * rate + static_cast<Qor32f>(background[c]) * (1 - rate);
-    background[c] = r.marks[pixel] == 0 ? static_cast<Qor8u>(blended) : frame[c];
+    const Qor32f sum =
+        static_cast<Qor32f>(frame[c]) * backgroundRate + static_cast<Qor32f>(background[c]) * (1 - backgroundRate);
+    background[c] = mark == 0 ? static_cast<Qor8u>(sum) : frame[c];
+  }
+}
+
+// A strip of it: mostly whole vectors of pixels stand still.
+template <int channels>
+void learnBackgrounds(const Qor8u* frame, const Qor8u* foreground, const Qor8u* marks, Qor8u* background, int n) {
+  for (int x = 0; x < n;) {
+    const bool isVector = x <= n - V8u::lanes;
+    if (isVector && allZero(load(foreground + x) | load(marks + x))) {
+      for (int c = 0; c < channels; ++c) {
+        const int i = x * channels + c * V8u::lanes;
+        store(background + i, blended(frame + i, background + i));
+      }
+      x += V8u::lanes;
+      continue;
+    }
+    for (const int end = isVector ? x + V8u::lanes : n; x < end; ++x)
+      if (foreground[x] == 0) learnBackground<channels>(frame + x * channels, background + x * channels, marks[x]);
   }
 }
 
@@ -234,13 +274,11 @@ void learnFrame(Record& r, Plane<const Qor8u> src, Plane<const Qor8u> mask, Plan
   forStrips(size, [&](int64_t first, int n) {
     gatherStrip<channels>(samples, src, size.width, first, n);
     gatherStrip<1>(foreground, mask, size.width, first, n);
-    for (int i = 0; i < n; ++i) {
-      const bool isBackground = foreground[i] == 0;
-      learnPixel<channels>(r, first + i, samples + i * channels, isBackground);
-      if (isBackground) learnBackground<channels>(r, first + i, samples + i * channels);
-    }
+    for (int i = 0; i < n; ++i) learnPixel<channels>(r, first + i, samples + i * channels, foreground[i] == 0);
+    Qor8u* const background = r.background + first * channels;
+    learnBackgrounds<channels>(samples, foreground, r.marks + first, background, n);
     memcpy(r.previous + first * channels, samples, static_cast<size_t>(n) * channels);
-    scatterStrip<channels>(ref, r.background + first * channels, size.width, first, n);
+    scatterStrip<channels>(ref, background, size.width, first, n);
   });
 }
 
