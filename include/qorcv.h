@@ -12,6 +12,7 @@
 #include "qorcv/geometry.h"
 #include "qorcv/integral.h"
 #include "qorcv/morph.h"
+#include "qorcv/motion.h"
 #include "qorcv/pyramid.h"
 #include "qorcv/segment.h"
 #include "qorcv/types.h"
