@@ -257,21 +257,25 @@ void march(Marching<inside>&& marching, const Division& division, bool parallel)
   }
   Visit visit = Visit::all;
   bool isFirst = true, fell[] = {false, false};
-  const auto begin = [&](int half) { marching.begin(division.parts[half]); };
-  const auto meet = [&] {
+  const auto work = [&](int phase, int half) {
+    if (phase == 0) {
+      marching.begin(division.parts[half]);
+    } else {
+      fell[half] = marching.resume(division.parts[half], visit);
+    }
+  };
+  const auto meet = [&](int) {
     const bool goesOn = marching.meet(division.parts[0].meeting) || isFirst || fell[0] || fell[1];
     visit = isFirst ? Visit::all : Visit::marked;
     isFirst = false;
-    return goesOn;
+    return goesOn ? 1 : -1;
   };
-  const auto resume = [&](int half) { fell[half] = marching.resume(division.parts[half], visit); };
   if (parallel) {
-    inTwoParts(begin, meet, resume);
+    inPhases(2, 2, work, meet);
     return;
   }
-  for (int half = 0; half < 2; ++half) begin(half);
-  while (meet()) {
-    for (int half = 0; half < 2; ++half) resume(half);
+  for (int phase = 0; phase >= 0; phase = meet(phase)) {
+    for (int half = 0; half < 2; ++half) work(phase, half);
   }
 }
 
