@@ -170,12 +170,12 @@ QorStatus qoriPyramidFree(QoriPyramid* pPyr);
  * @b Border: outside of what is filtered stands its nearest pixel; with zeros between pixels, outside of the source.
  *
  * @b Rounding: filtering and sampling are done in one, along the rows and then down the columns, and rounded to the
- * sample, to nearest, once. Integers saturate. They are within 1 unit of the exact result of the taps above, a little
- * more where taps are negative. 8u is summed in integers with weights of 14 bits and rows of up to 7 bits behind the
- * point, or, for kernels of more than 31 taps or with large negative ones and for rates above about 3, in 32-bit float
- * like 16u and 32f. Sums of floats go from left to right and down; of one channel, along the rows, the sum of every
- * fourth product is formed first, and these four as (0 + 1) + (2 + 3). A NaN or an infinity spreads over the results
- * whose window holds it, of up to kernelSize + 1 source pixels an axis.
+ * sample, to nearest, at the end. Integers saturate. They are within 1 unit of the exact result of the taps above, a
+ * little more where taps are negative. 8u is summed in integers, with weights of 14 bits and filtered rows of up to 7
+ * bits behind the point; or, for kernels of more than 31 taps or with large negative ones and for rates from about 2.5
+ * on, in 32-bit float like 16u and 32f. Sums of floats go from left to right and down; only along the rows of one
+ * channel, at rates other than 2, is the sum of every fourth product formed first, and of these four (0 + 1) + (2 + 3).
+ * A NaN or an infinity spreads over the results whose window holds it, of up to kernelSize + 1 source pixels an axis.
  *
  * @b Region: only the pixels of the source are read, and all pixels of the destination written. @b In @b place: no;
  * overlap of source and destination is undefined. @b Memory: InitAlloc takes one block, for the layer and all that its

@@ -47,7 +47,7 @@ struct GaussSums {
   static Number number(T p) { return static_cast<Qor8u>(p) ^ (turned ? 0x80 : 0); }
   static T sample(Number n) { return static_cast<T>(static_cast<Qor8u>(n ^ (turned ? 0x80 : 0))); }
   template <class V>
-  static V turn(V a) {
+  QOR_FORCE_INLINE static V turn(V a) {
     if constexpr (turned) {
       constexpr auto bits = static_cast<typename V::Sample>(0x80);
       return a ^ splat<V>(bits);
@@ -62,7 +62,7 @@ struct GaussSums {
     return sample((v + (1 << (shift - 1))) >> shift);
   }
   template <int shift>
-  static V16u rounded(V16u v) {
+  QOR_FORCE_INLINE static V16u rounded(V16u v) {
     return (v + splat(static_cast<Qor16u>(1 << (shift - 1)))) >> shift;
   }
 };
@@ -83,8 +83,7 @@ constexpr Axis mirroredAxis(int n) {
   return {n, edge, edge, false};
 }
 
-// Pointers of a row as far as a group of vectors reaches: 16 bytes number i begin `apart` samples behind the one
-// before.
+// Vectors of three channels, of which every 16 bytes begin with a pixel, `apart` samples behind where those before do.
 template <class T>
 QOR_FORCE_INLINE Vec<T> loadApart(const T* p, ptrdiff_t apart) {
   return shortsOf<Vec<T>>([=](int i) { return load<Short<T>>(p + i * apart); });

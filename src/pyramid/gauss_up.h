@@ -56,33 +56,33 @@ void filterUp(Phases<typename GaussSums<T>::Sum> dst, const T* src, ptrdiff_t wi
 template <class T>
 struct UpColumns {
   template <class V>
-  static auto even(V above, V here, V below) {
+  QOR_FORCE_INLINE static auto even(V above, V here, V below) {
     return GaussSums<T>::template rounded<6>(sumOfThree(above, here, below));
   }
   template <class V>
-  static auto odd(V here, V below) {
+  QOR_FORCE_INLINE static auto odd(V here, V below) {
     return GaussSums<T>::template rounded<6>(sumOfTwo(here, below));
   }
 };
 template <>
 struct UpColumns<Qor32f> {
   template <class V>
-  static V even(V above, V here, V below) {
+  QOR_FORCE_INLINE static V even(V above, V here, V below) {
     return sumOfThree(above, here, below) * constant<V>(0.015625F);
   }
   template <class V>
-  static V odd(V here, V below) {
+  QOR_FORCE_INLINE static V odd(V here, V below) {
     return (here + below) * constant<V>(0.0625F);
   }
 };
 // Of one row alone.
 struct UpOneRow {
   template <class V>
-  static V even(V, V here, V) {
+  QOR_FORCE_INLINE static V even(V, V here, V) {
     return here * constant<V>(0.125F);
   }
   template <class V>
-  static V odd(V here, V) {
+  QOR_FORCE_INLINE static V odd(V here, V) {
     return here * constant<V>(0.125F);
   }
 };

@@ -150,7 +150,7 @@ class LayerFloats {
       store(dst + x, (sums[0] + sums[1]) + (sums[2] + sums[3]));
     }
   }
-  static V32f lanesInside(int64_t count) {
+  QOR_FORCE_INLINE static V32f lanesInside(int64_t count) {
     return shortsOf<V32f>(
         [=](int) { return as<Qor32f>(laneByLane<Short<Qor32s>>([=](int lane) { return lane < count ? -1 : 0; })); });
   }
