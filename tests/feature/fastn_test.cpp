@@ -11,13 +11,11 @@ using namespace qortest;
 
 // A quarter of each circle, as digits of -x and y; the others are it, turned.
 std::vector<QoriPoint> circleOf(int radius) {
-  constexpr const char* quarters[] = {"",       "0111",
-                                      "021221", "03132231",
-                                      "",       "05152534435251",
-                                      "",       "07172736465564637271",
-                                      "",       "09192939485867768584939291"};
+  const std::string all =
+      "r1 0111 r2 021221 r3 03132231 r5 05152534435251 r7 07172736465564637271 r9 09192939485867768584939291 ";
   std::vector<QoriPoint> circle;
-  for (const char* q = quarters[radius]; *q != 0; q += 2) circle.push_back({'0' - q[0], q[1] - '0'});
+  for (size_t i = all.find("r" + std::to_string(radius)) + 3; all[i] != ' '; i += 2)
+    circle.push_back({'0' - all[i], all[i + 1] - '0'});
   const size_t n = circle.size();
   for (size_t i = n; i < 4 * n; ++i) circle.push_back({-circle[i - n].y, circle[i - n].x});
   if (radius == 9) circle[12] = {-9, -1};
@@ -31,7 +29,7 @@ struct Settings {
   QoriPoint offset = {0, 0};
 
   bool has(int bit) const { return (option & bit) != 0; }
-  int perimeter() const { return static_cast<int>(circleOf(radius).size()); }
+  int perimeter() const { return int(circleOf(radius).size()); }
   int bytes() const {
     int size = -1;
     EXPECT_EQ(qoriFastNGetSize(src, radius, arc, bins, option, qor8u, 1, &size), qorStsNoErr);
@@ -51,20 +49,20 @@ struct Corner {
 };
 
 int binOf(const std::vector<int>& d, int bins) {
-  const Qor32f step = 6.2831855F / static_cast<Qor32f>(d.size());
+  const Qor32f step = 6.2831855F / Qor32f(d.size());
   Qor32f A = 0, B = 0;
   for (size_t i = 0; i < d.size(); ++i) {
-    const double a = static_cast<double>(static_cast<Qor32f>(i) * step);
-    A += static_cast<Qor32f>(d[i] * static_cast<double>(static_cast<Qor32f>(cos(a))));
-    B += static_cast<Qor32f>(d[i] * static_cast<double>(static_cast<Qor32f>(sin(a))));
+    const double a = double(Qor32f(i) * step);
+    A += Qor32f(d[i] * double(Qor32f(cos(a))));
+    B += Qor32f(d[i] * double(Qor32f(sin(a))));
   }
   const Qor32f t = atan2f(A, B), turned = t < 0 ? t + 6.2831855F : t;
-  return static_cast<int>(turned * (static_cast<Qor32f>(bins) * 0.15915494F)) & 63;
+  return int(turned * (Qor32f(bins) * 0.15915494F)) & 63;
 }
 
 Corner cornerAt(const Image<Qor8u>& src, const Settings& s, const std::vector<QoriPoint>& circle, int x, int y) {
   const bool isPair = s.radius == 3 && s.arc == 9;
-  const int T = isPair ? static_cast<int>(s.threshold) & 255 : static_cast<int>(s.threshold);
+  const int T = isPair ? int(s.threshold) & 255 : int(s.threshold);
   Corner c;
   if (std::min({x, y, s.src.width - 1 - x, s.src.height - 1 - y}) < s.radius) return c;
   std::vector<int> d;
@@ -72,7 +70,7 @@ Corner cornerAt(const Image<Qor8u>& src, const Settings& s, const std::vector<Qo
   for (const int sign : {1, -1}) {
     for (size_t start = 0; start < d.size(); ++start) {
       int least = INT_MAX;
-      for (size_t k = start; k < start + static_cast<size_t>(s.arc) && least > T; ++k)
+      for (size_t k = start; k < start + size_t(s.arc) && least > T; ++k)
         least = std::min(least, sign * d[k % d.size()]);
       if (least > T) c = {sign > 0 ? 0x40 : 0x80, std::max(c.score, least)};
     }
@@ -98,8 +96,8 @@ void expectCorners(Call& c) {
       for (int k = 0; k < 9 && corner.kind != 0 && s.has(qorFastNNonMax); ++k)
         if (at(x + k % 3 - 1, y + k / 3 - 1).score > corner.score) corner = {};
       count += corner.kind != 0;
-      corners.at(x - x0, y - y0) = static_cast<Qor8u>(corner.kind | corner.bin);
-      if (s.has(qorFastNScore)) scores.at(x - x0, y - y0) = static_cast<Qor8u>(corner.score);
+      corners.at(x - x0, y - y0) = Qor8u(corner.kind | corner.bin);
+      if (s.has(qorFastNScore)) scores.at(x - x0, y - y0) = Qor8u(corner.score);
     }
   }
   if (x1 > x0 && y1 > y0) c.expectResult(1, count);
@@ -114,8 +112,8 @@ void expectList(Call& c) {
     for (int x = 0; x < c.size().width; ++x) {
       const int corner = c.before<Qor8u>('s').at(x, y), score = c.before<Qor8u>('s', 2).at(x, y), bin = corner % 64;
       if (corner == 0 || count++ >= c.number('l')) continue;
-      QoriCornerFastN want{x, y, corner / 128, -1, -1, s.has(qorFastNScore) ? static_cast<Qor32f>(score) : -1};
-      if (s.has(qorFastNOrientation)) want.orientation = bin, want.angle = static_cast<Qor32f>(bin * (360.0 / s.bins));
+      QoriCornerFastN want{x, y, corner / 128, -1, -1, s.has(qorFastNScore) ? Qor32f(score) : -1};
+      if (s.has(qorFastNOrientation)) want.orientation = bin, want.angle = Qor32f(bin * (360.0 / s.bins));
       EXPECT_EQ(memcmp(c.at<QoriCornerFastN*>('r') + count - 1, &want, sizeof want), 0) << currentCase();
     }
   }
@@ -145,8 +143,7 @@ void drawRecord(Call& call) {
     if (c.random.oneIn(8)) s->offset.x = -c.size.width;
     s->src.width = std::max({1, s->offset.x + 1, c.size.width + s->offset.x + c.random.between(-3, 2 * reach)});
     s->src.height = std::max({1, s->offset.y + 1, c.size.height + s->offset.y + c.random.between(-3, 2 * reach)});
-    appendCase(" radius %d, arcs of %d, option %d, threshold %g, at %d,%d of %dx%d", s->radius, s->arc, s->option,
-               static_cast<double>(s->threshold), s->offset.x, s->offset.y, s->src.width, s->src.height);
+    appendCase(" radius %d, arcs of %d, option %d, T %g", s->radius, s->arc, s->option, double(s->threshold));
   }
   alignas(8) uint8_t aligned[8 * 16 + 68];
   uint8_t* const block = call.block('t', s->bytes());
@@ -161,14 +158,12 @@ void paint(Call& c) {
   const uint64_t seed = c.c.random.bits();
   if (c.c.random.oneIn(3)) return;
   c.image<Qor8u>('s').generate([&](int x, int y, int) {
-    const bool bright = Random(seed + static_cast<uint64_t>(x / side + 1000 * (y / side))).oneIn(3);
-    return static_cast<Qor8u>((bright ? 150 : 40) + c.c.random.below(noise));
+    const bool bright = Random(seed + uint64_t(x / side + 1000 * (y / side))).oneIn(3);
+    return Qor8u((bright ? 150 : 40) + c.c.random.below(noise));
   });
 }
 void scatter(Call& c) {
-  const auto pixel = [&](int, int y, int) {
-    return static_cast<Qor8u>(c.c.random.oneIn(1 + y * 9) * c.c.random.bits());
-  };
+  const auto pixel = [&](int, int y, int) { return Qor8u(c.c.random.oneIn(1 + y * 9) * c.c.random.bits()); };
   c.image<Qor8u>('s').generate(pixel);
 }
 void leaveOutScores(Call& c) {
@@ -251,7 +246,7 @@ TEST(FastN, Record) {
 TEST(FastN, FarRegions) {
   Settings s{{40, 40}, 3, 9, 36, 5, 20};
   GuardedImage<Qor8u> src(s.src), map(s.src);
-  src.generate([](int x, int y, int) { return static_cast<Qor8u>(x == 20 && y == 20 ? 200 : 50); });
+  src.generate([](int x, int y, int) { return Qor8u(x == 20 && y == 20 ? 200 : 50); });
   std::vector<Qor8u> scratch(2000);
   int count = 7;
   const auto find = [&](QoriPoint offset, QoriSize size) {

@@ -16,12 +16,11 @@ struct Axes {
   int middle;
 
   Axes(QoriSize size, QoriPoint_32f delta)
-      : rhos(trunc(static_cast<Qor32f>(2.0 * size.width + 2.0 * size.height + 1) / delta.x)),
-        last(trunc(static_cast<double>(lastTheta) / delta.y)),
-        middle(rhos < 1 || rhos > INT_MAX ? 0 : (static_cast<int>(rhos) - 1) / 2) {}
+      : rhos(trunc(Qor32f(2.0 * size.width + 2.0 * size.height + 1) / delta.x)),
+        last(trunc(double(lastTheta) / delta.y)),
+        middle(rhos < 1 || rhos > INT_MAX ? 0 : (int(rhos) - 1) / 2) {}
   std::vector<std::vector<int>> cells() const {
-    return std::vector<std::vector<int>>(static_cast<size_t>(last) + 3,
-                                         std::vector<int>(static_cast<size_t>(rhos) + 2));
+    return std::vector<std::vector<int>>(size_t(last) + 3, std::vector<int>(size_t(rhos) + 2));
   }
 };
 
@@ -39,14 +38,13 @@ std::vector<Line> listLines(const Call& c, QoriPoint_32f delta, const Bounds& in
   const Image<Qor8u>& src = c.before<Qor8u>('s');
   const Axes axes(src.size, delta);
   auto votes = axes.cells();
-  const auto cell = [&](Qor32f rho) { return trunc(rho / delta.x + static_cast<Qor32f>(axes.middle)); };
+  const auto cell = [&](Qor32f rho) { return trunc(rho / delta.x + Qor32f(axes.middle)); };
   const double scale = 1024.0 * (1 / delta.x), low = std::max(0.0F, cell(in.low.x)),
                high = std::min<double>(axes.rhos - 1, cell(in.high.x));
   Qor32f angle = 0;
   for (int j = 0; j <= axes.last; ++j, angle += delta.y) {
-    const Qor32f theta = static_cast<Qor32f>(j) * delta.y;
-    const int64_t cosine = static_cast<int>(cos(double{angle}) * scale),
-                  sine = static_cast<int>(sin(double{angle}) * scale);
+    const Qor32f theta = Qor32f(j) * delta.y;
+    const int64_t cosine = int(cos(double{angle}) * scale), sine = int(sin(double{angle}) * scale);
     for (int i = 0; i < src.size.width * src.size.height && theta >= in.low.y && theta <= in.high.y; ++i) {
       const int x = i % src.size.width, y = i / src.size.width;
       const int64_t rho = ((y * sine + x * cosine + 512) >> 10) + axes.middle;
@@ -59,8 +57,8 @@ std::vector<Line> listLines(const Call& c, QoriPoint_32f delta, const Bounds& in
       const int a = votes[j][r];
       if (a <= c.number('t') || a <= votes[j][r - 1] || a < votes[j][r + 1]) continue;
       if (a <= votes[j - 1][r] || a < votes[j + 1][r]) continue;
-      const int rho = static_cast<int>(r) - 1 - axes.middle;
-      lines.push_back({a, {static_cast<Qor32f>(rho) * delta.x, static_cast<Qor32f>(j - 1) * delta.y}});
+      const int rho = int(r) - 1 - axes.middle;
+      lines.push_back({a, {Qor32f(rho) * delta.x, Qor32f(j - 1) * delta.y}});
     }
   }
   std::stable_sort(lines.begin(), lines.end(), [](const Line& k, const Line& l) { return k.votes > l.votes; });
@@ -77,7 +75,7 @@ void expectLines(Call& c) {
     EXPECT_EQ(memcmp(c.at<QoriPoint_32f*>('f'), &in, sizeof in), 0) << currentCase();
   }
   const auto lines = listLines(c, delta, in);
-  c.expectResult(2, static_cast<int>(lines.size()));
+  c.expectResult(2, int(lines.size()));
   for (size_t i = 0; i < lines.size(); ++i)
     EXPECT_EQ(memcmp(c.at<QoriPoint_32f*>('r') + i, &lines[i].at, sizeof lines[i].at), 0) << currentCase();
 }
@@ -95,27 +93,26 @@ void expectSegments(Call& c) {
   std::vector<QoriPoint_32f> directions;
   Qor32f angle = 0;
   for (int j = 0; j <= axes.last; ++j, angle += delta.y)
-    directions.push_back(
-        {static_cast<Qor32f>(cos(double{angle}) / delta.x), static_cast<Qor32f>(sin(double{angle}) / delta.x)});
+    directions.push_back({Qor32f(cos(double{angle}) / delta.x), Qor32f(sin(double{angle}) / delta.x)});
   auto votes = axes.cells();
   const auto forCells = [&](QoriPoint p, auto work) {
     for (size_t j = 0; j < directions.size(); ++j) {
-      const Qor32f rho = directions[j].x * static_cast<Qor32f>(p.x) + directions[j].y * static_cast<Qor32f>(p.y);
-      const int r = static_cast<int>(rho) + axes.middle;
+      const Qor32f rho = directions[j].x * Qor32f(p.x) + directions[j].y * Qor32f(p.y);
+      const int r = int(rho) + axes.middle;
       if (r >= 0 && r < axes.rhos) work(j, &votes[j][r]);
     }
   };
   std::vector<Qor32s> found;
   for (uint64_t state = ~uint64_t{0}; !points.empty();) {
     state = (state >> 32) + (state & 0xffffffffU) * 0xF83F630AU;
-    QoriPoint& drawn = points[static_cast<uint32_t>(state) % points.size()];
+    QoriPoint& drawn = points[uint32_t(state) % points.size()];
     const QoriPoint p = drawn;
     drawn = points.back();
     points.pop_back();
     if (mask.at(p.x, p.y) == 0) continue;
     int best = c.number('t') - 1, theta = -1;
     forCells(p, [&](size_t j, int* cell) {
-      if (++*cell > best) best = *cell, theta = static_cast<int>(j);
+      if (++*cell > best) best = *cell, theta = int(j);
     });
     if (theta < 0) continue;
     const Qor32f a = -directions[theta].y, b = directions[theta].x;
@@ -142,12 +139,12 @@ void expectSegments(Call& c) {
       pixel = 0;
     }
     if (!isGood) continue;
-    if (static_cast<int>(found.size()) == 4 * c.number('m')) c.wanted = qorStsListFullWarn;
+    if (int(found.size()) == 4 * c.number('m')) c.wanted = qorStsListFullWarn;
     if (c.wanted != qorStsNoErr) break;
     found.insert(found.end(), {first.x, first.y, last.x, last.y});
   }
   EXPECT_TRUE(std::equal(found.begin(), found.end(), c.at<Qor32s*>('r'))) << currentCase();
-  c.expectResult(2, static_cast<int>(found.size() / 4));
+  c.expectResult(2, int(found.size() / 4));
 }
 
 // ---- descriptions
@@ -157,7 +154,7 @@ void paint(Call& call) {
   Case& c = call.c;
   const int rarity = call.pick({1, 2, 20, 200});
   auto& src = call.image<Qor8u>('s');
-  src.generate([&](int, int, int) { return static_cast<Qor8u>(c.random.oneIn(rarity) * c.random.bits()); });
+  src.generate([&](int, int, int) { return Qor8u(c.random.oneIn(rarity) * c.random.bits()); });
   for (int lines = c.random.below(5); lines > 0; --lines) {
     const double x0 = c.random.below(c.size.width), y0 = c.random.below(c.size.height), turn = 7 * c.random.unit();
     for (int k = -200; k < 200; ++k) {
@@ -169,7 +166,7 @@ void paint(Call& call) {
 
 // Lower bounds first; sometimes all of an axis, nothing of it, or what lies beyond it.
 void drawDelta(Call& c) {
-  const Qor32f most = static_cast<Qor32f>(int64_t{c.size().width} + c.size().height), far = 0.6F * most;
+  const Qor32f most = Qor32f(int64_t{c.size().width} + c.size().height), far = 0.6F * most;
   QoriPoint_32f delta{c.pick({1.0F, 0.5F, 2.0F, 0.3F, 1.7F, std::min(9.0F, most), most, 0.02F}),
                       c.pick({0.05F, 0.0174533F, 0.1F, 0.7F, 1.6F, lastTheta})};
   if (c.c.usual) delta = {1, 0.1F};
@@ -178,7 +175,7 @@ void drawDelta(Call& c) {
     // A record serves images of any size.
     if (c.c.random.oneIn(8)) delta.x = c.pick({6.0F, 30.0F, 5000.0F});
     c.data = std::make_shared<QoriPoint_32f>(delta);
-    auto* const record = c.block('e', 8 * static_cast<int>(Axes({1, 1}, delta).last) + 24);
+    auto* const record = c.block('e', 8 * int(Axes({1, 1}, delta).last) + 24);
     EXPECT_EQ(qoriHoughProbLineInit_8u32f_C1R({1, 1}, delta, 0, reinterpret_cast<QoriHoughProbSpec*>(record)), 0);
     return;
   }
@@ -196,7 +193,7 @@ void drawDelta(Call& c) {
 void refuseDelta(DescribedContract& c, int which) {
   auto* const delta = &c.now.at<QoriPoint_32f>('e');
   const auto most = [&c, which](bool ofRho) {
-    const auto span = static_cast<Qor32f>(int64_t{c.now.size().width} + c.now.size().height);
+    const auto span = Qor32f(int64_t{c.now.size().width} + c.now.size().height);
     return which != 1 ? INFINITY : ofRho ? span : lastTheta;
   };
   for (const bool ofRho : {true, false}) {
@@ -209,7 +206,7 @@ void refuseDelta(DescribedContract& c, int which) {
 }
 void shapes(const Arguments& a, char role, int which, Shape& s) {
   if (role == 'r' && which == 1 && a.has('t')) s.width = a.number('m') * (a.has('l') ? 4 : 1);
-  if (role == 'q') s.width = 8 * static_cast<int>(Axes(a.size(), a.at<QoriPoint_32f>('e')).last) + 24;
+  if (role == 'q') s.width = 8 * int(Axes(a.size(), a.at<QoriPoint_32f>('e')).last) + 24;
 }
 double standardSize(const Arguments& a) {
   const Axes axes(a.size(), a.at<QoriPoint_32f>('e'));
@@ -219,21 +216,21 @@ double scratchSize(QoriSize size, QoriPoint_32f delta) {
   const Axes axes(size, delta);
   return 9.0 * size.width * size.height + 4 * axes.rhos * (axes.last + 1);
 }
-int low32(double bytes) { return static_cast<int>(static_cast<uint32_t>(static_cast<uint64_t>(bytes))); }
+int low32(double bytes) { return int(uint32_t(uint64_t(bytes))); }
 
 const Descriptions members([](Descriptions& d) {
   Traits t{.checks = "null | positive .1 StepErr | size | positive m SizeErr | own 1 | positive t BadArgErr"};
   t.values = {
       {'t', {3, 1, 2, 8, 20, 1000}}, {'m', {4, 1, 2, 40, 1000}}, {'l', {5, 0, 1, 12}}, {'g', {1, 0, 3, INT_MAX}}};
   t.draw = drawDelta, t.shape = shapes, t.fill = paint, t.expect = expectLines, t.own = refuseDelta, t.read = "f";
-  t.scratch = [](const Arguments& a) { return static_cast<int>(standardSize(a)); };
+  t.scratch = [](const Arguments& a) { return int(standardSize(a)); };
   t.sweep = {.widths = {1, 2, 3, 7, 8, 9, 17, 33, 63, 64, 65, 100, 129}, .heights = {1, 2, 5, 20, 66}};
   d.add(QORTEST_NAMED(qoriHoughLine_8u32f_C1R), "s.zetrmrw", t);
   d.add(QORTEST_NAMED(qoriHoughLine_Region_8u32f_C1R), "s.zrfmretw", t);
   t.checks = "null sr1we | size | positive t BadArgErr | least l BadArgErr 0 | least g BadArgErr 0";
   t.read = "", t.expect = expectSegments;
   t.scratch = [](const Arguments& a) {
-    return static_cast<int>(scratchSize(a.size(), *std::static_pointer_cast<QoriPoint_32f>(a.data)));
+    return int(scratchSize(a.size(), *std::static_pointer_cast<QoriPoint_32f>(a.data)));
   };
   d.add(QORTEST_NAMED(qoriHoughProbLine_8u32f_C1R), "s.ztlgrmrwe", t);
   t = {.checks = "null | size | own 2", .draw = drawDelta, .shape = shapes, .own = refuseDelta};
