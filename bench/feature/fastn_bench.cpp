@@ -83,7 +83,7 @@ auto list(Setup& s) {
 }
 
 const Register rows([] {
-  const auto add = [](const char* name, Form f) { Row(name).run(search(f)); };
+  const auto add = [](const char* name, Form f) { Row(name).sizes({odd, fullHd}).run(search(f)); };
   add("qoriFastN_8u_C1R", {});
   add("qoriFastN_8u_C1R/unsuppressed", {.option = qorFastNCorner | qorFastNScore});
   add("qoriFastN_8u_C1R/corners alone", {.option = qorFastNCorner});

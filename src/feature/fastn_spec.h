@@ -80,7 +80,8 @@ static_assert(sizeof(FastNRecord) == 56);
 
 // Bytes of the block.
 constexpr int fastNBytes(int circlePixels) {
-  return fastNAlignment + static_cast<int>(sizeof(FastNRecord) + (2 * circlePixels + 1) * sizeof(Qor32f));
+  constexpr int record = sizeof(FastNRecord), number = sizeof(Qor32f);
+  return fastNAlignment + record + (2 * circlePixels + 1) * number;
 }
 
 // The record of a block: without identity where the block's first byte is not that of one.

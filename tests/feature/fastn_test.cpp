@@ -11,13 +11,11 @@ using namespace qortest;
 
 // A quarter of each circle, as digits of -x and y; the others are it, turned.
 std::vector<QoriPoint> circleOf(int radius) {
-  constexpr const char* quarters[] = {"",       "0111",
-                                      "021221", "03132231",
-                                      "",       "05152534435251",
-                                      "",       "07172736465564637271",
-                                      "",       "09192939485867768584939291"};
+  const std::string all =
+      "r1 0111 r2 021221 r3 03132231 r5 05152534435251 r7 07172736465564637271 r9 09192939485867768584939291 ";
   std::vector<QoriPoint> circle;
-  for (const char* q = quarters[radius]; *q != 0; q += 2) circle.push_back({'0' - q[0], q[1] - '0'});
+  for (size_t i = all.find("r" + std::to_string(radius)) + 3; all[i] != ' '; i += 2)
+    circle.push_back({'0' - all[i], all[i + 1] - '0'});
   const size_t n = circle.size();
   for (size_t i = n; i < 4 * n; ++i) circle.push_back({-circle[i - n].y, circle[i - n].x});
   if (radius == 9) circle[12] = {-9, -1};
@@ -31,7 +29,7 @@ struct Settings {
   QoriPoint offset = {0, 0};
 
   bool has(int bit) const { return (option & bit) != 0; }
-  int perimeter() const { return static_cast<int>(circleOf(radius).size()); }
+  int perimeter() const { return int(circleOf(radius).size()); }
   int bytes() const {
     int size = -1;
     EXPECT_EQ(qoriFastNGetSize(src, radius, arc, bins, option, qor8u, 1, &size), qorStsNoErr);
@@ -51,20 +49,20 @@ struct Corner {
 };
 
 int binOf(const std::vector<int>& d, int bins) {
-  const Qor32f step = 6.2831855F / static_cast<Qor32f>(d.size());
+  const Qor32f step = 6.2831855F / Qor32f(d.size());
   Qor32f A = 0, B = 0;
   for (size_t i = 0; i < d.size(); ++i) {
-    const double a = static_cast<double>(static_cast<Qor32f>(i) * step);
-    A += static_cast<Qor32f>(d[i] * static_cast<double>(static_cast<Qor32f>(cos(a))));
-    B += static_cast<Qor32f>(d[i] * static_cast<double>(static_cast<Qor32f>(sin(a))));
+    const double a = double(Qor32f(i) * step);
+    A += Qor32f(d[i] * double(Qor32f(cos(a))));
+    B += Qor32f(d[i] * double(Qor32f(sin(a))));
   }
   const Qor32f t = atan2f(A, B), turned = t < 0 ? t + 6.2831855F : t;
-  return static_cast<int>(turned * (static_cast<Qor32f>(bins) * 0.15915494F)) & 63;
+  return int(turned * (Qor32f(bins) * 0.15915494F)) & 63;
 }
 
 Corner cornerAt(const Image<Qor8u>& src, const Settings& s, const std::vector<QoriPoint>& circle, int x, int y) {
   const bool isPair = s.radius == 3 && s.arc == 9;
-  const int T = isPair ? static_cast<int>(s.threshold) & 255 : static_cast<int>(s.threshold);
+  const int T = isPair ? int(s.threshold) & 255 : int(s.threshold);
   Corner c;
   if (std::min({x, y, s.src.width - 1 - x, s.src.height - 1 - y}) < s.radius) return c;
   std::vector<int> d;
@@ -72,7 +70,7 @@ Corner cornerAt(const Image<Qor8u>& src, const Settings& s, const std::vector<Qo
   for (const int sign : {1, -1}) {
     for (size_t start = 0; start < d.size(); ++start) {
       int least = INT_MAX;
-      for (size_t k = start; k < start + static_cast<size_t>(s.arc) && least > T; ++k)
+      for (size_t k = start; k < start + size_t(s.arc) && least > T; ++k)
         least = std::min(least, sign * d[k % d.size()]);
       if (least > T) c = {sign > 0 ? 0x40 : 0x80, std::max(c.score, least)};
     }
@@ -98,8 +96,8 @@ void expectCorners(Call& c) {
       for (int k = 0; k < 9 && corner.kind != 0 && s.has(qorFastNNonMax); ++k)
         if (at(x + k % 3 - 1, y + k / 3 - 1).score > corner.score) corner = {};
       count += corner.kind != 0;
-      corners.at(x - x0, y - y0) = static_cast<Qor8u>(corner.kind | corner.bin);
-      if (s.has(qorFastNScore)) scores.at(x - x0, y - y0) = static_cast<Qor8u>(corner.score);
+      corners.at(x - x0, y - y0) = Qor8u(corner.kind | corner.bin);
+      if (s.has(qorFastNScore)) scores.at(x - x0, y - y0) = Qor8u(corner.score);
     }
   }
   if (x1 > x0 && y1 > y0) c.expectResult(1, count);
@@ -114,8 +112,8 @@ void expectList(Call& c) {
     for (int x = 0; x < c.size().width; ++x) {
       const int corner = c.before<Qor8u>('s').at(x, y), score = c.before<Qor8u>('s', 2).at(x, y), bin = corner % 64;
       if (corner == 0 || count++ >= c.number('l')) continue;
-      QoriCornerFastN want{x, y, corner / 128, -1, -1, s.has(qorFastNScore) ? static_cast<Qor32f>(score) : -1};
-      if (s.has(qorFastNOrientation)) want.orientation = bin, want.angle = static_cast<Qor32f>(bin * (360.0 / s.bins));
+      QoriCornerFastN want{x, y, corner / 128, -1, -1, s.has(qorFastNScore) ? Qor32f(score) : -1};
+      if (s.has(qorFastNOrientation)) want.orientation = bin, want.angle = Qor32f(bin * (360.0 / s.bins));
       EXPECT_EQ(memcmp(c.at<QoriCornerFastN*>('r') + count - 1, &want, sizeof want), 0) << currentCase();
     }
   }
@@ -145,8 +143,7 @@ void drawRecord(Call& call) {
     if (c.random.oneIn(8)) s->offset.x = -c.size.width;
     s->src.width = std::max({1, s->offset.x + 1, c.size.width + s->offset.x + c.random.between(-3, 2 * reach)});
     s->src.height = std::max({1, s->offset.y + 1, c.size.height + s->offset.y + c.random.between(-3, 2 * reach)});
-    appendCase(" radius %d, arcs of %d, option %d, threshold %g, at %d,%d of %dx%d", s->radius, s->arc, s->option,
-               static_cast<double>(s->threshold), s->offset.x, s->offset.y, s->src.width, s->src.height);
+    appendCase(" radius %d, arcs of %d, option %d, T %g", s->radius, s->arc, s->option, double(s->threshold));
   }
   alignas(8) uint8_t aligned[8 * 16 + 68];
   uint8_t* const block = call.block('t', s->bytes());
@@ -161,13 +158,12 @@ void paint(Call& c) {
   const uint64_t seed = c.c.random.bits();
   if (c.c.random.oneIn(3)) return;
   c.image<Qor8u>('s').generate([&](int x, int y, int) {
-    const bool bright = Random(seed + static_cast<uint64_t>(x / side + 1000 * (y / side))).oneIn(3);
-    return static_cast<Qor8u>((bright ? 150 : 40) + c.c.random.below(noise));
+    const bool bright = Random(seed + uint64_t(x / side + 1000 * (y / side))).oneIn(3);
+    return Qor8u((bright ? 150 : 40) + c.c.random.below(noise));
   });
 }
 void scatter(Call& c) {
-  const int rarity = c.pick({1, 5, 100});
-  const auto pixel = [&](int, int, int) { return static_cast<Qor8u>(c.c.random.oneIn(rarity) * c.c.random.bits()); };
+  const auto pixel = [&](int, int y, int) { return Qor8u(c.c.random.oneIn(1 + y * 9) * c.c.random.bits()); };
   c.image<Qor8u>('s').generate(pixel);
 }
 void leaveOutScores(Call& c) {
@@ -181,26 +177,24 @@ void shapes(const Arguments& a, char role, int which, Shape& s) {
 
 // Words of an aligned record. The search (1) asks for all, the list (2) for what does not tell the geometry.
 void refuseInRecord(DescribedContract& c, int which) {
-  const auto word = [&](int index, QorStatus status, bool (*fails)(int), std::vector<int> values) {
-    c.refuseWord('t', index, status, fails, values);
-  };
-  if (which < 3) {
-    word(2, qorStsContextMatchErr, [](int w) { return w != 0x4b617390; }, {0, 0x4b617391});
-    word(3, qorStsDataTypeErr, [](int w) { return w != qor8u; }, {0, 3});
-    word(4, qorStsChannelErr, [](int w) { return w != 1; }, {0, 3});
-    for (const int size : {5, 6})
-      if (which == 1) word(size, qorStsSizeErr, [](int w) { return w < 1; }, {0, INT_MIN});
-    const auto isBad = [](int w) { return (w & 4) == 0 || (w & ~39) != 0 || ((w & 2) != 0 && (w & 32) == 0); };
-    word(10, qorStsBadArgErr, isBad, {0, 35, 7, 39 + 64, 12, -1});
-    word(9, qorStsOutOfRangeErr, [](int w) { return w < 1 || w > 64; }, {0, 65, -1});
-  } else {
-    word(7, qorStsBadArgErr, isNoRadius, {0, 4, 10, -3});
-    word(8, qorStsOutOfRangeErr, [](int w) { return w <= 8 || w >= 16; }, {8, 16, 0, -9});
+  const auto isNot = [](int good) { return [=](int w) { return w != good; }; };
+  const auto isOff = [](int low, int high) { return [=](int w) { return w < low || w > high; }; };
+  const auto isBad = [](int w) { return (w & 4) == 0 || (w & ~39) != 0 || ((w & 2) != 0 && (w & 32) == 0); };
+  if (which == 3) {
+    c.refuseWord('t', 7, qorStsBadArgErr, isNoRadius, {0, 4, 10, -3});
+    c.refuseWord('t', 8, qorStsOutOfRangeErr, isOff(9, 15), {8, 16, 0, -9});
     auto* const p = &c.now.at<QoriPoint>('f');
     const auto isOutside = [=] { return p->x >= 17 || p->y >= 5; };
-    c.check(
+    return c.check(
         "offset", qorStsOutOfRangeErr, isOutside, [=] { p->x = 17; }, [=] { p->y = 5; });
   }
+  c.refuseWord('t', 2, qorStsContextMatchErr, isNot(0x4b617390), {0, 0x4b617391});
+  c.refuseWord('t', 3, qorStsDataTypeErr, isNot(qor8u), {0, 3});
+  c.refuseWord('t', 4, qorStsChannelErr, isNot(1), {0, 3});
+  for (const int size : {5, 6})
+    if (which == 1) c.refuseWord('t', size, qorStsSizeErr, isOff(1, INT_MAX), {0, INT_MIN});
+  c.refuseWord('t', 10, qorStsBadArgErr, isBad, {0, 35, 7, 39 + 64, 12, -1});
+  c.refuseWord('t', 9, qorStsOutOfRangeErr, isOff(1, 64), {0, 65, -1});
 }
 void refuseRadius(DescribedContract& c, int) { c.refuse('k', qorStsBadArgErr, isNoRadius, {0, 4, 6, 10, -3}); }
 
@@ -234,55 +228,37 @@ const Descriptions members([](Descriptions& d) {
 // ---- on paper
 
 TEST(FastN, Record) {
-  for (const int radius : radii) {
-    Settings s{{640, 480}, radius, 0, 17, 39, 20.7F};
-    const int P = s.perimeter();
-    s.arc = P / 2 + 1;
-    EXPECT_EQ(s.bytes(), 8 * P + 68);
-    for (int offset = 0; offset < 8; ++offset) {
-      const GuardedBytes block(s.bytes(), offset);
-      s.make(block.data());
-      const int distance = block.data()[0];
-      EXPECT_TRUE(reinterpret_cast<uintptr_t>(block.data() + distance) % 8 == 0 && distance >= 1 && distance <= 8);
-      struct {
-        int words[9];
-        Qor32f threshold;
-        int T;
-        const QoriPoint* ring;
-        Qor32f tables[2 * 52 + 1];
-      } record;
-      memcpy(&record, block.data() + distance, static_cast<size_t>(60 + 8 * P));
-      const int head[] = {0x4b617390, 1, 1, 640, 480, radius, s.arc, 17, 39};
-      EXPECT_TRUE(memcmp(record.words, head, sizeof head) == 0 && record.threshold == s.threshold && record.T == 20);
-      EXPECT_EQ(memcmp(record.ring, circleOf(radius).data(), static_cast<size_t>(P) * sizeof(QoriPoint)), 0);
-      for (int i = 0; i < P; ++i) {
-        EXPECT_NEAR(static_cast<double>(record.tables[i]), sin(2 * M_PI * i / P), 1e-6);
-        EXPECT_NEAR(static_cast<double>(record.tables[P + i]), cos(2 * M_PI * i / P), 1e-6);
-      }
-      EXPECT_FLOAT_EQ(record.tables[2 * P], 17 * 0.15915494F);
-    }
+  for (int i = 0; i < 6 * 8; ++i) {
+    Settings s{{640, 480}, radii[i / 8], 0, 17, 39, 20.7F};
+    s.arc = s.perimeter() / 2 + 1;
+    const GuardedBytes block(8 * s.perimeter() + 68, i % 8);
+    s.make(block.data());
+    const uint8_t* const record = block.data() + block.data()[0];
+    EXPECT_TRUE(reinterpret_cast<uintptr_t>(record) % 8 == 0 && record > block.data() && record <= block.data() + 8);
+    const int head[] = {0x4b617390, 1, 1, 640, 480, s.radius, s.arc, 17, 39}, T = 20;
+    EXPECT_TRUE(memcmp(record, head, sizeof head) == 0 && memcmp(record + 40, &T, sizeof T) == 0);
+    const auto* const ring = *reinterpret_cast<const QoriPoint* const*>(record + 48);
+    EXPECT_EQ(memcmp(ring, circleOf(s.radius).data(), s.perimeter() * sizeof *ring), 0);
   }
 }
 
 // Offsets and sizes whose sum does not fit 32 bits; nothing left; scratch whose report has wrapped.
 TEST(FastN, FarRegions) {
   Settings s{{40, 40}, 3, 9, 36, 5, 20};
-  GuardedImage<Qor8u> src(s.src), corners(s.src);
-  src.generate([](int x, int y, int) { return static_cast<Qor8u>(x == 20 && y == 20 ? 200 : 50); });
+  GuardedImage<Qor8u> src(s.src), map(s.src);
+  src.generate([](int x, int y, int) { return Qor8u(x == 20 && y == 20 ? 200 : 50); });
   std::vector<Qor8u> scratch(2000);
-  const auto find = [&](QoriPoint offset, QoriSize size, int* count) {
-    const GuardedBytes record(s.bytes());
-    s.make(record.data());
-    return qoriFastN_8u_C1R(src.data(), src.step(), corners.data(), corners.step(), corners.data(), 40, count, offset,
-                            size, record.as<QoriFastNSpec>(), scratch.data());
-  };
   int count = 7;
-  EXPECT_EQ(find({INT_MIN, 0}, {INT_MAX, 1}, &count), qorStsSizeWrn);
-  EXPECT_EQ(count, 7);
-  EXPECT_EQ(find({-5, -6}, {INT_MAX, INT_MAX}, &count), qorStsSizeWrn);
-  EXPECT_TRUE(count == 1 && (corners.at(20, 20) & 0xc0) == 0x80);
+  const auto find = [&](QoriPoint offset, QoriSize size) {
+    const GuardedBytes block(s.bytes());
+    s.make(block.data());
+    return qoriFastN_8u_C1R(src.data(), src.step(), map.data(), map.step(), map.data(), map.step(), &count, offset,
+                            size, block.as<QoriFastNSpec>(), scratch.data());
+  };
+  EXPECT_TRUE(find({INT_MIN, 0}, {INT_MAX, 1}) == qorStsSizeWrn && count == 7);
+  EXPECT_TRUE(find({-5, -6}, {INT_MAX, INT_MAX}) == qorStsSizeWrn && count == 1 && map.at(20, 20) >= 0x80);
   s.option = 39;
-  EXPECT_EQ(find({0, 0}, {INT_MAX, 40}, &count), qorStsSizeErr);
+  EXPECT_EQ(find({0, 0}, {INT_MAX, 40}), qorStsSizeErr);
 }
 
 }  // namespace
