@@ -1,7 +1,6 @@
 #include <math.h>
 
-#include "qorcv/motion.h"
-#include "support/support.h"
+#include "film.h"
 
 namespace {
 using namespace qortest;
@@ -104,71 +103,41 @@ struct Operations {
   decltype(&qoriForegroundHistogram_8u_C1R) foreground;
   decltype(&qoriForegroundHistogramUpdate_8u_C1R) update;
   decltype(&qoriForegroundHistogramFree_8u_C1R) release;
-  const char *foregroundName, *updateName;
-
-  // At the plain level, where that is not this one.
-  Operations plain() const {
-    Operations o = *this;
-    const auto replace = [](auto& function, const char* name) {
-      const Operation::Function f = atPlainLevel(Descriptions::of(name).operation);
-      if (f != nullptr) function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(f);
-    };
-    replace(o.foreground, foregroundName), replace(o.update, updateName);
-    return o;
-  }
+  const char *initName, *name, *updateName;
 };
 
 const Operations members[] = {
 #define QOR_FOREGROUND_HISTOGRAM(init, foreground, update, release, channels) \
-  {init, foreground, update, release, #foreground, #update},
+  {init, foreground, update, release, #init, #foreground, #update},
 #include "../../src/motion/foreground_histogram.def"
-#undef QOR_FOREGROUND_HISTOGRAM
 };
 
-// A record and what it should hold. Some pixels stand still, some flicker, some show anything, all with some noise.
-struct Film {
-  QoriSize size;
-  int channels;
+// A record and what it should hold. Two samples may be read behind a row.
+struct Film : Palette {
   Operations operations;
   QoriFgHistogramState* state = nullptr;
-  std::vector<Pixel> pixels = {};
-  Image<Qor8u> previous{{0, 0}}, background{{0, 0}};
-  Samples palette = {};
+  std::vector<Pixel> pixels;
+  Image<Qor8u> previous, background;
 
-  Film(QoriSize s, int c, Random& random) : size(s), channels(c), operations(members[c / 2]) {
-    const size_t count = size_t(s.width) * size_t(s.height);
-    pixels.resize(count);
-    for (size_t i = 0; i < 9 * count; ++i) palette.push_back(random.oneIn(3) ? Qor8u(i % 3) : Qor8u(random.below(250)));
+  Film(QoriSize s, int c, Random& random)
+      : Palette(s, c, random),
+        operations(members[c / 2]),
+        pixels(size_t(s.width * s.height)),
+        previous(s, c, margin(c)),
+        background(s, c) {
     const auto first = frame(random);
-    previous = background = inner(first.pixels(true));
+    previous = first.pixels(true), background = first.pixels();
     EXPECT_EQ(operations.init(first.data(), first.step(), s, noAccess<char>(), &state), qorStsNoErr);
-    if (random.oneIn(2)) operations = operations.plain();
   }
   Film(const Film&) = delete;
   ~Film() { EXPECT_EQ(operations.release(state), qorStsNoErr); }
 
-  // What may be read behind a row.
-  Margin margin() const { return {0, 0, channels == 1 ? 2 : 0, 0}; }
-
-  void paint(GuardedImage<Qor8u>& image, Random& random) const {
-    const int flicker = random.below(3), noise = random.oneIn(2) ? 1 : 6, kinds = random.oneIn(4) ? 6 : 4;
-    image.generate([&](int x, int y, int c) {
-      if (x >= size.width) return Qor8u(random.below(4));
-      const int at = y * size.width + x, kind = at % kinds;
-      const int shown = kind < 2 ? 0 : kind < 4 ? flicker : random.below(3);
-      return Qor8u(palette[size_t(9 * at + 3 * shown + c)] + random.below(noise));
-    });
-  }
+  static Margin margin(int c) { return {0, 0, c == 1 ? 2 : 0, 0}; }
   GuardedImage<Qor8u> frame(Random& random) const {
-    GuardedImage<Qor8u> image(size, {.channels = channels, .margin = margin()});
+    GuardedImage<Qor8u> image(size, {.channels = channels, .margin = margin(channels)});
+    image.generate([&](int, int, int) { return Qor8u(random.below(4)); });
     paint(image, random);
     return image;
-  }
-  Image<Qor8u> inner(const Image<Qor8u>& image) const {
-    Image<Qor8u> in(size, channels);
-    for (int y = 0; y < size.height; ++y)
-      for (int i = 0; i < size.width * channels; ++i) in.at(0, y, i) = image.at(0, y, i);
-    return in;
   }
   static Samples samples(const Image<Qor8u>& image, int x, int y, int count) {
     const Qor8u* const first = &image.at(x, y);
@@ -220,7 +189,7 @@ struct Film {
         b = p.isChanged || p.isDifferent ? image.at(x, y, c) : Qor8u(int(blended));
       }
     }
-    previous = inner(image);
+    previous = image;
     return background;
   }
 };
@@ -228,88 +197,64 @@ struct Film {
 Film& filmOf(const Arguments& a) { return *static_cast<Film*>(a.data.get()); }
 
 // A record that has seen some frames, all of them foreground for a while in some cases, so that this is learned as
-// background; twice in a row the foreground was found or learned now and then.
+// background; the foreground was found twice now and then, or not learned.
 void drawFilm(Call& c) {
   Random& random = c.c.random;
   const auto film = std::make_shared<Film>(c.size(), c.description.channels, random);
   c.data = film;
   c.at<QoriFgHistogramState*>('t') = film->state;
+  const auto foreground = atSomeLevel(film->operations.foreground, film->operations.name, random);
+  const auto update = atSomeLevel(film->operations.update, film->operations.updateName, random);
   const int marked = random.oneIn(3) ? random.below(40) : 40;
   for (int n = c.c.usual ? 0 : c.pick({0, 1, 4, 25, 45}); n > 0; --n) {
     const auto frame = film->frame(random);
     GuardedImage<Qor8u> mask(c.size()), background(c.size(), {.channels = film->channels});
-    const auto image = frame.pixels(true);
     for (int times = random.oneIn(9) ? 2 : 1; times > 0; --times) {
-      EXPECT_EQ(
-          film->operations.foreground(frame.data(), frame.step(), mask.data(), mask.step(), c.size(), film->state),
-          qorStsNoErr);
-      expectSame(mask, film->foreground(image));
+      EXPECT_EQ(foreground(frame.data(), frame.step(), mask.data(), mask.step(), c.size(), film->state), qorStsNoErr);
+      expectSame(mask, film->foreground(frame.pixels(true)));
     }
     if (random.oneIn(9)) mask.generate(MaskMaker(Mask(random.below(6)), random.bits()));
     if (n > marked) mask.generate([](int, int, int) { return Qor8u{3}; });
     if (random.oneIn(9)) continue;
-    EXPECT_EQ(film->operations.update(frame.data(), frame.step(), mask.data(), mask.step(), background.data(),
-                                      background.step(), c.size(), film->state),
+    EXPECT_EQ(update(frame.data(), frame.step(), mask.data(), mask.step(), background.data(), background.step(),
+                     c.size(), film->state),
               qorStsNoErr);
-    expectSame(background, film->update(image, mask.pixels()));
+    expectSame(background, film->update(frame.pixels(true), mask.pixels()));
   }
 }
 
-void addMember(Descriptions& d, const Operations& o, const char* initName) {
-  const auto paint = [](Call& c) {
-    if (!c.c.random.oneIn(4)) filmOf(c).paint(c.image<Qor8u>('s'), c.c.random);
-  };
-  const Sweep sweep = {
-      .widths = {1, 2, 3, 5, 16, 17, 33, 64, 129}, .heights = {1, 2, 5}, .thresholds = {{257, 1}, {86, 3}}};
-  const auto shape = [](const Arguments& a, char role, int, Shape& s) {
-    s.channels = role == 'm' || (role == 'd' && !a.has('m')) ? 1 : a.description.channels;
-    if (role == 's') s.margin = filmOf(a).margin();
-  };
-  d.add(o.foregroundName, o.foreground, "s.d.zt",
-        {.checks = "null | size | step s",
-         .draw = drawFilm,
-         .shape = shape,
-         .fill = paint,
-         .expect = [](Call& c) { c.expect('d', filmOf(c).foreground(c.before<Qor8u>('s'))); },
-         .teamSizes = {{64, 16}},
-         .sweep = sweep});
-  d.add(o.updateName, o.update, "s.m.d.zt",
-        {.checks = "null | size | step s | step m | step d",
-         .draw = drawFilm,
-         .shape = shape,
-         .fill = paint,
-         .expect = [](Call& c) { c.expect('d', filmOf(c).update(c.before<Qor8u>('s'), c.before<Qor8u>('m'))); },
-         .teamSizes = {{64, 16}},
-         .sweep = sweep});
-  d.add(initName, o.init, "s.zja",
-        {.checks = "null | size | step",
-         .draw = [](Call& c) { c.at<const void*>('j') = noAccess<char>(); },
-         .release = [release = o.release](Arguments& a) { release(*a.at<QoriFgHistogramState**>('a')); },
-         .teamSizes = {{64, 16}}});
-}
-
 const Descriptions described([](Descriptions& d) {
-#define QOR_FOREGROUND_HISTOGRAM(init, foreground, update, release, channels) \
-  addMember(d, members[channels / 2], #init);
-#include "../../src/motion/foreground_histogram.def"
+  Traits traits = {
+      .checks = "null | size | step s",
+      .draw = drawFilm,
+      .shape =
+          [](const Arguments& a, char role, int, Shape& s) {
+            s.channels = role == 'm' || (role == 'd' && !a.has('m')) ? 1 : a.description.channels;
+            if (role == 's') s.margin = Film::margin(s.channels);
+          },
+      .fill = [](Call& c) { filmOf(c).paint(c.image<Qor8u>('s'), c.c.random); },
+      .expect = [](Call& c) { c.expect('d', filmOf(c).foreground(c.before<Qor8u>('s'))); },
+      .teamSizes = {{64, 16}},
+      .sweep = {.widths = {1, 2, 3, 5, 16, 17, 33, 64, 129}, .heights = {1, 2, 5}, .thresholds = {{257, 1}}}};
+  for (const Operations& o : members) d.add(o.name, o.foreground, "s.d.zt", traits);
+  traits.checks = "null | size | step s | step m | step d";
+  traits.expect = [](Call& c) { c.expect('d', filmOf(c).update(c.before<Qor8u>('s'), c.before<Qor8u>('m'))); };
+  for (const Operations& o : members) {
+    d.add(o.updateName, o.update, "s.m.d.zt", traits);
+    addInit(d, o.initName, o.init, o.release);
+  }
 });
 
 // A whole deviation that occurs as a difference: 64-bit floats find it a little below 2, so that the twos are marked.
 TEST(ForegroundHistogram, OnPaper) {
-  for (const Operations& o : members) {
-    QoriFgHistogramState* state = noAccess<QoriFgHistogramState>();
-    EXPECT_EQ(o.init(noAccess<Qor8u>(), INT32_MAX, {INT32_MAX / 3, 4}, noAccess<char>(), &state), qorStsMemAllocErr);
-    EXPECT_EQ(state, noAccess<QoriFgHistogramState>());
-    EXPECT_EQ(o.release(nullptr), qorStsNullPtrErr);
-  }
   const Qor8u first[11] = {}, next[11] = {0, 0, 1, 1, 2, 2, 5, 5, 5}, want[9] = {0, 0, 0, 0, 255, 255, 255, 255, 255};
-  const QoriSize size = {9, 1};
   QoriFgHistogramState* state = nullptr;
-  ASSERT_EQ(qoriForegroundHistogramInitAlloc_8u_C1R(first, 9, size, first, &state), qorStsNoErr);
+  ASSERT_EQ(qoriForegroundHistogramInitAlloc_8u_C1R(first, 9, {9, 1}, first, &state), qorStsNoErr);
   Qor8u mask[9];
-  EXPECT_EQ(qoriForegroundHistogram_8u_C1R(next, 9, mask, -1000, size, state), qorStsNoErr);
+  EXPECT_EQ(qoriForegroundHistogram_8u_C1R(next, 9, mask, -1000, {9, 1}, state), qorStsNoErr);
   EXPECT_EQ(memcmp(mask, want, sizeof mask), 0);
   EXPECT_EQ(qoriForegroundHistogramFree_8u_C1R(state), qorStsNoErr);
+  for (const Operations& o : members) expectNoRecord(o.init, o.release);
 }
 
 }  // namespace
