@@ -57,16 +57,17 @@ struct ValuesAndVectors {
   // Pairs of a pixel, then three pairs of it one behind the other. Zips work within 16 bytes, so a wide vector holds
   // pixels 0, 1 and 4, 5 or 2, 3 and 6, 7.
   static void storeSixes(Qor32f* dst, V32f v0, V32f v1, V32f v2, V32f v3, V32f v4, V32f v5) {
+    constexpr int four = Short<Qor32f>::lanes;
     const auto storePixels = [](Qor32f* to, V32f first, V32f second, V32f third) {
       const auto storeTwo = [](Qor32f* pixels, auto a, auto b, auto c) {
-        qor::store(pixels, a), qor::store(pixels + 4, b), qor::store(pixels + 8, c);
+        qor::store(pixels, a), qor::store(pixels + four, b), qor::store(pixels + 2 * four, c);
       };
       const V64s i = as<Qor64s>(first), j = as<Qor64s>(second);
       const V32f a = as<Qor32f>(zipFirst(i, j)), b = blend<0xf0>(third, first),
                  c = as<Qor32f>(zipLast(j, as<Qor64s>(third)));
       storeTwo(to, firstShort(a), firstShort(b), firstShort(c));
-      if constexpr (V32f::bytes > Short<Qor32f>::bytes) {
-        storeTwo(to + Short<Qor32f>::lanes * samples, lastShort(a), lastShort(b), lastShort(c));
+      if constexpr (!std::is_same_v<V32f, Short<Qor32f>>) {
+        storeTwo(to + four * samples, lastShort(a), lastShort(b), lastShort(c));
       }
     };
     storePixels(dst, zipFirst(v0, v1), zipFirst(v2, v3), zipFirst(v4, v5));

@@ -44,8 +44,8 @@ struct StructureRows {
   int64_t ring;           // rows of components
   ptrdiff_t componentStride, sumStride, meanStride;
 
-  // Strides are whole blocks of the wide level. In front of the sums stands a 0, and behind them a block may be
-  // written.
+  // Strides are whole blocks of the wide level. In front of the sums stands a 0, and behind them as many may be
+  // written as a vector has components.
   static StructureRows lay(ScratchParts& parts, QoriSize size, int window, int radius) {
     constexpr int64_t floats = wideVectorBytes / int64_t{sizeof(Qor32f)};
     const int64_t strip = stripColumns(size.width, window), span = strip + window - 1 + radius - 1;
