@@ -68,7 +68,7 @@ class FloatBlend {
   template <class Row>
   QOR_FORCE_INLINE auto between(const Row& above, const Row& below) const {
     using V = typename Row::Vector;
-    return floatResults<D, V>([&](int i) __attribute__((always_inline)) {
+    return floatResults<D, V>([&](int i) {
       return splat<V>(w_.w00) * above.left[i] + splat<V>(w_.w10) * above.right[i] + splat<V>(w_.w01) * below.left[i] +
              splat<V>(w_.w11) * below.right[i];
     });
@@ -89,9 +89,7 @@ class FloatBlend {
     template <class Row>
     QOR_FORCE_INLINE auto between(const Row& row, const Row&) const {
       using V = typename Row::Vector;
-      return floatResults<D, V>([&](int i) __attribute__((always_inline)) {
-        return splat<V>(1 - a_) * row.left[i] + splat<V>(a_) * row.right[i];
-      });
+      return floatResults<D, V>([&](int i) { return splat<V>(1 - a_) * row.left[i] + splat<V>(a_) * row.right[i]; });
     }
 
    private:
@@ -115,12 +113,10 @@ class FloatBlend {
 template <int bytes>
 QOR_FORCE_INLINE VecOf<Qor8u, bytes> loadHalves(const Qor8u* first, const Qor8u* second) {
   if constexpr (bytes == 16) {
-    const auto eight = [](const Qor8u* p) __attribute__((always_inline)) { return reinterpret_cast<const Qor32f*>(p); };
+    const auto eight = [](const Qor8u* p) { return reinterpret_cast<const Qor32f*>(p); };
     return as<Qor8u>(withUpper(loadTwo(eight(first)), eight(second)));
   } else {
-    return shortsOf<VecOf<Qor8u, bytes>>([=](int i) __attribute__((always_inline)) {
-      return load<Short<Qor8u>>(i == 0 ? first : second);
-    });
+    return shortsOf<VecOf<Qor8u, bytes>>([=](int i) { return load<Short<Qor8u>>(i == 0 ? first : second); });
   }
 }
 template <int bytes>
@@ -146,7 +142,7 @@ struct ToBytes {
   // (128 * coarse + fine + 8192) >> 14, half a unit being added by the multiplication.
   template <int bytes>
   QOR_FORCE_INLINE static auto from(const VecOf<Qor16s, bytes> (&coarse)[2], const VecOf<Qor16s, bytes> (&fine)[2]) {
-    const auto half = [&](int i) __attribute__((always_inline)) {
+    const auto half = [&](int i) {
       return multiplyHighRounded(coarse[i] + (fine[i] >> 7), splat<VecOf<Qor16s, bytes>>(256));
     };
     return BlockOf<VecOf<Qor8u, bytes>, 1>{packToU(half(0), half(1))};
@@ -169,7 +165,7 @@ struct ToSevenBits {
 
   template <int bytes>
   QOR_FORCE_INLINE static auto from(const VecOf<Qor16s, bytes> (&coarse)[2], const VecOf<Qor16s, bytes> (&fine)[2]) {
-    const auto half = [&](int i) __attribute__((always_inline)) {
+    const auto half = [&](int i) {
       return as<Qor16u>(coarse[i] + multiplyHighRounded(fine[i], splat<VecOf<Qor16s, bytes>>(256)));
     };
     return wordsInOrder(half(0), half(1));
@@ -195,11 +191,11 @@ class ToWords {
   template <int bytes>
   QOR_FORCE_INLINE auto from(const VecOf<Qor16s, bytes> (&coarse)[2], const VecOf<Qor16s, bytes> (&fine)[2]) const {
     using Sums = VecOf<Qor32s, bytes>;
-    const auto scale = [&](VecOf<Qor16s, bytes> pairs) __attribute__((always_inline)) {
+    const auto scale = [&](VecOf<Qor16s, bytes> pairs) {
       const Sums sum = multiplyAdd(pairs, as<Qor16s>(splat<Sums>(1 << 16 | 128)));
       return ((min(sum, splat<Sums>(cap_)) << left_) + splat<Sums>(half_)) >> right_;
     };
-    const auto half = [&](int i) __attribute__((always_inline)) {
+    const auto half = [&](int i) {
       return packToU(scale(zipFirst(coarse[i], fine[i])), scale(zipLast(coarse[i], fine[i])));
     };
     return wordsInOrder(half(0), half(1));
@@ -246,8 +242,8 @@ class ByteBlend {
   template <int bytes>
   QOR_FORCE_INLINE auto between(const BytePairs<bytes>& above, const BytePairs<bytes>& below) const {
     using Words = VecOf<Qor16s, bytes>;
-    const auto sum = [&](int i, const Qor16s(&w)[2]) __attribute__((always_inline)) {
-      const auto weights = [](Qor16s pair) __attribute__((always_inline)) { return as<Qor8s>(splat<Words>(pair)); };
+    const auto sum = [&](int i, const Qor16s(&w)[2]) {
+      const auto weights = [](Qor16s pair) { return as<Qor8s>(splat<Words>(pair)); };
       return multiplyAdd(above.pairs[i], weights(w[0])) + multiplyAdd(below.pairs[i], weights(w[1]));
     };
     const Words coarse[2] = {sum(0, parts_.coarse), sum(1, parts_.coarse)};
@@ -274,15 +270,14 @@ template <class Blend, class S, class D>
 QOR_FORCE_INLINE void blendRow(const Blend& blend, const S* top, const S* bottom, D* dst, ptrdiff_t n) {
   constexpr int whole = QOR_VECTOR_BYTES;
   constexpr int longBlock = Blend::template samples<whole>, shortBlock = Blend::template samples<16>;
-  const auto blocks = [&]<int bytes>(std::integral_constant<int, bytes>) __attribute__((always_inline)) {
-    forBlocks<Blend::template samples<bytes>>(
-        n, [&](ptrdiff_t x) __attribute__((always_inline)) {
-          store(dst + x, blend.between(Blend::template of<bytes>(top + x), Blend::template of<bytes>(bottom + x)));
-        });
+  const auto blocks = [&]<int bytes>(std::integral_constant<int, bytes>) {
+    forBlocks<Blend::template samples<bytes>>(n, [&](ptrdiff_t x) {
+      store(dst + x, blend.between(Blend::template of<bytes>(top + x), Blend::template of<bytes>(bottom + x)));
+    });
   };
   if (n >= longBlock) return blocks(std::integral_constant<int, whole>());
   if constexpr (requires { Blend::template halves<whole>(top, top); }) {
-    const auto byHalves = [&]<int bytes>(std::integral_constant<int, bytes>) __attribute__((always_inline)) {
+    const auto byHalves = [&]<int bytes>(std::integral_constant<int, bytes>) {
       const ptrdiff_t second = n - bytes / 2;
       storeHalves<bytes>(dst, dst + second,
                          blend.between(Blend::template halves<bytes>(top, top + second),

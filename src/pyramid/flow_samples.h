@@ -196,7 +196,7 @@ struct FloatFlow {
 
   static void blendGradients(Plane<const Gradient> level, Gradient* dst, ptrdiff_t stride, QoriSize size, Qor32f a,
                              Qor32f b) {
-    const Plane patch{dst, static_cast<int>(stride * static_cast<ptrdiff_t>(sizeof *dst))};
+    const Plane patch{dst, static_cast<int>(rowBytes<Gradient>(stride))};
     blendRows(FloatBlend<Qor32f, Qor32f>(a, b), level, patch, size.width, size.height);
   }
 

@@ -39,15 +39,15 @@ struct FlowBlock {
     return [=](ScratchParts& parts) {
       using Gradient = typename Kind::Gradient;
       const int64_t level = int64_t{size.width} * size.height + reach;
-      const int64_t stride = roundUpTo(window + 2, reach), patch = stride * window + reach;
       FlowBlock b;
+      b.stride = roundUpTo(window + 2, reach);
+      const int64_t patch = b.stride * window + reach;
       b.levelX = parts.take<Gradient>(level, wideVectorBytes);
       b.levelY = parts.take<Gradient>(level, wideVectorBytes);
-      b.stride = stride;
-      b.image = parts.take<typename Kind::Image>(patch + 2 * stride, wideVectorBytes);
+      b.image = parts.take<typename Kind::Image>(patch + 2 * b.stride, wideVectorBytes);
       b.gx = parts.take<Gradient>(patch, wideVectorBytes);
       b.gy = parts.take<Gradient>(patch, wideVectorBytes);
-      b.next = parts.take<typename Kind::Sample>(patch + stride, wideVectorBytes);
+      b.next = parts.take<typename Kind::Sample>(patch + b.stride, wideVectorBytes);
       return b;
     };
   }
@@ -155,7 +155,7 @@ class PointTracker {
     previous_ = w.inside(limits_.window);
     if (previous_.isEmpty()) return false;
     const int framed = limits_.window + 2;
-    const Plane image{block_.image, static_cast<int>(block_.stride * sizeof *block_.image)};
+    const Plane image{block_.image, static_cast<int>(rowBytes<typename Kind::Image>(block_.stride))};
     copyWindow(typename Kind::Blend(w.x.fraction, w.y.fraction), level_.previous, level_.previousSize, image,
                {framed, framed}, w.x, w.y);
     if (!level_.hasGradients) {
@@ -166,7 +166,7 @@ class PointTracker {
     const ptrdiff_t at = (w.y.first + 1 + previous_.y.first) * width + w.x.first + 1 + previous_.x.first;
     const ptrdiff_t to = previous_.y.first * block_.stride + previous_.x.first;
     const auto take = [&](const Gradient* level, Gradient* patch) {
-      Kind::blendGradients(Plane{level + at, static_cast<int>(width * sizeof *level)}, patch + to, block_.stride,
+      Kind::blendGradients(Plane{level + at, static_cast<int>(rowBytes<Gradient>(width))}, patch + to, block_.stride,
                            previous_.size(), w.x.fraction, w.y.fraction);
     };
     take(block_.levelX, block_.gx);
@@ -237,7 +237,7 @@ class PointTracker {
     const size_t bytes = static_cast<size_t>(area.x.length() + 1) * sizeof(T);
     for (int j = 0; j <= area.y.length(); ++j)
       __builtin_memcpy(block_.next + j * block_.stride, rowAt(first, image.step, j), bytes);
-    return {{block_.next, static_cast<int>(block_.stride * sizeof(T))}, blend};
+    return {{block_.next, static_cast<int>(rowBytes<T>(block_.stride))}, blend};
   }
 
   FlowLevel<T> level_;
