@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
+#include "distance/zeros.h"
 #include "qorcv/distance.h"
-#include "support/support.h"
 
 namespace {
 using namespace qortest;
@@ -37,10 +37,8 @@ void expectSolution(Call& c) {
   const auto outside = [&](int x, int y) { return src.at(x, y) == 0 ? 0.0 : double{d.at(x, y)}; };
   // What is not in the band has not come.
   const auto band = [&](int x, int y) { return d.at(x, y) < 0 ? -double{d.at(x, y)} : INFINITY; };
-  const auto isRim = [&](int x, int y) {
-    return lesser(d, x - 1, y, x + 1, y, [&](int i, int j) { return src.at(i, j) == 0 ? INFINITY : 1.0; }) == 1 ||
-           lesser(d, x, y - 1, x, y + 1, [&](int i, int j) { return src.at(i, j) == 0 ? INFINITY : 1.0; }) == 1;
-  };
+  const auto aside = [&](int x, int y) { return src.at(x, y) == 0 ? INFINITY : 1.0; };
+  const auto isRim = [&](int x, int y) { return offered(d, x, y, aside) < 3; };
   Image<double> want(d.size);
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < w; ++x) {
@@ -64,41 +62,17 @@ void expectSolution(Call& c) {
       "fixed point");
 }
 
-// Zeros as they come, scattered ones, blobs, corridors that turn back, one, none.
-void fill(Call& c) {
-  Random& random = c.c.random;
-  const int kind = random.below(6), x0 = random.below(c.size().width), y0 = random.below(c.size().height);
-  const int apart = random.between(2, 60);
-  appendCase(" kind %d", kind);
-  if (kind == 0) return;
-  c.image<Qor8u>('s').generate([&](int x, int y, int) {
-    const bool isZero = kind == 1   ? random.oneIn(apart)
-                        : kind == 2 ? sin(x * 3.0 / apart) + cos(y * 5.0 / apart) < 0.3
-                        : kind == 3 ? (y % 4 == 3 && x % 31 > 1) || (x == x0 && y == y0)
-                        : kind == 4 ? x == x0 && y == y0
-                                    : false;
-    return static_cast<Qor8u>(isZero ? 0 : random.between(1, 255));
-  });
-}
-
 const Descriptions members([](Descriptions& d) {
   d.add(QORTEST_NAMED(qoriFastMarching_8u32f_C1R), "s.d.zkw",
-        {.checks = "null | size | step | even | own",
+        {.checks = "null | size | step | even | least k BadArgErr 0",
          .draw =
              [](Call& c) {
                c.set('k', c.c.usual ? 0 : c.pick({0.0, -0.0, 1e-30, 1.0, 1.999995, 5.0, 40.0, HUGE_VAL}));
                appendCase(" radius %g", c.real('k'));
              },
-         .fill = fill,
+         .fill = [](Call& c) { drawZeros(c, 's'); },
          .scratch = reported(qoriFastMarchingGetBufferSize_8u32f_C1R),
          .expect = expectSolution,
-         .own =
-             [](DescribedContract& c, int) {
-               const auto set = [&c](float radius) { return [&c, radius] { c.now.at<Qor32f>('k') = radius; }; };
-               c.check(
-                   "radius", qorStsBadArgErr, [&c] { return c.now.at<Qor32f>('k') < 0; }, set(-1), set(-INFINITY),
-                   set(-1e-45F));
-             },
          .teamOf = [](const Arguments& a, int threads, int) { return threads > 1 && a.size().height > 5 ? 2 : 0; },
          .teamSizes = {{40, 5}, {1, 6}, {40, 6}},
          .sweep = {.heights = {1, 2, 5, 6, 7, 33}, .thresholds = {{200, 90}, {90, 200}}, .repeats = 2}});

@@ -27,7 +27,7 @@ Picture outlines(const FloatImage& distance, float apart) {
   Picture out(distance.width(), distance.height(), 3);
   for (int y = 0; y < out.height(); ++y) {
     for (int x = 0; x < out.width(); ++x) {
-      const float d = *distance.at(x, y), fade = std::max(0.15F, 1 - std::fabs(d) / (10 * apart));
+      const float d = *distance.at(x, y), fade = std::max(0.3F, 1 - std::fabs(d) / (30 * apart));
       const bool isLine = std::fmod(std::fabs(d) + 0.5F, apart) < 1.2F;
       const Color c = d > 0   ? (isLine ? yellow : Color{30, 34, 48})
                       : d < 0 ? (isLine ? cyan : Color{18, 70, 90})
