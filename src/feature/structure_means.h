@@ -26,9 +26,11 @@ struct WindowReach {
 // Sums of these windows are formed anew at every pixel of a row; those of wider ones slide.
 constexpr int widestDirect = 5;
 
-// Columns of a strip: so many that those which two strips derive both are few.
+// Columns of a strip: long rows, since memory is read ahead along them, as long as the rows of components that a window
+// keeps stay in the cache; and so many that those which two strips derive both are few.
 constexpr int64_t stripColumns(int width, int window) {
-  const int64_t columns = 4 * int64_t{window} < 512 ? 512 : 4 * int64_t{window};
+  const int64_t cached = 32768 / (int64_t{window} + 1), least = 4 * int64_t{window} < 512 ? 512 : 4 * int64_t{window};
+  const int64_t columns = cached > 2048 ? 2048 : cached < least ? least : cached;
   return columns < width ? columns : width;
 }
 // Columns after which sliding sums of a row start afresh, and rows after which those of the columns do.
@@ -44,8 +46,8 @@ struct StructureRows {
   int64_t ring;           // rows of components
   ptrdiff_t componentStride, sumStride, meanStride;
 
-  // Strides are whole blocks of the wide level. In front of the sums stands a 0, and behind them as many may be
-  // written as a vector has components.
+  // Strides are whole blocks of the wide level. In front of the sums stands a 0, and behind them a
+  // vector may be written.
   static StructureRows lay(ScratchParts& parts, QoriSize size, int window, int radius) {
     constexpr int64_t floats = wideVectorBytes / int64_t{sizeof(Qor32f)};
     const int64_t strip = stripColumns(size.width, window), span = strip + window - 1 + radius - 1;
@@ -53,7 +55,7 @@ struct StructureRows {
     StructureRows r{};
     r.ring = kept < existing ? kept : existing;
     r.componentStride = roundUpTo(span, wideVectorBytes / int64_t{sizeof(C)});
-    r.sumStride = window == 1 ? 0 : roundUpTo(1 + span + wideVectorBytes / int64_t{sizeof(Qor16s)}, floats);
+    r.sumStride = window == 1 ? 0 : roundUpTo(1 + span + floats, floats);
     r.meanStride = roundUpTo(strip, floats);
     r.constants = parts.take<S>(span + 2 * radius);
     r.components = parts.take<C>(2 * r.ring * r.componentStride);
@@ -173,6 +175,7 @@ inline void slideRow(const SumRows sums, const ComponentRow<Qor16s> out, const C
     const Block<Qor32s, 2> xx = change(x, xLess), yy = change(y, yLess), xy = change(x, yLess);
     for (int k = 0; k < 2; ++k) {
       const ptrdiff_t at = i + k * V32f::lanes;
+      if (at >= n) break;
       sums.put(at, {load(sums.xx + at) + toFloat(xx.v[k]), load(sums.yy + at) + toFloat(yy.v[k]),
                     load(sums.xy + at) + toFloat(xy.v[k])});
     }

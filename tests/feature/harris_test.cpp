@@ -48,7 +48,7 @@ Traits structureTraits(const char* start, const char* end, std::function<void(Ca
           .scratch = scratch,
           .expect = std::move(expect),
           .own = structureChecks,
-          .sweep = {.heights = {1, 2, 3, 7, 20}, .thresholds = {{97, 140}, {550, 170}, {130, 33}}}};
+          .sweep = {.heights = {1, 2, 3, 7, 20}, .thresholds = {{97, 140}, {2053, 12}, {2049, 7}, {130, 33}}}};
 }
 
 const Descriptions members([](Descriptions& d) {
