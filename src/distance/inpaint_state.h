@@ -43,7 +43,7 @@ struct QoriInpaintState {
   qor::InpaintPlanes planes;
   qor::InpaintPixel* pixels;          // in the order of the fill
   qor::InpaintNeighbour* neighbours;  // row by row
-  int* ring;                    // known pixels whose gradient may count
+  int* ring;                          // known pixels whose gradient may count
 };
 
 namespace qor::inline QOR_LEVEL {

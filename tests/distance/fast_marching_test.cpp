@@ -9,23 +9,14 @@
 namespace {
 using namespace qortest;
 
-double solved(double p, double q) {
-  return fabs(p - q) < 1 ? (p + q + sqrt(2 - (p - q) * (p - q))) / 2 : std::min(p, q) + 1;
-}
-
-// The smaller value of two pixels, infinite for one outside.
-template <class At>
-double lesser(const Image<Qor32f>& d, int x0, int y0, int x1, int y1, At at) {
-  const auto value = [&](int x, int y) {
-    return x < 0 || y < 0 || x >= d.size.width || y >= d.size.height ? INFINITY : at(x, y);
-  };
-  return std::min(value(x0, y0), value(x1, y1));
-}
-
-// What every pixel should be, from what its neighbours are.
+// What a pixel should be, from the smaller of its neighbours on either axis; infinite outside.
 template <class At>
 double offered(const Image<Qor32f>& d, int x, int y, At at) {
-  return solved(lesser(d, x - 1, y, x + 1, y, at), lesser(d, x, y - 1, x, y + 1, at));
+  const auto value = [&](int i, int j) {
+    return i < 0 || j < 0 || i >= d.size.width || j >= d.size.height ? INFINITY : at(i, j);
+  };
+  const double q = std::min(value(x - 1, y), value(x + 1, y)), p = std::min(value(x, y - 1), value(x, y + 1));
+  return fabs(p - q) < 1 ? (p + q + sqrt(2 - (p - q) * (p - q))) / 2 : std::min(p, q) + 1;
 }
 
 void expectSolution(Call& c) {
@@ -38,26 +29,23 @@ void expectSolution(Call& c) {
   // What is not in the band has not come.
   const auto band = [&](int x, int y) { return d.at(x, y) < 0 ? -double{d.at(x, y)} : INFINITY; };
   const auto aside = [&](int x, int y) { return src.at(x, y) == 0 ? INFINITY : 1.0; };
-  const auto isRim = [&](int x, int y) { return offered(d, x, y, aside) < 3; };
   Image<double> want(d.size);
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      double& v = want.at(x, y);
-      if (src.at(x, y) != 0) {
-        v = !hasZero && x == 0 && y == 0 ? 999999 : offered(d, x, y, outside);
-      } else if (radius > 0) {
-        v = isRim(x, y) ? -1e-10F : -offered(d, x, y, band);
-        // One more that would be at the limit itself may have come or not.
-        if (v < -limit && !(v >= -limit * (1 + 1e-6) && d.at(x, y) < 0)) v = 0;
-      }
+  for (int i = 0; i < w * h; ++i) {
+    const int x = i % w, y = i / w;
+    double& v = want.at(x, y);
+    if (src.at(x, y) != 0) {
+      v = !hasZero && i == 0 ? 999999 : offered(d, x, y, outside);
+    } else if (radius > 0) {
+      v = offered(d, x, y, aside) < 3 ? -1e-10F : -offered(d, x, y, band);
+      // One more that would be at the limit itself may have come or not.
+      if (v < -limit && !(v >= -limit * (1 + 1e-6) && d.at(x, y) < 0)) v = 0;
     }
   }
   // Some roundings of the last bit.
   expectAgreement(
       d, want,
       [](Qor32f got, double v) {
-        if (v == 0 || v == -1e-10F) return same(got, Qor32f(v), Equal::SignedZeros);
-        return fabs(got - v) <= 6e-7 * fabs(v);
+        return v == 0 || v == -1e-10F ? same(got, Qor32f(v), Equal::SignedZeros) : fabs(got - v) <= 6e-7 * fabs(v);
       },
       "fixed point");
 }
