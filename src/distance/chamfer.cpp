@@ -74,7 +74,9 @@ class Chamfer {
       runPasses<1>();
     }
     if (plan_.untilStable) {
-      while (sweep(1) | sweep(-1)) {
+      for (bool fell = true; fell;) {
+        fell = sweep(1);
+        fell = sweep(-1) || fell;
       }
     }
   }
