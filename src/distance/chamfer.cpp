@@ -80,76 +80,76 @@ class Chamfer {
       }
     }
   }
-}
 
-private : template <int reach>
-          void
-          runPasses() const {
-  const ChamferRow<D, true, reach> down(plan_.lengths);
-  const ChamferRow<D, false, reach> up(plan_.lengths);
-  for (int y = 0; y < height_; ++y) {
-    down.run(dst_.row(y), y >= 1 ? dst_.row(y - 1) : nullptr, y >= 2 ? dst_.row(y - 2) : nullptr, src_.row(y), width_);
-  }
-  zigzag(1);
-  for (int y = height_ - 1; y >= 0; --y) {
-    const int below = height_ - 1 - y;
-    up.run(dst_.row(y), below >= 1 ? dst_.row(y + 1) : nullptr, below >= 2 ? dst_.row(y + 2) : nullptr, nullptr,
-           width_);
-    if (below == 0) zigzag(-1);
-  }
-}
-
-static D offer(D from, D move) {
-  if constexpr (std::is_floating_point_v<D>) {
-    return from + move;
-  } else {
-    return saturate<D>(Qor64s{from} + move);
-  }
-}
-
-// Two diagonals along the last row, rightwards or leftwards.
-void zigzag(int direction) const {
-  if (plan_.twoDiagonals == noMove<D>) return;
-  D* const row = dst_.row(height_ - 1);
-  for (ptrdiff_t i = 1; i < width_; ++i) {
-    const ptrdiff_t x = direction > 0 ? i : width_ - 1 - i;
-    row[x] = lesser(row[x], offer(row[x - direction], plan_.lengths.step));
-    if (i >= 2) row[x] = lesser(row[x], offer(row[x - 2 * direction], plan_.twoDiagonals));
-  }
-}
-
-// Every pixel takes the least of what those before it offer, in the order of a pass. Whether any falls.
-bool sweep(int direction) const {
-  const ChamferLengths<D>& l = plan_.lengths;
-  const struct {
-    int dx, dy;
-    D length;
-  } moves[] = {{0, -1, l.step},    {-1, 0, l.step},    {-1, -1, l.diagonal}, {1, -1, l.diagonal},
-               {-1, -2, l.knight}, {-2, -1, l.knight}, {1, -2, l.knight},    {2, -1, l.knight}};
-  bool fell = false;
-  for (int i = 0; i < height_; ++i) {
-    const int y = direction > 0 ? i : height_ - 1 - i;
-    for (ptrdiff_t j = 0; j < width_; ++j) {
-      const ptrdiff_t x = direction > 0 ? j : width_ - 1 - j;
-      D least = dst_.row(y)[x];
-      for (const auto& m : moves) {
-        const ptrdiff_t fromX = x + m.dx * direction;
-        const int fromY = y + m.dy * direction;
-        if (fromX < 0 || fromX >= width_ || fromY < 0 || fromY >= height_) continue;
-        least = lesser(least, offer(dst_.row(fromY)[fromX], m.length));
-      }
-      fell |= least < dst_.row(y)[x];
-      dst_.row(y)[x] = least;
+ private:
+  template <int reach>
+  void runPasses() const {
+    const ChamferRow<D, true, reach> down(plan_.lengths);
+    const ChamferRow<D, false, reach> up(plan_.lengths);
+    for (int y = 0; y < height_; ++y) {
+      down.run(dst_.row(y), y >= 1 ? dst_.row(y - 1) : nullptr, y >= 2 ? dst_.row(y - 2) : nullptr, src_.row(y),
+               width_);
+    }
+    zigzag(1);
+    for (int y = height_ - 1; y >= 0; --y) {
+      const int below = height_ - 1 - y;
+      up.run(dst_.row(y), below >= 1 ? dst_.row(y + 1) : nullptr, below >= 2 ? dst_.row(y + 2) : nullptr, nullptr,
+             width_);
+      if (below == 0) zigzag(-1);
     }
   }
-  return fell;
-}
 
-Plane<const Qor8u> src_;
-Plane<D> dst_;
-ptrdiff_t width_;
-int height_;
-Plan<D> plan_;
+  static D offer(D from, D move) {
+    if constexpr (std::is_floating_point_v<D>) {
+      return from + move;
+    } else {
+      return saturate<D>(Qor64s{from} + move);
+    }
+  }
+
+  // Two diagonals along the last row, rightwards or leftwards.
+  void zigzag(int direction) const {
+    if (plan_.twoDiagonals == noMove<D>) return;
+    D* const row = dst_.row(height_ - 1);
+    for (ptrdiff_t i = 1; i < width_; ++i) {
+      const ptrdiff_t x = direction > 0 ? i : width_ - 1 - i;
+      row[x] = lesser(row[x], offer(row[x - direction], plan_.lengths.step));
+      if (i >= 2) row[x] = lesser(row[x], offer(row[x - 2 * direction], plan_.twoDiagonals));
+    }
+  }
+
+  // Every pixel takes the least of what those before it offer, in the order of a pass. Whether any falls.
+  bool sweep(int direction) const {
+    const ChamferLengths<D>& l = plan_.lengths;
+    const struct {
+      int dx, dy;
+      D length;
+    } moves[] = {{0, -1, l.step},    {-1, 0, l.step},    {-1, -1, l.diagonal}, {1, -1, l.diagonal},
+                 {-1, -2, l.knight}, {-2, -1, l.knight}, {1, -2, l.knight},    {2, -1, l.knight}};
+    bool fell = false;
+    for (int i = 0; i < height_; ++i) {
+      const int y = direction > 0 ? i : height_ - 1 - i;
+      for (ptrdiff_t j = 0; j < width_; ++j) {
+        const ptrdiff_t x = direction > 0 ? j : width_ - 1 - j;
+        D least = dst_.row(y)[x];
+        for (const auto& m : moves) {
+          const ptrdiff_t fromX = x + m.dx * direction;
+          const int fromY = y + m.dy * direction;
+          if (fromX < 0 || fromX >= width_ || fromY < 0 || fromY >= height_) continue;
+          least = lesser(least, offer(dst_.row(fromY)[fromX], m.length));
+        }
+        fell |= least < dst_.row(y)[x];
+        dst_.row(y)[x] = least;
+      }
+    }
+    return fell;
+  }
+
+  Plane<const Qor8u> src_;
+  Plane<D> dst_;
+  ptrdiff_t width_;
+  int height_;
+  Plan<D> plan_;
 };
 
 template <int side, class D, class M>
