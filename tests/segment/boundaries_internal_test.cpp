@@ -1,6 +1,7 @@
 #include "segment/boundaries.h"
 
 #include "segment/cost_lines.h"
+#include "segment/segments.h"
 
 namespace {
 using namespace qortest;
