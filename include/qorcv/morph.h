@@ -1,7 +1,7 @@
 /**
  * @file morph.h
- * Morphology: extrema over rectangles, dilation and erosion by any mask or gray structuring element, what is composed of
- * them, reconstruction.
+ * Morphology: extrema over rectangles, dilation and erosion by any mask or gray structuring element, what is composed
+ * of them, reconstruction.
  */
 #ifndef QORCV_MORPH_H
 #define QORCV_MORPH_H
@@ -592,8 +592,8 @@ QorStatus qoriGrayErodeBorder_32f_C1R(const Qor32f* pSrc, int srcStep, Qor32f* p
  * The time depends on how winding the ways are along which the marker spreads.
  *
  * @b Statuses, in the order of the checks: qorStsNullPtrErr; qorStsSizeErr for a width or height below 1; qorStsStepErr
- * for a step below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a step that is not a multiple of the
- * sample size; qorStsBadArgErr for a norm other than qoriNormInf and qoriNormL1. Queries: qorStsNullPtrErr;
+ * for a step below the bytes of a row, counted in 64 bits; qorStsNotEvenStepErr for a step that is not a multiple of
+ * the sample size; qorStsBadArgErr for a norm other than qoriNormInf and qoriNormL1. Queries: qorStsNullPtrErr;
  * qorStsSizeErr; the general one then qorStsDataTypeErr for a type other than qor8u, qor16u, qor32f, qor64f, and
  * qorStsChannelErr for numChannels other than 1.
  * @{

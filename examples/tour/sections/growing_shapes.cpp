@@ -48,7 +48,8 @@ Picture enlarged(const Bytes& mask, int side, int times) {
 
 void growingShapes(const Input& in, Output& out) {
   out.text(
-      "A dilation gives every pixel the brightest one under a mask, so that bright things grow by its shape; an erosion "
+      "A dilation gives every pixel the brightest one under a mask, so that bright things grow by its shape; an "
+      "erosion "
       "the darkest. The time does not follow the number of the mask's pixels: rectangles cost the same at any size, "
       "other shapes grow with their height.");
   const Picture& gray = in.grays[0];
