@@ -181,6 +181,7 @@ Call::Call(const Description& d, Case& itsCase, Pixels pixels, const Own& own, c
     : Arguments(d),
       c(itsCase),
       twin(itsTwin),
+      pixels_(pixels),
       images_(slots.size()),
       blocks_(slots.size()),
       lists_(slots.size()),
@@ -403,6 +404,7 @@ Image<Qor8u> Call::bitsAfter(char role, int which) const {
 
 // Bits of the first and last byte of a row that are not of the region stay.
 void Call::verifyBits() const {
+  if (pixels_ == Pixels::None) return;
   forEach(description, [&](size_t i, char role) {
     if (!description.isBits(i) || !isOutput(i)) return;
     const Image<Qor8u>& was = before<Qor8u>(role, description.which(i));

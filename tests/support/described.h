@@ -286,6 +286,7 @@ class Call : public Arguments {
   Image<Qor8u> bits(size_t position, const Image<Qor8u>& bytes) const;
   friend class DescribedContract;
 
+  const Pixels pixels_;
   std::vector<std::shared_ptr<AnyImage>> images_;  // by position; in place two of them are one
   std::vector<Block> blocks_;
   std::vector<std::vector<void*>> lists_;
