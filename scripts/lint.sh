@@ -22,12 +22,13 @@ git ls-files -z '*.c' '*.cpp' '*.h' | xargs -0 -r clang-format-14 --dry-run -Wer
 
 need_packages --for 'the analysis' clang-tidy-14 python3
 [ -e build/release/compile_commands.json ] || build_preset release
-# Each file once, as the wide level compiles it.
+# Each file once, as the wide level compiles it, without what clang does not know.
 mkdir -p build/tidy
 python3 - <<'END'
 import json
 with open("build/release/compile_commands.json") as all, open("build/tidy/compile_commands.json", "w") as once:
-    json.dump(list({entry["file"]: entry for entry in json.load(all)}.values()), once)
+    entries = json.loads(all.read().replace(" -fno-ipa-sra", ""))
+    json.dump(list({entry["file"]: entry for entry in entries}.values()), once)
 END
 say 'analysing'
 [ $# -gt 0 ] || set -- "$qorcv_root/src/.*\.cpp$" "$qorcv_root/core/.*\.cpp$"

@@ -164,7 +164,6 @@ class HaarBatch {
 
   // A group of neighbours with a bit for every candidate, or one pixel. The pointers lead to its first sample; the mask
   // is written by run().
-  // NOLINTNEXTLINE(readability-non-const-parameter)
   void add(const T* const (&tables)[Tables::count], const N* norm, Qor8u* mask, Qor32u candidates) {
     for (int t = 0; t < Tables::count; ++t) pixels_[t][used_] = tables[t];
     masks_[used_] = mask;

@@ -93,7 +93,7 @@ void combineDirectly(const T* const* table, ptrdiff_t n, T* results, ptrdiff_t s
       n, [&]<class U>(std::type_identity<U>, ptrdiff_t x) __attribute__((always_inline)) {
         const auto source = [&](int i) __attribute__((always_inline)) { return loadUnit<U>(rows[i] + x); };
         // What both rows of a pair have in common.
-        U above = source(1), below = source(height == 2 ? 3 : height);
+        U above = source(1), below = source(height == 2 ? height + 1 : height);
         if constexpr (height > 2) {
           above = combined<Op>(above, source(2));
           below = combined<Op>(below, source(height + 1));
@@ -191,11 +191,11 @@ void combineCut(const T* row, ptrdiff_t pixels, ptrdiff_t step, ptrdiff_t firstE
   if (count == 0) return;
   Single<T> running = loadUnit<Single<T>>(row);
   ptrdiff_t at = 1;
-  const auto advance = [&] { running = combined<Op>(running, loadUnit<Single<T>>(row + at++ * step)); };
+  const auto take = [&](ptrdiff_t i) { running = combined<Op>(running, loadUnit<Single<T>>(row + i * step)); };
   for (; count > 0 && firstEnd <= 0; --count, ++firstEnd, results += step) storeUnit(results, running);
-  while (at < firstEnd && at < pixels) advance();
-  for (; count > 0 && at < pixels; --count, results += step) {
-    advance();
+  for (; at < firstEnd && at < pixels; ++at) take(at);
+  for (; count > 0 && at < pixels; --count, ++at, results += step) {
+    take(at);
     storeUnit(results, running);
   }
   for (; count > 0; --count, results += step) storeUnit(results, running);

@@ -21,11 +21,12 @@ struct Target {
   // The step of three channels is tested as that of one, but in 16u.
   template <int channels, class... Values>
   QorStatus check(const Values*... values) const {
-    const bool testsAll = sizeof(T) == 2;
+    int tested = channels;
+    if (sizeof(T) != 2) tested = 1;
     const bool isInside = seed.x >= 0 && seed.x < roiSize.width && seed.y >= 0 && seed.y < roiSize.height;
     return firstFailure(nullCheck(pImage, pRegion, pBuffer, values...), sizeCheck(roiSize),
-                        stepCheck<T>(int64_t{roiSize.width} * (testsAll ? channels : 1), imageStep),
-                        evenCheck<T>(imageStep), isInside ? qorStsNoErr : qorStsOutOfRangeErr);
+                        stepCheck<T>(int64_t{roiSize.width} * tested, imageStep), evenCheck<T>(imageStep),
+                        isInside ? qorStsNoErr : qorStsOutOfRangeErr);
   }
 
   // With a step below the bytes of a row, the rows overlap, and painting changes what has been looked at: then the run

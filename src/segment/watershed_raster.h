@@ -82,8 +82,8 @@ class WatershedRelaxation {
   }
 
   void run(int bands) {
-    __builtin_memset(planes_.touched - width_, 0, static_cast<size_t>(width_) * static_cast<size_t>(height_ + 2));
-    __builtin_memset(planes_.touchedRows - 1, 1, static_cast<size_t>(height_ + 2));
+    __builtin_memset(planes_.touched - width_, 0, static_cast<size_t>(width_) * (static_cast<size_t>(height_) + 2));
+    __builtin_memset(planes_.touchedRows - 1, 1, (static_cast<size_t>(height_) + 2));
     if (bands > 1) {
       runInBands(bands);
     } else {
@@ -460,7 +460,10 @@ class WatershedRelaxation {
 
     Bands(int n, int height) : count(n) {
       const Qor32f bandHeight = 1 + static_cast<Qor32f>(height - n - 1) / static_cast<Qor32f>(n);
-      for (int i = 0; i < n; ++i) edges[i] = static_cast<int>(static_cast<Qor32f>(i) * bandHeight + 0.5F);
+      for (int i = 0; i < n; ++i) {
+        const Qor32f pastEdge = static_cast<Qor32f>(i) * bandHeight + 0.5F;
+        edges[i] = static_cast<int>(pastEdge);
+      }
       edges[n] = height - 1;
     }
     bool isEven(int band) const { return band % 2 == 0; }
