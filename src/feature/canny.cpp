@@ -41,7 +41,10 @@ struct EdgeRows {
 
   static EdgeRows lay(ScratchParts& parts, ptrdiff_t n, bool components) {
     EdgeRows rows{};
-    for (M*& m : rows.magnitude) m = parts.take<M>(n + 2) + 1;
+    for (M*& m : rows.magnitude) {
+      m = parts.take<M>(n + 2);
+      if (m != nullptr) ++m;
+    }
     for (int i = 0; components && i < 2; ++i) rows.dx[i] = parts.take<C>(n), rows.dy[i] = parts.take<C>(n);
     return rows;
   }
