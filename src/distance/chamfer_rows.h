@@ -67,7 +67,7 @@ class ChamferRow {
     };
     const auto atInside = [&](ptrdiff_t g) {
       const ptrdiff_t x = g * pixels;
-      Group least = row.offered(own + x, near + x, far + x, src + x);
+      Group least = row.offered(own + x, near + x, reach == 2 ? far + x : nullptr, forward ? src + x : nullptr);
       row.runAlong(least, carry);
       store(own + x, least);
     };
