@@ -129,7 +129,8 @@ struct Samples {
   static Taken minusSource(const Source& source, const Results& results) {
     return {true, {results.first, results.step}, source.image.image, results};
   }
-  // Of the gradient: where the erosion goes to, and how it is taken from the dilation.
+  // Of the gradient: where dilation and erosion go to, and how one is taken from the other.
+  static Results dilatedTo(const Results& results, const Results&) { return results; }
   static Results erodedTo(const Results&, const Results& band) { return band; }
   static Taken minus(const Results& dilated, const Results& eroded) {
     return {true, {dilated.first, dilated.step}, {eroded.first, eroded.step}, dilated};
@@ -149,8 +150,9 @@ struct Bits {
   static Results placed(Qor8u* p, int step, ptrdiff_t x, ptrdiff_t y) { return {p - y * step, step, -x}; }
   static Taken sourceMinus(const Source& source, const Results&) { return {true, source.plane, true}; }
   static Taken minusSource(const Source& source, const Results&) { return {true, source.plane, false}; }
-  // Differences are taken before anything is stored.
-  static Results erodedTo(const Results& dilated, const Results&) { return dilated; }
+  // The difference is taken as the erosion is stored, which may come in several passes over the results.
+  static Results dilatedTo(const Results&, const Results& band) { return band; }
+  static Results erodedTo(const Results& results, const Results&) { return results; }
   static Taken minus(const Results& dilated, const Results&) {
     return {true, {dilated.first, dilated.step, dilated.bit}, true};
   }
@@ -211,9 +213,10 @@ class Compound {
     if (!fits(whole()) || !layBand(size_.width, bandRows())) return qorStsSizeErr;
     for (ptrdiff_t y = 0; y < size_.height; y += bandRows()) {
       const Area area = {0, y, size_.width, y + bandRows() < size_.height ? y + bandRows() : size_.height};
-      filter<Highest>(source_, record, area, results_, {});
-      const Results eroded = Images::erodedTo(results_, Images::placed(band_, step_, 0, y));
-      filter<Lowest>(source_, record, area, eroded, Images::minus(results_, eroded));
+      const Results band = Images::placed(band_, step_, 0, y);
+      const Results dilated = Images::dilatedTo(results_, band), eroded = Images::erodedTo(results_, band);
+      filter<Highest>(source_, record, area, dilated, {});
+      filter<Lowest>(source_, record, area, eroded, Images::minus(dilated, eroded));
     }
     return qorStsNoErr;
   }

@@ -56,6 +56,7 @@ inline FlatMask anyMask(Case& c, bool freeAnchor) {
   Random& random = c.random;
   const auto side = [&](int most) { return random.oneIn(4) ? random.between(1, most) : random.between(1, 8); };
   QoriSize size{side(45), side(30)};
+  if (random.oneIn(12)) size = {random.between(17, 24), random.between(17, 24)};  // many runs, if of single elements
   if (random.oneIn(12)) size = random.oneIn(2) ? QoriSize{random.between(60, 300), 1} : QoriSize{2, 70};
   if (c.usual) size = {3, 3};
   FlatMask mask{size, centreOf(size), std::vector<Qor8u>(static_cast<size_t>(size.width) * size.height)};
